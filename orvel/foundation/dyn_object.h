@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+/// Run-time record of a framework class: its name and its base class's record. One constant per
+/// class, usable before and after every other static object. Immutable.
+class MDynClassRecord {
+ public:
+  /// `name` is borrowed for good; `base` is null for the root.
+  constexpr MDynClassRecord(const wchar_t* name, const MDynClassRecord* base) noexcept
+      : name_(name), base_(base) {}
+  MDynClassRecord(const MDynClassRecord&) = delete;
+  MDynClassRecord& operator=(const MDynClassRecord&) = delete;
+
+  [[nodiscard]] constexpr const wchar_t* GetName() const noexcept { return name_; }
+  /// Null for the root.
+  [[nodiscard]] constexpr const MDynClassRecord* GetBase() const noexcept { return base_; }
+  /// True for `ancestor` itself and for every class below it.
+  [[nodiscard]] constexpr bool IsKindOf(const MDynClassRecord& ancestor) const noexcept {
+    for (const MDynClassRecord* record = this; record != nullptr; record = record->base_) {
+      if (record == &ancestor) return true;
+    }
+    return false;
+  }
+
+ private:
+  const wchar_t* name_;
+  const MDynClassRecord* base_;
+};
+
+/// Records of the framework's own classes. The five below `MError` name categories of error and
+/// have no class of their own: nothing but the record tells them from `MError`.
+namespace MClassRecords {
+inline constexpr MDynClassRecord kDynObject{L"MDynObject", nullptr};
+inline constexpr MDynClassRecord kError{L"MError", &kDynObject};
+inline constexpr MDynClassRecord kErrorOutOfMemory{L"MErrorOutOfMemory", &kError};
+inline constexpr MDynClassRecord kErrorInternal{L"MErrorInternal", &kError};
+inline constexpr MDynClassRecord kErrorDivisionByZero{L"MErrorDivisionByZero", &kError};
+inline constexpr MDynClassRecord kErrorBadInput{L"MErrorBadInput", &kError};
+inline constexpr MDynClassRecord kErrorUserEscape{L"MErrorUserEscape", &kError};
+}  // namespace MClassRecords
+
+/// Root of framework objects that know their class at run time and can be copied and created
+/// through it. Thread-compatible.
+class MDynObject {
+ public:
+  virtual ~MDynObject() = default;
+  /// The object's class.
+  [[nodiscard]] virtual const MDynClassRecord& GetClass() const noexcept = 0;
+  /// A copy of the object, or null for a class that cannot be copied, which is the default.
+  [[nodiscard]] virtual std::unique_ptr<MDynObject> Clone() const;
+  /// A new object of the same class in its empty state, or null, which is the default.
+  [[nodiscard]] virtual std::unique_ptr<MDynObject> CreateEmpty() const;
+
+ protected:
+  MDynObject() = default;
+  MDynObject(const MDynObject&) = default;
+  MDynObject& operator=(const MDynObject&) = default;
+
+  /// 1 in a new object, copied with it; reserved for subclasses, no operation interprets it.
+  std::int32_t reserved_ = 1;
+};

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/foundation/error.h"
+
+#include <exception>
+
+#include "orvel/foundation/decimal_text.h"
+#include "orvel/foundation/exception.h"
+
+namespace {
+
+std::wstring ComposeCode(const MSourceContext& context, const wchar_t* errorName) {
+  std::wstring code = context.ClassText();
+  const std::wstring_view function = context.FunctionText();
+  if (!function.empty()) {
+    if (!code.empty()) code += L'.';
+    code += function;
+  }
+  const std::wstring_view name = errorName != nullptr ? errorName : L"";
+  if (!name.empty()) {
+    if (!code.empty()) code += L':';
+    code += name;
+  }
+  return code;
+}
+
+bool IsHandlingForeignException() noexcept {
+  const std::exception_ptr current = std::current_exception();
+  if (current == nullptr) return false;
+  try {
+    std::rethrow_exception(current);
+  } catch (const MException&) {
+    return false;
+  } catch (const std::exception&) {
+    return true;
+  } catch (...) {
+    // Neither the framework's nor the standard library's.
+    return false;
+  }
+}
+
+}  // namespace
+
+MError::MError(const MRaiseSite& site, const wchar_t* errorName)
+    : code_(ComposeCode(site.GetContext(), errorName)) {
+  const MFlowEvent kind =
+      IsHandlingForeignException() ? MFlowEvent::kCascadeError : MFlowEvent::kRootError;
+  site.GetContext().RecordNamed(kind, site.GetObjectAddress(), errorName, site.GetLine());
+}
+
+const MDynClassRecord& MError::GetClass() const noexcept { return MClassRecords::kError; }
+
+std::unique_ptr<MDynObject> MError::Clone() const { return std::make_unique<MError>(*this); }
+
+std::unique_ptr<MDynObject> MError::CreateEmpty() const { return std::make_unique<MError>(); }
+
+std::wstring MError::GetMessage() const { return code_.empty() ? L"Unspecified error" : code_; }
+
+std::wstring MError::GetChainText() const { return {}; }
+
+void MError::AddParameter(const wchar_t* name, std::wstring value) {
+  parameters_.try_emplace(name != nullptr ? name : L"", std::move(value));
+}
+
+void MError::AddParameter(const wchar_t* name, std::uint32_t value) {
+  AddParameter(name, Orvel::Detail::DecimalText(value));
+}
+
+void MError::AddErrnoParameter(long value) {
+  AddParameter(L"errno", Orvel::Detail::DecimalText(value));
+}
+
+const std::wstring* MError::FindParameter(std::wstring_view name) const {
+  const auto found = parameters_.find(name);
+  return found != parameters_.end() ? &found->second : nullptr;
+}

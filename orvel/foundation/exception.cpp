@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/foundation/exception.h"
+
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+MException::MException(const MError& error) { Append(error); }
+
+MException::MException(const MException& other) : std::exception(other) {
+  errors_.reserve(other.errors_.size());
+  for (const auto& error : other.errors_) {
+    if (error != nullptr) Append(*error);
+  }
+}
+
+MException& MException::operator=(MException other) noexcept {
+  Swap(other);
+  return *this;
+}
+
+void MException::Append(const MDynObject& error) {
+  if (errors_.size() == errors_.max_size()) throw std::length_error("list too long");
+  std::unique_ptr<MDynObject> clone = error.Clone();
+  auto* const clonedError = dynamic_cast<MError*>(clone.get());
+  std::unique_ptr<MError> entry;
+  if (clonedError != nullptr) {
+    clone.release();
+    entry.reset(clonedError);
+  }
+  errors_.push_back(std::move(entry));
+}
+
+const MError* MException::GetNewestError() const noexcept {
+  return errors_.empty() ? nullptr : errors_.back().get();
+}
+
+std::wstring MException::GetChainDescription() const {
+  std::wstring text;
+  for (const auto& error : errors_) {
+    if (error == nullptr) continue;
+    text += error->GetMessage();
+    const wchar_t* separator = L" (";
+    for (const auto& [name, value] : error->GetParameters()) {
+      text += separator;
+      text += name;
+      text += L" = ";
+      text += value;
+      separator = L", ";
+    }
+    if (!error->GetParameters().empty()) text += L')';
+    text += L'\n';
+  }
+  return text;
+}
+
+const char* MException::what() const noexcept { return "Unknown exception"; }
+
+void RaiseError(const MRaiseSite& site, const wchar_t* errorName) {
+  throw MException(MError(site, errorName));
+}
+
+void RaiseError(const MRaiseSite& site, const wchar_t* errorName, const wchar_t* parameterName,
+                std::uint32_t value) {
+  MError error(site, errorName);
+  error.AddParameter(parameterName, value);
+  throw MException(error);
+}
+
+void RecordDismissed(const MFlowPoint& point, const void* object,
+                     const MException& exception) noexcept {
+  const MError* const newest = exception.GetNewestError();
+  try {
+    const std::wstring message = (newest != nullptr ? *newest : MError()).GetMessage();
+    point.RecordNamed(MFlowEvent::kDismissedError, object, message.c_str());
+  } catch (const std::bad_alloc&) {
+    point.RecordNamed(MFlowEvent::kDismissedError, object, L"OutOfMemory");
+  }
+}

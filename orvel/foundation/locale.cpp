@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/foundation/locale.h"
+
+#include <array>
+#include <cstdlib>
+#include <exception>
+
+#include "orvel/foundation/exception.h"
+#include "orvel/platform/windows_api.h"
+
+namespace {
+
+struct NameRepair {
+  const char* longForm;
+  const char* code;
+};
+
+constexpr std::array<NameRepair, 6> kNameRepairs = {{
+    {"Hong Kong S.A.R.", "HKG"},
+    {"U.A.E.", "ARE"},
+    {"Chinese (Traditional)_Macau S.A.R..950", "ZHM"},
+    {"Chinese_Macau S.A.R..950", "ZHM"},
+    {"Chinese (Traditional)_Macao S.A.R..950", "ZHM"},
+    {"Chinese_Macao S.A.R..950", "ZHM"},
+}};
+
+MSourceContext& ConstructionContext() {
+  static MSourceContext context(L"MLocale", L"MLocale");
+  return context;
+}
+
+std::wstring Widen(const char* text) {
+  std::size_t units = 0;
+  if (::mbstowcs_s(&units, nullptr, 0, text, 0) != 0) return {};
+  std::wstring wide(units, L'\0');  // the count includes the terminating zero
+  if (::mbstowcs_s(&units, wide.data(), wide.size(), text, _TRUNCATE) != 0) return {};
+  wide.resize(units - 1);
+  return wide;
+}
+
+std::locale BuildBaseLocale(const std::string& name, const MLocale* object) {
+  try {
+    return std::locale(name.c_str());
+  } catch (const std::exception& failure) {
+    MError error(ConstructionContext().At(__LINE__, object), L"BadCppLocale");
+    error.AddParameter(L"errorMessage", Widen(failure.what()));
+    error.AddParameter(L"name", Widen(name.c_str()));
+    throw MException(error);
+  }
+}
+
+}  // namespace
+
+MLocale::MLocale(const char* name) : name_(RepairLocaleName(name)) {
+  const std::string requestedName = name_;
+  baseLocale_ = BuildBaseLocale(requestedName, this);
+  name_ = RepairLocaleName(baseLocale_.name().c_str());
+  cLocale_.reset(::_create_locale(LC_ALL, name_.c_str()));
+  if (cLocale_ == nullptr) {
+    MError error(ConstructionContext().At(__LINE__, this), L"BadCLocale");
+    error.AddParameter(L"name", Widen(requestedName.c_str()));
+    throw MException(error);
+  }
+  const auto& punctuation = std::use_facet<std::numpunct<wchar_t>>(baseLocale_);
+  numberLocale_ = std::locale(baseLocale_, new DecimalSeparatorOnly(punctuation.decimal_point()));
+}
+
+const MLocale& MLocale::Instance() {
+  static const MLocale instance("C");
+  return instance;
+}
+
+std::string MLocale::RepairLocaleName(const char* name) {
+  std::string repaired = name != nullptr ? name : "";
+  for (const NameRepair& repair : kNameRepairs) {
+    const std::string_view longForm = repair.longForm;
+    const std::size_t position = repaired.find(longForm);
+    if (position != std::string::npos) repaired.replace(position, longForm.size(), repair.code);
+  }
+  return repaired;
+}
+
+void MLocale::CLocaleDeleter::operator()(void* locale) const noexcept {
+  ::_free_locale(static_cast<_locale_t>(locale));
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <locale>
+#include <memory>
+#include <string>
+
+struct tm;
+
+/// Number formatting that does not depend on the user: a stream locale that writes a decimal point
+/// and never groups digits, and a C runtime locale of the same name.
+///
+/// Immutable after construction, so any thread may use one.
+class MLocale {
+ public:
+  /// Number punctuation of the framework: one decimal point, no grouping; the rest is that of the
+  /// "C" locale, whatever the global locale is.
+  class DecimalSeparatorOnly : public std::numpunct<wchar_t> {
+   public:
+    explicit DecimalSeparatorOnly(wchar_t decimalPoint) : decimalPoint_(decimalPoint) {}
+
+   protected:
+    [[nodiscard]] char_type do_decimal_point() const override { return decimalPoint_; }
+    [[nodiscard]] char_type do_thousands_sep() const override { return L','; }
+    [[nodiscard]] std::string do_grouping() const override { return {}; }
+    [[nodiscard]] string_type do_truename() const override { return L"true"; }
+    [[nodiscard]] string_type do_falsename() const override { return L"false"; }
+
+   private:
+    const wchar_t decimalPoint_;
+  };
+
+  /// Builds both locales for `name`, repaired (`RepairLocaleName`); null is the empty name. Raises
+  /// "BadCppLocale" (parameters "errorMessage", "name") when the standard library does not know
+  /// the name and "BadCLocale" ("name") when the C runtime does not.
+  explicit MLocale(const char* name);
+  MLocale(const MLocale&) = delete;
+  MLocale& operator=(const MLocale&) = delete;
+
+  /// The framework's instance, for the name "C", built on first use. When that fails the error
+  /// reaches the caller and the next call tries again.
+  [[nodiscard]] static const MLocale& Instance();
+
+  /// The locale to imbue into streams that write or read numbers.
+  [[nodiscard]] const std::locale& GetNumberLocale() const noexcept { return numberLocale_; }
+  /// Handle (`_locale_t`) for the C runtime's locale-bound conversions; owned by this object.
+  [[nodiscard]] void* GetCLocale() const noexcept { return cLocale_.get(); }
+  /// The name as the standard library reports it, repaired.
+  [[nodiscard]] const std::string& GetName() const noexcept { return name_; }
+
+  /// `name` with long country names that the C runtime reports but does not accept replaced by
+  /// their codes, the first occurrence of each. Null gives the empty string.
+  [[nodiscard]] static std::string RepairLocaleName(const char* name);
+
+  /// Reads a time as the POSIX function `strptime` does in the "C" locale, for wide text. Returns
+  /// the first character not consumed, or null when the input does not match; fields that were
+  /// read before that stay set. An empty format returns `input`.
+  ///
+  /// Differences from POSIX, all intended: "%p" is not known, so "%r" always fails; "%C" stores
+  /// the century times 100 without taking 1900 away; "%U" and "%W" are read and dropped; "%k" and
+  /// "%l" are taken as "%H" and "%I".
+  [[nodiscard]] static const wchar_t* ParseTime(const wchar_t* input, const wchar_t* format,
+                                                tm* result);
+
+ private:
+  struct CLocaleDeleter {
+    void operator()(void* locale) const noexcept;
+  };
+
+  std::string name_;
+  std::unique_ptr<void, CLocaleDeleter> cLocale_;
+  std::locale baseLocale_;
+  std::locale numberLocale_;
+};

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+/// Kinds of flow event as callers of `MFlowLogger::logEvent` pass them. The logger translates each
+/// to the code that it records and prints (`FlowEventCode`).
+enum class MFlowEvent : std::int32_t {
+  kTimingPoint = 0,       ///< a point was reached; two values of the caller's own
+  kRootError = 1,         ///< an error was raised; first argument: its label
+  kCascadeError = 2,      ///< an error was raised while a standard exception was being handled
+  kDismissedError = 3,    ///< an error was caught and swallowed
+  kConstruction = 4,      ///< an object was built
+  kDestruction = 5,       ///< an object is being destroyed
+  kStateChange = 6,       ///< first argument: the new state
+  kScopePush = 7,         ///< a scope was entered
+  kScopePop = 8,          ///< a scope was left
+  kTimingPointAlias = 9,  ///< records the same code as kTimingPoint
+  kReturnError = 10,    ///< an error was reported through a return value; first argument: its label
+  kWarning = 11,        ///< first argument: a label
+  kMessageSend = 12,    ///< first argument: the message
+  kMessageReceive = 13  ///< first argument: the message
+};
+
+/// An object's address as flow events carry it; null is 0, which means none.
+[[nodiscard]] inline std::uint64_t FlowObject(const void* object) noexcept {
+  return reinterpret_cast<std::uintptr_t>(object);
+}
+
+/// Records flow events into a ring in memory and dumps them as text on demand.
+///
+/// Thread-safe: any thread may call any operation at any time.
+class MFlowLogger {
+ public:
+  MFlowLogger() = default;
+  MFlowLogger(const MFlowLogger&) = delete;
+  MFlowLogger& operator=(const MFlowLogger&) = delete;
+  virtual ~MFlowLogger() = default;
+
+  /// Records one event, here and in the attached logger if there is one. `kindIndex` is the value
+  /// of an `MFlowEvent`; an index outside 0 to 13 records nothing. `classId` and `pointId` are
+  /// label identifiers (`FlowLabelId`) or, for the point of a timing event, a plain number;
+  /// `object` is the address or handle of the object concerned, 0 for none. Takes no lock,
+  /// allocates nothing, never fails; while a dump runs the event is dropped.
+  virtual void logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
+                        std::int32_t classId, std::int32_t pointId,
+                        std::uint64_t object) noexcept = 0;
+
+  /// Writes the text of all records to `stream`, then forgets them. Recording stops meanwhile.
+  /// When the stream throws or goes bad (a full disk, say) the rest is skipped, the records stay
+  /// and recording stays off until a later dump runs to its end. Raises nothing, also when the
+  /// stream does. The stream's formatting flags play no part. Dumps of one logger follow one
+  /// another; a full ring takes its formatting plus eight pauses of 10 ms.
+  virtual void dump(std::ostream& stream) = 0;
+
+  /// Dumps into the file "C:\Temp\DebugDump.log", which is truncated. False when it cannot be
+  /// opened (a missing folder is not created), else true, whether or not the dump got through.
+  /// The argument is not used.
+  virtual bool dumpToFile(const wchar_t* ignored) = 0;
+
+  /// Attaches `other` when it is an `MKLoggerAdapter`: each of the two records that it met the
+  /// other, `other` learns the names known here, and from then on what is recorded or named here
+  /// goes to `other` as well. Anything else, null included, detaches the logger attached before,
+  /// if any. Attaching a logger to itself does nothing.
+  /// The attached logger must outlive the attachment, and a recorder that is running while it is
+  /// detached may still reach it: let such threads come to rest before that module goes away.
+  virtual void attachModule(MFlowLogger* other) = 0;
+};
+
+/// Registers the names by which dumps show identifiers.
+///
+/// Thread-safe. Every operation applies to this logger and to the attached one, if any. Of each
+/// character only the low byte is kept; a null name counts as empty. The first name of a key
+/// stays, later ones are ignored: also for a thread id or an address that is used again. Nothing
+/// is raised: a name for which there is no memory is dropped.
+class MDiagnosticsRegistry {
+ public:
+  MDiagnosticsRegistry() = default;
+  MDiagnosticsRegistry(const MDiagnosticsRegistry&) = delete;
+  MDiagnosticsRegistry& operator=(const MDiagnosticsRegistry&) = delete;
+  virtual ~MDiagnosticsRegistry() = default;
+
+  /// Names a label: a class, a point in the code, an error.
+  virtual void nameLabel(std::int32_t id, const wchar_t* name) noexcept = 0;
+  /// The same; the first argument is not used.
+  virtual void nameLabelFor(std::uint64_t ignored, std::int32_t id,
+                            const wchar_t* name) noexcept = 0;
+  /// Names an object by its address or handle.
+  virtual void nameObject(std::uint64_t object, const wchar_t* name) noexcept = 0;
+  /// Names the calling thread, to the logger and to an attached debugger.
+  virtual void nameCurrentThread(const wchar_t* name) noexcept = 0;
+  /// Names a state of a class; `classId` is the class's label identifier.
+  virtual void nameState(std::int32_t classId, std::int32_t state,
+                         const wchar_t* name) noexcept = 0;
+  /// The same operation as `nameLabel`, kept for callers of this slot.
+  virtual void nameLabelAlias(std::int32_t id, const wchar_t* name) noexcept = 0;
+  /// Names a message. Messages share their table with states: message m and state m of class 0
+  /// are one entry.
+  virtual void nameMessage(std::int32_t id, const wchar_t* name) noexcept = 0;
+};

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <string>
+
+#include "orvel/logging/event_ring.h"
+#include "orvel/logging/name_table.h"
+#include "orvel/platform/clocks.h"
+#include "orvel/platform/critical_section.h"
+
+/// The flow logger's working part: the ring of records, the name tables, the clock reference and
+/// the dump. Code that logs goes through `flowLogger()`; this class is for the adapter and for
+/// tests of its own instances.
+///
+/// Thread-safe.
+class MFlowLoggerImplementation {
+ public:
+  /// Recording is enabled from here on. Raises `std::bad_alloc`; the ring is about 5 MB.
+  MFlowLoggerImplementation();
+  MFlowLoggerImplementation(const MFlowLoggerImplementation&) = delete;
+  MFlowLoggerImplementation& operator=(const MFlowLoggerImplementation&) = delete;
+
+  /// Records one event under the code `kind`. See `MFlowLogger::logEvent` for the rest.
+  void Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2, std::int32_t classId,
+              std::int32_t pointId, std::uint64_t object) noexcept {
+    ring_.Record(kind, arg1, arg2, classId, pointId, object);
+  }
+
+  /// See `MFlowLogger::dump`.
+  void Dump(std::ostream& stream) noexcept;
+
+  /// Text of the record in slot `index`, two lines without a line feed at the end, with times
+  /// relative to the counter value `reference`. Empty for an empty slot; "*OUT OF BOUNDS*" for an
+  /// index past the ring.
+  [[nodiscard]] std::string FormatRecord(std::uint32_t index, std::int64_t reference) const;
+
+  /// A difference of performance counters as seconds with six decimals, cut off, not rounded.
+  [[nodiscard]] std::string FormatTime(std::int64_t ticks) const;
+
+  /// Registration of names; see `MDiagnosticsRegistry`.
+  void NameLabel(std::int32_t id, const wchar_t* name) noexcept { labels_.Add(id, name); }
+  void NameObject(std::uint64_t object, const wchar_t* name) noexcept {
+    objectNames_.Add(object, name);
+  }
+  void NameThread(std::uint32_t threadId, const wchar_t* name) noexcept {
+    threadNames_.Add(threadId, name);
+  }
+  void NameState(std::int32_t classId, std::int32_t state, const wchar_t* name) noexcept {
+    stateAndMessageNames_.Add(StateKey(classId, state), name);
+  }
+  void NameMessage(std::int32_t id, const wchar_t* name) noexcept {
+    stateAndMessageNames_.Add(id, name);
+  }
+
+  /// Gives `other` every name known here; names that it already has stay. `other` is not this
+  /// object. Two loggers may copy into each other at once.
+  void CopyNamesInto(MFlowLoggerImplementation& other) const noexcept;
+
+  /// Key of a class's state in the table that states share with messages: the class's identifier
+  /// times 100 plus the state, wrapping as unsigned numbers do.
+  [[nodiscard]] static constexpr std::int32_t StateKey(std::int32_t classId,
+                                                       std::int32_t state) noexcept {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(classId) * 100u +
+                                     static_cast<std::uint32_t>(state));
+  }
+
+ private:
+  [[nodiscard]] std::string FormatRecord(const Orvel::Detail::EventRecord& record,
+                                         std::int64_t reference) const;
+  void WriteHeader(std::ostream& stream, std::int64_t reference) const;
+  /// False when the stream went bad.
+  [[nodiscard]] bool WriteRecords(std::ostream& stream);
+  [[nodiscard]] Orvel::Detail::EventRecord ReadSettled(std::uint32_t index,
+                                                       std::uint32_t& pausesLeft) const noexcept;
+
+  std::map<std::int32_t, std::string> eventNames_;  // constant after construction
+  Orvel::Detail::NameTable<std::uint32_t> threadNames_;
+  Orvel::Detail::NameTable<std::int32_t> labels_;
+  Orvel::Detail::NameTable<std::int32_t> stateAndMessageNames_;
+  Orvel::Detail::NameTable<std::uint64_t> objectNames_;
+  Orvel::Detail::CriticalSection dumpSection_;  // one dump at a time
+
+  std::int64_t frequency_;
+  std::int64_t constructionCounter_;
+  Orvel::Detail::WallClockTime constructionTime_;
+  Orvel::Detail::EventRing ring_;
+};

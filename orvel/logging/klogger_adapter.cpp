@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/logging/klogger_adapter.h"
+
+#include <cstddef>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "orvel/logging/event_codes.h"
+#include "orvel/logging/flow_logger_implementation.h"
+#include "orvel/platform/debugger_thread_name.h"
+#include "orvel/platform/windows_api.h"
+
+namespace {
+
+namespace EventCode = Orvel::Detail::EventCode;
+
+constexpr const char* kDumpFile = "C:\\Temp\\DebugDump.log";
+
+std::atomic<MFlowLoggerImplementation*> processImplementation{nullptr};
+std::atomic<MKLoggerAdapter*> processAdapter{nullptr};
+
+/// What `slot` holds; when it is empty, `built`, unless another thread is faster.
+template <class T>
+T* PublishOnce(std::atomic<T*>& slot, std::unique_ptr<T> built) noexcept {
+  T* present = nullptr;
+  if (slot.compare_exchange_strong(present, built.get(), std::memory_order_acq_rel,
+                                   std::memory_order_acquire)) {
+    return built.release();
+  }
+  return present;
+}
+
+MKLoggerAdapter* BuildProcessLogger() {
+  MFlowLoggerImplementation* implementation = processImplementation.load(std::memory_order_acquire);
+  if (implementation == nullptr) {
+    auto built = std::make_unique<MFlowLoggerImplementation>();
+    // Events that concern no object say so instead of looking like one whose name is missing.
+    built->NameObject(0, L"none");
+    implementation = PublishOnce(processImplementation, std::move(built));
+  }
+  return PublishOnce(processAdapter, std::make_unique<MKLoggerAdapter>(implementation));
+}
+
+/// A logger without ring, in storage that is never destroyed.
+MKLoggerAdapter& SilentLogger() noexcept {
+  alignas(MKLoggerAdapter) static std::byte storage[sizeof(MKLoggerAdapter)];
+  static MKLoggerAdapter* const logger = new (storage) MKLoggerAdapter(nullptr);
+  return *logger;
+}
+
+}  // namespace
+
+template <class Operation>
+void MKLoggerAdapter::ForEachLogger(Operation operation) const noexcept {
+  if (implementation_ != nullptr) operation(*implementation_);
+  if (auto* const attached = attached_.load(std::memory_order_acquire)) operation(*attached);
+}
+
+void MKLoggerAdapter::logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
+                               std::int32_t classId, std::int32_t pointId,
+                               std::uint64_t object) noexcept {
+  // As unsigned, a negative index is out of range as well.
+  const auto index = static_cast<std::uint32_t>(kindIndex);
+  if (index >= Orvel::Detail::kCodeOfEvent.size()) return;
+  const std::int32_t code = Orvel::Detail::kCodeOfEvent[index];
+  ForEachLogger([&](MFlowLoggerImplementation& logger) {
+    logger.Record(code, arg1, arg2, classId, pointId, object);
+  });
+}
+
+void MKLoggerAdapter::dump(std::ostream& stream) {
+  if (implementation_ != nullptr) implementation_->Dump(stream);
+}
+
+bool MKLoggerAdapter::dumpToFile(const wchar_t*) {
+  std::ofstream file(kDumpFile, std::ios::out | std::ios::trunc);
+  if (!file.is_open()) return false;
+  dump(file);
+  return true;
+}
+
+void MKLoggerAdapter::attachModule(MFlowLogger* other) {
+  auto* const adapter = dynamic_cast<MKLoggerAdapter*>(other);
+  const auto record = [](MFlowLoggerImplementation* logger, std::int32_t code,
+                         const MFlowLoggerImplementation* object) {
+    if (logger != nullptr) logger->Record(code, 0, 0, 0, 0, FlowObject(object));
+  };
+  if (adapter != nullptr) {
+    MFlowLoggerImplementation* const theirs = adapter->implementation_;
+    if (theirs == implementation_) return;
+    record(implementation_, EventCode::kLogModuleAdded, theirs);
+    attached_.store(theirs, std::memory_order_release);
+    record(theirs, EventCode::kLogModuleAdded, implementation_);
+    if (implementation_ != nullptr && theirs != nullptr) implementation_->CopyNamesInto(*theirs);
+    return;
+  }
+  MFlowLoggerImplementation* const attached = attached_.load(std::memory_order_acquire);
+  if (attached == nullptr) return;
+  record(implementation_, EventCode::kLogModuleRemoved, attached);
+  attached_.store(nullptr, std::memory_order_release);
+  record(attached, EventCode::kLogModuleRemoved, implementation_);
+}
+
+void MKLoggerAdapter::nameLabel(std::int32_t id, const wchar_t* name) noexcept {
+  ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameLabel(id, name); });
+}
+
+void MKLoggerAdapter::nameLabelFor(std::uint64_t, std::int32_t id, const wchar_t* name) noexcept {
+  nameLabel(id, name);
+}
+
+void MKLoggerAdapter::nameObject(std::uint64_t object, const wchar_t* name) noexcept {
+  ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameObject(object, name); });
+}
+
+void MKLoggerAdapter::nameCurrentThread(const wchar_t* name) noexcept {
+  const std::uint32_t threadId = ::GetCurrentThreadId();
+  try {
+    Orvel::Detail::AnnounceThreadName(threadId, Orvel::Detail::NarrowName(name).c_str());
+  } catch (const std::bad_alloc&) {
+    // Only the debugger goes without the name.
+  }
+  ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameThread(threadId, name); });
+}
+
+void MKLoggerAdapter::nameState(std::int32_t classId, std::int32_t state,
+                                const wchar_t* name) noexcept {
+  ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameState(classId, state, name); });
+}
+
+void MKLoggerAdapter::nameLabelAlias(std::int32_t id, const wchar_t* name) noexcept {
+  nameLabel(id, name);
+}
+
+void MKLoggerAdapter::nameMessage(std::int32_t id, const wchar_t* name) noexcept {
+  ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameMessage(id, name); });
+}
+
+MKLoggerAdapter& flowLogger() noexcept {
+  if (MKLoggerAdapter* const adapter = processAdapter.load(std::memory_order_acquire)) {
+    return *adapter;
+  }
+  try {
+    return *BuildProcessLogger();
+  } catch (const std::bad_alloc&) {
+    return SilentLogger();
+  }
+}

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
+
+#include "orvel/logging/flow_logger.h"
+
+class MFlowLoggerImplementation;
+
+/// The flow logger that code sees: both interfaces in one object, every call going to its own
+/// `MFlowLoggerImplementation` and, when another logger is attached, to that one's too.
+///
+/// Thread-safe. Get the process's own from `flowLogger()`.
+class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
+ public:
+  /// `implementation` is borrowed and must outlive the adapter; null makes a logger that does
+  /// nothing.
+  explicit MKLoggerAdapter(MFlowLoggerImplementation* implementation) noexcept
+      : implementation_(implementation) {}
+
+  void logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2, std::int32_t classId,
+                std::int32_t pointId, std::uint64_t object) noexcept override;
+  void dump(std::ostream& stream) override;
+  bool dumpToFile(const wchar_t* ignored) override;
+  void attachModule(MFlowLogger* other) override;
+
+  void nameLabel(std::int32_t id, const wchar_t* name) noexcept override;
+  void nameLabelFor(std::uint64_t ignored, std::int32_t id, const wchar_t* name) noexcept override;
+  void nameObject(std::uint64_t object, const wchar_t* name) noexcept override;
+  void nameCurrentThread(const wchar_t* name) noexcept override;
+  void nameState(std::int32_t classId, std::int32_t state, const wchar_t* name) noexcept override;
+  void nameLabelAlias(std::int32_t id, const wchar_t* name) noexcept override;
+  void nameMessage(std::int32_t id, const wchar_t* name) noexcept override;
+
+ private:
+  template <class Operation>
+  void ForEachLogger(Operation operation) const noexcept;
+
+  MFlowLoggerImplementation* const implementation_;
+  // Release in attachModule, acquire where it is read: what was built before an attachment is
+  // seen by those who record into it.
+  std::atomic<MFlowLoggerImplementation*> attached_{nullptr};
+};
+
+/// The process's flow logger, built on the first call and never destroyed, so that it works before
+/// and after every static object. Any thread, without a lock. Raises nothing: while there is no
+/// memory for a logger the answer is one that does nothing.
+[[nodiscard]] MKLoggerAdapter& flowLogger() noexcept;

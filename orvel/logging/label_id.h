@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace Orvel::Detail {
+
+inline constexpr std::uint32_t kFnvOffsetBasis = 2166136261u;
+inline constexpr std::uint32_t kFnvPrime = 16777619u;
+
+template <class Char>
+[[nodiscard]] constexpr std::int32_t HashLabel(std::basic_string_view<Char> name) noexcept {
+  std::uint32_t hash = kFnvOffsetBasis;
+  for (const Char character : name) {
+    hash ^= static_cast<std::uint32_t>(character) & 0xFFu;
+    hash *= kFnvPrime;
+  }
+  return static_cast<std::int32_t>(hash != 0 ? hash : kFnvOffsetBasis);
+}
+
+}  // namespace Orvel::Detail
+
+/// Identifier under which the flow logger knows a name: the 32-bit FNV-1a hash (offset basis
+/// 2166136261, prime 16777619; Fowler, Noll and Vo) of the low byte of each character, never 0.
+/// A pure function of the text, so that modules that never met agree on it, and a constant where
+/// the text is one. Any thread; raises nothing.
+[[nodiscard]] constexpr std::int32_t FlowLabelId(std::wstring_view name) noexcept {
+  return Orvel::Detail::HashLabel(name);
+}
+/// The same for narrow text: "Start" and L"Start" have one identifier.
+[[nodiscard]] constexpr std::int32_t FlowLabelId(std::string_view name) noexcept {
+  return Orvel::Detail::HashLabel(name);
+}

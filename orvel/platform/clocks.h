@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Orvel::Detail {
+
+/// Wall-clock time: seconds since 1970-01-01 00:00 UTC, and the milliseconds beyond them.
+struct WallClockTime {
+  std::int64_t seconds = 0;
+  std::uint16_t milliseconds = 0;
+};
+
+[[nodiscard]] WallClockTime ReadWallClock() noexcept;
+/// Local date and time of `seconds` since 1970 as the C runtime writes it, with a line feed at its
+/// end ("Tue Nov 24 13:00:00 2026\n"). False, with `text` untouched, when it cannot be expressed.
+[[nodiscard]] bool FormatWallClock(std::int64_t seconds, std::string& text);
+
+/// Ticks of the high-resolution performance counter, and how many of them are a second.
+[[nodiscard]] std::int64_t ReadPerformanceCounter() noexcept;
+[[nodiscard]] std::int64_t ReadPerformanceFrequency() noexcept;
+
+}  // namespace Orvel::Detail
