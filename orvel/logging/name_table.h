@@ -7,6 +7,7 @@
 #include <string>
 
 #include "orvel/platform/critical_section.h"
+#include "orvel/platform/kernel_handle.h"
 
 namespace Orvel::Detail {
 
@@ -62,7 +63,7 @@ class NameTable {
       }
       // Backing off lets a copy in the other direction finish.
       own.unlock();
-      ::SwitchToThread();
+      YieldThread();
       own.lock();
     }
   }

@@ -17,4 +17,14 @@ KernelHandle CreateKernelEvent(EventReset reset) noexcept {
       ::CreateEventW(nullptr, reset == EventReset::kManual ? TRUE : FALSE, FALSE, nullptr));
 }
 
+bool SetKernelEvent(void* event) noexcept { return ::SetEvent(event) != FALSE; }
+
+bool ResetKernelEvent(void* event) noexcept { return ::ResetEvent(event) != FALSE; }
+
+std::uint32_t CurrentThreadId() noexcept { return ::GetCurrentThreadId(); }
+
+std::uint32_t LastErrorCode() noexcept { return ::GetLastError(); }
+
+void YieldThread() noexcept { ::SwitchToThread(); }
+
 }  // namespace Orvel::Detail

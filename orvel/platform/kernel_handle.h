@@ -47,4 +47,16 @@ enum class EventReset {
 /// thread's last error code then says why.
 [[nodiscard]] KernelHandle CreateKernelEvent(EventReset reset) noexcept;
 
+/// Signals or clears an event. False when the system refuses; the last error code says why.
+[[nodiscard]] bool SetKernelEvent(void* event) noexcept;
+[[nodiscard]] bool ResetKernelEvent(void* event) noexcept;
+
+/// Identifier of the calling thread, never 0.
+[[nodiscard]] std::uint32_t CurrentThreadId() noexcept;
+/// The calling thread's last error code. To be asked in the statement right after the call that
+/// failed: whatever runs in between may change it.
+[[nodiscard]] std::uint32_t LastErrorCode() noexcept;
+/// Gives the rest of the calling thread's time slice to another thread that is ready.
+void YieldThread() noexcept;
+
 }  // namespace Orvel::Detail

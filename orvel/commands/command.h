@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// A unit of work for an `MCommandProcessor`. Owned by the caller until it is queued, then by the
+/// processor, which deletes it after it has run, or unexecuted when the processor was stopped.
+class MCommand {
+ public:
+  MCommand() = default;
+  MCommand(const MCommand&) = delete;
+  MCommand& operator=(const MCommand&) = delete;
+  virtual ~MCommand() = default;
+
+  /// The work, run once on the processor's worker. An `MException` that it raises ends the worker:
+  /// work that can fail keeps its error, as `MCommandSynchronous` does.
+  virtual void Execute() = 0;
+};

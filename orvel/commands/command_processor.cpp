@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/commands/command_processor.h"
+
+#include <array>
+#include <utility>
+
+#include "orvel/foundation/exception.h"
+#include "orvel/foundation/source_context.h"
+#include "orvel/logging/klogger_adapter.h"
+#include "orvel/platform/kernel_wait.h"
+#include "orvel/threads/event_operations.h"
+#include "orvel/threads/generic_guard.h"
+
+namespace {
+
+using Orvel::Detail::CreateEventOrRaise;
+using Orvel::Detail::EventReset;
+using Orvel::Detail::kWaitForever;
+using Orvel::Detail::WaitOutcome;
+namespace WaitStatus = Orvel::Detail::WaitStatus;
+
+constexpr const wchar_t* kClassName = L"MCommandProcessor";
+constexpr std::uint32_t kUnserved = 0x80000000;
+
+MSourceContext& ConstructionContext() {
+  static MSourceContext context(kClassName, kClassName);
+  return context;
+}
+
+}  // namespace
+
+MCommandProcessor::MCommandProcessor(std::uint64_t threadArg, std::uint64_t, std::uint64_t,
+                                     std::unique_ptr<MCallbackFunctor> idleCallback)
+    : MEngineThread(threadArg, kClassName),
+      idleCallback_(std::move(idleCallback)),
+      queue_(1),
+      aborted_(CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kManual)) {
+  ConstructionContext().Record(MFlowEvent::kConstruction, this);
+  AddEvent(queue_.GetEvent(), MakeCallback(this, &MCommandProcessor::OnCommandQueued));
+}
+
+MCommandProcessor::~MCommandProcessor() {
+  static const MFlowPoint point(kClassName, L"~MCommandProcessor");
+  point.Record(MFlowEvent::kDestruction, this);
+  StopBeforeDestruction();
+}
+
+void MCommandProcessor::SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback) {
+  static MSourceContext context(kClassName, L"SetThreadStartCallback");
+  RequireNoWorker(context.At(__LINE__, this));
+  threadStartCallback_ = std::move(callback);
+}
+
+void MCommandProcessor::SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback) {
+  static MSourceContext context(kClassName, L"SetThreadEndCallback");
+  RequireNoWorker(context.At(__LINE__, this));
+  threadEndCallback_ = std::move(callback);
+}
+
+void MCommandProcessor::RequireNoWorker(const MRaiseSite& site) const {
+  if (GetState() != MEngineState::kInactive) RaiseError(site, L"AlreadyRunning");
+}
+
+void MCommandProcessor::QueueCommand(std::unique_ptr<MCommand> command) {
+  static MSourceContext context(kClassName, L"QueueCommand");
+  const MFlowScope scope(context, this);
+  if (command == nullptr) RaiseError(context.At(__LINE__, this), L"NoCommand");
+  queue_.Push(command.get());
+  static_cast<void>(command.release());
+  DeleteUnservedCommands();
+}
+
+void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>&& command) {
+  static MSourceContext context(kClassName, L"ExecuteSynchronously");
+  const MFlowScope scope(context, this);
+  if (command == nullptr) RaiseError(context.At(__LINE__, this), L"NoCommand");
+  if (IsWorker()) RaiseError(context.At(__LINE__, this), L"CannotExecuteSelf");
+  if (IsAborted()) RaiseError(context.At(__LINE__, this), L"ProcessorStopped");
+
+  const auto completion = std::make_shared<Orvel::Detail::CommandCompletion>();
+  completion->done = CreateEventOrRaise(context.At(__LINE__, this), EventReset::kAutomatic);
+  completion->processor = this;
+  command->completion_ = completion;
+  try {
+    queue_.Push(command.get());
+  } catch (...) {
+    command->completion_.reset();
+    throw;
+  }
+  static_cast<void>(command.release());
+  DeleteUnservedCommands();
+
+  const std::array<void*, 2> handles = {completion->done.Get(), aborted_.Get()};
+  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
+  if (outcome.status == WaitStatus::kObject0) return;
+
+  completion->callerLeft.store(true, std::memory_order_release);
+  if (outcome.status == WaitStatus::kObject0 + 1) {
+    RaiseError(context.At(__LINE__, this), L"CommandProcessingAborted");
+  }
+  if (outcome.status - WaitStatus::kAbandoned0 < handles.size()) {
+    RaiseError(context.At(__LINE__, this), L"Abandoned");
+  }
+  RaiseError(context.At(__LINE__, this), L"WaitFailed", L"winErrorCode", outcome.lastError);
+}
+
+bool MCommandProcessor::IsAborted() const {
+  static MSourceContext context(kClassName, L"IsAborted");
+  const MFlowScope scope(context, this);
+  const WaitOutcome outcome = Orvel::Detail::WaitForOne(aborted_.Get(), 0);
+  if (outcome.status == WaitStatus::kObject0) return true;
+  if (outcome.status == WaitStatus::kTimeout) return false;
+  RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode",
+             outcome.lastError);
+}
+
+void MCommandProcessor::ThreadFunction() {
+  static const MFlowPoint point(kClassName, L"ThreadFunction");
+  flowLogger().nameCurrentThread(L"Command processor thread");
+  const MFlowScope scope(point, this);
+  const Orvel::Libraries::GenericGuard callbacks(
+      [this] {
+        if (threadStartCallback_ != nullptr) threadStartCallback_->Invoke();
+      },
+      [this] {
+        if (threadEndCallback_ != nullptr) threadEndCallback_->Invoke();
+      });
+  ReopenQueue();
+  SignalThreadStarted();
+  try {
+    do {
+      if (!WaitForEvents(idleTimeoutMs_)) RunIdleCallback();
+    } while (!ServeStopRequest());
+  } catch (const MException&) {
+    // Nobody serves the queue from here on, so nobody must be left waiting for it.
+    Abort();
+    throw;
+  }
+}
+
+void MCommandProcessor::OnCommandQueued() { ExecuteNextCommand(); }
+
+bool MCommandProcessor::ExecuteNextCommand() {
+  MCommand* next = nullptr;
+  if (!queue_.Pop(next)) return false;
+  const std::unique_ptr<MCommand> command(next);
+  command->Execute();
+  return true;
+}
+
+void MCommandProcessor::RunIdleCallback() {
+  static const MFlowPoint point(kClassName, L"RunIdleCallback");
+  if (idleCallback_ == nullptr) return;
+  try {
+    idleCallback_->Invoke();
+  } catch (const MException& exception) {
+    RecordDismissed(point, this, exception);
+  }
+}
+
+void MCommandProcessor::OnFlush() {
+  static const MFlowPoint point(kClassName, L"OnFlush");
+  const MFlowScope scope(point, this);
+  while (ExecuteNextCommand()) {
+  }
+}
+
+void MCommandProcessor::OnStop() {
+  static const MFlowPoint point(kClassName, L"OnStop");
+  const MFlowScope scope(point, this);
+  try {
+    OnFlush();
+  } catch (const MException& exception) {
+    RecordDismissed(point, this, exception);
+  }
+  // A command that raised ended the flush; those behind it were queued before the stop as well.
+  for (bool more = true; more;) {
+    try {
+      more = ExecuteNextCommand();
+    } catch (const MException& exception) {
+      RecordDismissed(point, this, exception);
+    }
+  }
+  Abort();
+}
+
+void MCommandProcessor::Abort() {
+  static MSourceContext context(kClassName, L"Abort");
+  const MFlowScope scope(context, this);
+  context.Trace(this);
+  unserved_.fetch_or(kUnserved, std::memory_order_acq_rel);
+  Orvel::Detail::SetEventOrRaise(context.At(__LINE__, this), aborted_.Get());
+  DeleteUnservedCommands();
+}
+
+void MCommandProcessor::ReopenQueue() {
+  while ((unserved_.load(std::memory_order_acquire) & kUnserved) != 0) {
+    DeleteUnservedCommands();
+    std::uint32_t expected = kUnserved;
+    if (unserved_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) return;
+    // Another thread is between taking a command out and saying so.
+    Orvel::Detail::YieldThread();
+  }
+}
+
+void MCommandProcessor::DeleteUnservedCommands() {
+  for (;;) {
+    std::uint32_t gate = unserved_.load(std::memory_order_acquire);
+    do {
+      if ((gate & kUnserved) == 0) return;
+    } while (!unserved_.compare_exchange_weak(gate, gate + 1, std::memory_order_acq_rel,
+                                              std::memory_order_acquire));
+    MCommand* unserved = nullptr;
+    const bool taken = queue_.Pop(unserved);
+    unserved_.fetch_sub(1, std::memory_order_release);
+    const std::unique_ptr<MCommand> deleted(unserved);
+    if (!taken) return;
+  }
+}

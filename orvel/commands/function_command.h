@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "orvel/commands/command.h"
+#include "orvel/commands/command_synchronous.h"
+
+namespace Orvel::Detail {
+
+template <class Function>
+class FunctionCommand final : public MCommand {
+ public:
+  explicit FunctionCommand(Function function) : function_(std::move(function)) {}
+  void Execute() override { function_(); }
+
+ private:
+  Function function_;
+};
+
+template <class Function>
+class FunctionCommandSynchronous final : public MCommandSynchronous {
+ public:
+  FunctionCommandSynchronous(std::shared_ptr<MException> errorSlot, Function function)
+      : MCommandSynchronous(std::move(errorSlot)), function_(std::move(function)) {}
+
+ protected:
+  void ExecuteCommand() override { function_(); }
+
+ private:
+  Function function_;
+};
+
+}  // namespace Orvel::Detail
+
+/// A command that calls `function` without arguments and drops its result. The function is moved
+/// or copied into the command and destroyed with it.
+template <class Function>
+[[nodiscard]] std::unique_ptr<MCommand> MakeCommand(Function&& function) {
+  return std::make_unique<Orvel::Detail::FunctionCommand<std::decay_t<Function>>>(
+      std::forward<Function>(function));
+}
+
+/// The same for a command whose caller waits. What `function` borrows need outlive the call of
+/// `ExecuteSynchronously` only if that returns normally: after an error it may still be running.
+template <class Function>
+[[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
+    std::shared_ptr<MException> errorSlot, Function&& function) {
+  return std::make_unique<Orvel::Detail::FunctionCommandSynchronous<std::decay_t<Function>>>(
+      std::move(errorSlot), std::forward<Function>(function));
+}

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace Orvel::Detail {
+
+/// What the system's wait functions give, by their documented values.
+namespace WaitStatus {
+inline constexpr std::uint32_t kObject0 = 0;       ///< plus the index of the signalled handle
+inline constexpr std::uint32_t kAbandoned0 = 128;  ///< plus the index of the abandoned handle
+inline constexpr std::uint32_t kTimeout = 258;
+inline constexpr std::uint32_t kFailed = 0xFFFFFFFF;
+}  // namespace WaitStatus
+
+/// Time-out of a wait that never gives up.
+inline constexpr std::uint32_t kWaitForever = 0xFFFFFFFF;
+/// Handles that one wait can take.
+inline constexpr std::uint32_t kMaxWaitHandles = 64;
+
+/// Result of a wait, with the thread's last error code as it was right after it.
+struct WaitOutcome {
+  std::uint32_t status;
+  std::uint32_t lastError;
+};
+
+/// Waits for one handle for up to `timeoutMs` milliseconds; 0 only looks.
+[[nodiscard]] WaitOutcome WaitForOne(void* handle, std::uint32_t timeoutMs) noexcept;
+/// Waits for any of up to 64 handles; of several that are signalled the first is reported.
+[[nodiscard]] WaitOutcome WaitForAny(std::span<void* const> handles,
+                                     std::uint32_t timeoutMs) noexcept;
+/// The same for up to 63 handles, also woken by window input: the status is then their number.
+[[nodiscard]] WaitOutcome WaitForAnyOrInput(std::span<void* const> handles,
+                                            std::uint32_t timeoutMs) noexcept;
+
+}  // namespace Orvel::Detail

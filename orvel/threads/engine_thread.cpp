@@ -1,0 +1,334 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/threads/engine_thread.h"
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "orvel/foundation/exception.h"
+#include "orvel/foundation/source_context.h"
+#include "orvel/platform/kernel_wait.h"
+#include "orvel/platform/windows_api.h"
+#include "orvel/threads/event_operations.h"
+#include "orvel/threads/generic_guard.h"
+#include "orvel/threads/scoped_lock.h"
+
+namespace {
+
+using Orvel::Detail::CreateEventOrRaise;
+using Orvel::Detail::EventReset;
+using Orvel::Detail::kMaxWaitHandles;
+using Orvel::Detail::kWaitForever;
+using Orvel::Detail::RaiseWaitFailure;
+using Orvel::Detail::ResetEventOrRaise;
+using Orvel::Detail::SetEventOrRaise;
+using Orvel::Detail::WaitOutcome;
+namespace WaitStatus = Orvel::Detail::WaitStatus;
+
+constexpr const wchar_t* kClassName = L"MEngineThread";
+
+MSourceContext& ConstructionContext() {
+  static MSourceContext context(kClassName, kClassName);
+  static const bool statesAreNamed = [] {
+    context.NameState(static_cast<std::int32_t>(MEngineState::kInactive), L"Inactive");
+    context.NameState(static_cast<std::int32_t>(MEngineState::kStarting), L"Starting");
+    context.NameState(static_cast<std::int32_t>(MEngineState::kRunning), L"Running");
+    context.NameState(static_cast<std::int32_t>(MEngineState::kStopping), L"Stopping");
+    return true;
+  }();
+  static_cast<void>(statesAreNamed);
+  return context;
+}
+
+}  // namespace
+
+MEngineThread::MEngineThread(std::uint64_t arg, const wchar_t* objectName)
+    : mutex_(MakeWinMutex()),
+      flushRequest_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
+      stopRequest_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kManual)),
+      threadStarted_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
+      flushDone_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
+      restartLoop_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
+      arg_(arg) {
+  NameFlowObject(this, objectName);
+  ConstructionContext().Record(MFlowEvent::kConstruction, this);
+  // With room for all there will ever be, a handler may add events while it runs.
+  waitables_.reserve(kMaxWaitHandles);
+  handlers_.reserve(kMaxWaitHandles);
+  AddEvent(flushRequest_.Get(), MakeCallback(this, &MEngineThread::OnFlushWrapper));
+  AddEvent(stopRequest_.Get(), MakeCallback(this, &MEngineThread::OnStopWrapper));
+  AddEvent(restartLoop_.Get(), MakeCallback(this, &MEngineThread::OnRestartEventLoop));
+}
+
+MEngineThread::~MEngineThread() {
+  static const MFlowPoint point(kClassName, L"~MEngineThread");
+  point.Record(MFlowEvent::kDestruction, this);
+  StopBeforeDestruction();
+  handlers_.clear();
+  flushDone_.Close();
+  threadStarted_.Close();
+  stopRequest_.Close();
+  flushRequest_.Close();
+  restartLoop_.Close();
+}
+
+void MEngineThread::OnFlush() {}
+
+void MEngineThread::OnStop() {}
+
+unsigned MEngineThread::ThreadEntry(void* self) {
+  auto& engine = *static_cast<MEngineThread*>(self);
+  engine.threadId_.store(Orvel::Detail::CurrentThreadId(), std::memory_order_release);
+  try {
+    engine.ThreadFunction();
+  } catch (const MException& exception) {
+    static const MFlowPoint point(kClassName, L"ThreadEntry");
+    RecordDismissed(point, &engine, exception);
+  }
+  return 0;
+}
+
+void MEngineThread::Start() {
+  static MSourceContext context(kClassName, L"Start");
+  const MFlowScope scope(context, this);
+  if (IsWorker()) RaiseError(context.At(__LINE__, this), L"AlreadyRunning");
+  const MScopedLock lock(mutex_, lockDepth_);
+  if (GetState() != MEngineState::kInactive) {
+    RaiseError(context.At(__LINE__, this), L"AlreadyRunning");
+  }
+
+  // An earlier life, or a wait that failed in it, may have left any of them signalled.
+  for (const auto* event :
+       {&restartLoop_, &stopRequest_, &flushRequest_, &threadStarted_, &flushDone_}) {
+    ResetEventOrRaise(context.At(__LINE__, this), event->Get());
+  }
+  stopIsServed_ = false;
+
+  unsigned threadId = 0;
+  const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, &threadId);
+  if (handle == 0) {
+    const int code = errno;
+    MError error(context.At(__LINE__, this), L"BeginThread");
+    error.AddErrnoParameter(code);
+    throw MException(error);
+  }
+  thread_ = Orvel::Detail::KernelHandle(reinterpret_cast<void*>(handle));
+  threadId_.store(threadId, std::memory_order_release);
+  ChangeState(MEngineState::kStarting);
+
+  Orvel::Libraries::GenericGuard guard({}, [this] { ForceStop(); });
+  const std::array<void*, 2> handles = {threadStarted_.Get(), thread_.Get()};
+  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
+  switch (outcome.status) {
+    case WaitStatus::kObject0:
+      guard.Dismiss();
+      ChangeState(MEngineState::kRunning);
+      return;
+    case WaitStatus::kObject0 + 1:
+      RaiseError(context.At(__LINE__, this), L"ThreadExitedUnexpectedly");
+    default:
+      RaiseWaitFailure(context.At(__LINE__, this), outcome,
+                       static_cast<std::uint32_t>(handles.size()));
+  }
+}
+
+void MEngineThread::Flush() {
+  static MSourceContext context(kClassName, L"Flush");
+  const MFlowScope scope(context, this);
+  if (IsWorker()) RaiseError(context.At(__LINE__, this), L"CannotFlushSelf");
+  const MScopedLock lock(mutex_, lockDepth_);
+  if (GetState() == MEngineState::kInactive) return;
+
+  SetEventOrRaise(context.At(__LINE__, this), flushRequest_.Get());
+  const std::array<void*, 2> handles = {flushDone_.Get(), thread_.Get()};
+  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
+  switch (outcome.status) {
+    case WaitStatus::kObject0:
+      return;
+    case WaitStatus::kObject0 + 1:
+      RaiseError(context.At(__LINE__, this), L"ThreadExitedUnexpectedly");
+    default:
+      RaiseWaitFailure(context.At(__LINE__, this), outcome,
+                       static_cast<std::uint32_t>(handles.size()));
+  }
+}
+
+void MEngineThread::Stop() {
+  static MSourceContext context(kClassName, L"Stop");
+  const MFlowScope scope(context, this);
+  if (IsWorker()) {
+    if (IsStopRequested()) return;
+    RaiseError(context.At(__LINE__, this), L"CannotStopSelf");
+  }
+
+  void* thread = nullptr;
+  {
+    const MScopedLock lock(mutex_, lockDepth_);
+    const MEngineState state = GetState();
+    if (state == MEngineState::kInactive || IsStopRequested()) return;
+    ChangeState(MEngineState::kStopping);
+    if (!Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
+      const std::uint32_t code = Orvel::Detail::LastErrorCode();
+      ChangeState(state);
+      RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
+    }
+    // Only the stop under way closes the handle, so it is good for the wait below.
+    thread = thread_.Get();
+    ++stopsUnderWay_;
+  }
+
+  const WaitOutcome outcome = Orvel::Detail::WaitForOne(thread, kWaitForever);
+
+  const MScopedLock lock(mutex_, lockDepth_);
+  --stopsUnderWay_;
+  if (outcome.status == WaitStatus::kObject0) {
+    BecomeInactive();
+    return;
+  }
+  if (outcome.status == WaitStatus::kAbandoned0) {
+    RaiseError(context.At(__LINE__, this), L"Abandoned");
+  }
+  RaiseWaitFailure(context.At(__LINE__, this), outcome, 0);
+}
+
+void MEngineThread::ForceStop() noexcept {
+  static const MFlowPoint point(kClassName, L"ForceStop");
+  const MFlowScope scope(point, this);
+  if (!IsWorker()) {
+    const MScopedLock lock(mutex_, lockDepth_);
+    const MEngineState state = GetState();
+    if (state == MEngineState::kInactive || IsStopRequested()) return;
+    if (state != MEngineState::kRunning) {
+      // Only a start that failed gets here: it holds the lock as long as the state is "Starting".
+      BecomeInactive();
+      return;
+    }
+  }
+  try {
+    // Without the lock, which Stop must release while it waits. What other threads do in between
+    // it finds out by itself.
+    Stop();
+  } catch (const MException& exception) {
+    RecordDismissed(point, this, exception);
+    // A worker that calls this lives on, and its owner must still be able to stop it.
+    if (IsWorker()) return;
+    const MScopedLock lock(mutex_, lockDepth_);
+    BecomeInactive();
+  }
+}
+
+void MEngineThread::StopBeforeDestruction() noexcept {
+  ForceStop();
+  const auto stopIsUnderWay = [this] {
+    const MScopedLock lock(mutex_, lockDepth_);
+    return stopsUnderWay_ > 0;
+  };
+  {
+    // The other thread can finish only after this lock is released, so the handle stays good.
+    const MScopedLock lock(mutex_, lockDepth_);
+    if (thread_) static_cast<void>(Orvel::Detail::WaitForOne(thread_.Get(), kWaitForever));
+  }
+  while (stopIsUnderWay()) Orvel::Detail::YieldThread();
+}
+
+void MEngineThread::BecomeInactive() noexcept {
+  ChangeState(MEngineState::kInactive);
+  thread_.Close();
+  threadId_.store(0, std::memory_order_release);
+}
+
+bool MEngineThread::IsWorker() const noexcept {
+  return threadId_.load(std::memory_order_acquire) == Orvel::Detail::CurrentThreadId();
+}
+
+bool MEngineThread::IsStopRequested() const noexcept {
+  return Orvel::Detail::WaitForOne(stopRequest_.Get(), 0).status == WaitStatus::kObject0;
+}
+
+void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> functor) {
+  static MSourceContext context(kClassName, L"AddEvent");
+  const MFlowScope scope(context, this);
+  if (waitables_.size() >= kMaxWaitHandles) {
+    RaiseError(context.At(__LINE__, this), L"TooManyWaitableEvents");
+  }
+  SetEventOrRaise(context.At(__LINE__, this), restartLoop_.Get());
+  waitables_.push_back(handle);
+  handlers_.push_back(std::move(functor));
+}
+
+bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
+  static MSourceContext context(kClassName, L"WaitForEvents");
+  const MFlowScope scope(context, this);
+  const auto count = static_cast<std::uint32_t>(waitables_.size());
+  const WaitOutcome outcome = wakesForMessages_
+                                  ? Orvel::Detail::WaitForAnyOrInput(waitables_, timeoutMs)
+                                  : Orvel::Detail::WaitForAny(waitables_, timeoutMs);
+  if (outcome.status == WaitStatus::kTimeout) return false;
+  if (outcome.status < count) {
+    if (handlers_[outcome.status] != nullptr) handlers_[outcome.status]->Invoke();
+    return true;
+  }
+  if (wakesForMessages_ && outcome.status == count) return false;
+  RaiseWaitFailure(context.At(__LINE__, this), outcome, count);
+}
+
+bool MEngineThread::ServeStopRequest() {
+  static MSourceContext context(kClassName, L"ServeStopRequest");
+  const WaitOutcome stop = Orvel::Detail::WaitForOne(stopRequest_.Get(), 0);
+  if (stop.status == WaitStatus::kTimeout) return false;
+  if (stop.status != WaitStatus::kObject0) RaiseWaitFailure(context.At(__LINE__, this), stop, 1);
+  if (stopIsServed_) return true;
+
+  // The request came while a handler ran. Leaving without OnStop would lose what is queued.
+  const WaitOutcome flush = Orvel::Detail::WaitForOne(flushRequest_.Get(), 0);
+  if (flush.status == WaitStatus::kObject0) {
+    try {
+      OnFlushWrapper();
+    } catch (const MException& exception) {
+      // Whoever waits for this flush is told by the worker's end that it failed.
+      RecordDismissed(context, this, exception);
+    }
+  }
+  OnStopWrapper();
+  return true;
+}
+
+void MEngineThread::SignalThreadStarted() {
+  static MSourceContext context(kClassName, L"SignalThreadStarted");
+  const MFlowScope scope(context, this);
+  context.Trace(this);
+  SetEventOrRaise(context.At(__LINE__, this), threadStarted_.Get());
+}
+
+void MEngineThread::ChangeState(MEngineState newState) noexcept {
+  static const MFlowPoint point(kClassName, L"ChangeState");
+  const MFlowScope scope(point, this);
+  state_.store(newState, std::memory_order_release);
+  point.Record(MFlowEvent::kStateChange, this, static_cast<std::int32_t>(newState));
+}
+
+void MEngineThread::OnFlushWrapper() {
+  static MSourceContext context(kClassName, L"OnFlushWrapper");
+  const MFlowScope scope(context, this);
+  OnFlush();
+  SetEventOrRaise(context.At(__LINE__, this), flushDone_.Get());
+}
+
+void MEngineThread::OnStopWrapper() {
+  static const MFlowPoint point(kClassName, L"OnStopWrapper");
+  const MFlowScope scope(point, this);
+  if (stopIsServed_) return;
+  stopIsServed_ = true;
+  OnStop();
+}
+
+void MEngineThread::OnRestartEventLoop() {
+  static const MFlowPoint point(kClassName, L"OnRestartEventLoop");
+  const MFlowScope scope(point, this);
+  point.Trace(this);
+}

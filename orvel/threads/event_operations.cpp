@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/threads/event_operations.h"
+
+#include "orvel/foundation/exception.h"
+
+namespace Orvel::Detail {
+namespace {
+
+constexpr const wchar_t* kErrorAccessingEvent = L"ErrorAccessingEvent";
+
+}  // namespace
+
+KernelHandle CreateEventOrRaise(const MRaiseSite& site, EventReset reset) {
+  KernelHandle event = CreateKernelEvent(reset);
+  if (!event) {
+    const std::uint32_t code = LastErrorCode();
+    RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
+  }
+  return event;
+}
+
+void SetEventOrRaise(const MRaiseSite& site, void* event) {
+  if (SetKernelEvent(event)) return;
+  const std::uint32_t code = LastErrorCode();
+  RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
+}
+
+void ResetEventOrRaise(const MRaiseSite& site, void* event) {
+  if (ResetKernelEvent(event)) return;
+  const std::uint32_t code = LastErrorCode();
+  RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
+}
+
+void RaiseWaitFailure(const MRaiseSite& site, const WaitOutcome& outcome,
+                      std::uint32_t handleCount) {
+  if (outcome.status == WaitStatus::kFailed) {
+    RaiseError(site, L"WaitFailed", L"winErrorCode", outcome.lastError);
+  }
+  // As unsigned, a status below the first abandoned one is out of range as well.
+  const bool abandoned = outcome.status - WaitStatus::kAbandoned0 < handleCount;
+  RaiseError(site, abandoned ? L"Abandoned" : L"Unexpected", L"status", outcome.status);
+}
+
+}  // namespace Orvel::Detail

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+
+#include "orvel/threads/non_copyable.h"
+
+namespace Orvel::Libraries {
+
+/// Calls a clean-up function at the end of a scope, on every path out of it, unless dismissed.
+/// Thread-affine, like any local.
+class [[nodiscard]] GenericGuard : public NonCopyable {
+ public:
+  /// Calls `setUp` at once and keeps `cleanUp`; either may be empty. When `setUp` raises there is
+  /// no guard and `cleanUp` is not called.
+  GenericGuard(const std::function<void()>& setUp, std::function<void()> cleanUp);
+  /// Calls the clean-up function. An `MException` that it raises is recorded in the flow log and
+  /// swallowed; any other exception ends the process, as it does in every destructor.
+  virtual ~GenericGuard();
+
+  /// Drops the clean-up function.
+  void Dismiss() noexcept { cleanUp_ = nullptr; }
+
+ private:
+  std::function<void()> cleanUp_;
+};
+
+}  // namespace Orvel::Libraries
