@@ -1,0 +1,29 @@
+# SPDX-License-Identifier: MIT
+
+# orvel_add_test(<name> <source>... [LIBRARIES <target>...] [LABELS <label>...] [TIMEOUT <seconds>]
+#                [RUN_SERIAL])
+#
+# Builds one test program on GoogleTest and registers it as one test: starting a program is what
+# costs under Wine. A deadlock fails at TIMEOUT, 60 seconds unless given. RUN_SERIAL is for tests
+# that measure time.
+function(orvel_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "RUN_SERIAL" "TIMEOUT" "LIBRARIES;LABELS")
+  if(NOT arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "orvel_add_test(${name}): no sources")
+  endif()
+  if(NOT DEFINED arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
+  endif()
+
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+  orvel_set_warnings(${name})
+  target_link_libraries(${name} PRIVATE
+    orvel::orvel orvel_test_support ${arg_LIBRARIES} GTest::gmock_main)
+
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+  if(arg_RUN_SERIAL)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  endif()
+endfunction()
