@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2154
 # Sourced after environment.sh: configuring, building and testing by preset.
 
 build_preset() {

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 # Sourced by the scripts: installs what a run needs and gives it a Wine of its own.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
