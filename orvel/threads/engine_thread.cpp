@@ -261,6 +261,14 @@ void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> fun
   handlers_.push_back(std::move(functor));
 }
 
+bool MEngineThread::AddEventWhileInactive(void* handle, std::unique_ptr<MCallbackFunctor> functor) {
+  if (IsWorker()) return false;
+  const MScopedLock lock(mutex_, lockDepth_);
+  if (GetState() != MEngineState::kInactive) return false;
+  AddEvent(handle, std::move(functor));
+  return true;
+}
+
 bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
   static MSourceContext context(kClassName, L"WaitForEvents");
   const MFlowScope scope(context, this);

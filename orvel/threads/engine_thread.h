@@ -69,6 +69,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// is ever ended by force.
   void ForceStop() noexcept;
 
+  /// `ForceStop`, then waits for a stop that another thread has under way. What an owner whose own
+  /// members the worker uses, or a subclass's destructor, calls before they go away.
+  void StopBeforeDestruction() noexcept;
+
   /// Adds a handle to wait for and the functor to invoke when it is signalled; an empty functor
   /// just wakes the loop. The handle is borrowed for the object's life, the functor is owned from
   /// here on, also when the call fails. Raises "TooManyWaitableEvents" past 64 handles, of which
@@ -113,8 +117,9 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// Stores the state and records the change.
   void ChangeState(MEngineState newState) noexcept;
 
-  /// `ForceStop`, then waits for a stop that another thread has under way.
-  void StopBeforeDestruction() noexcept;
+  /// `AddEvent` if there is no worker. False, with nothing added and the functor gone, if there is
+  /// one, also on it.
+  [[nodiscard]] bool AddEventWhileInactive(void* handle, std::unique_ptr<MCallbackFunctor> functor);
 
   /// True on the worker.
   [[nodiscard]] bool IsWorker() const noexcept;

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+/// Work that an `MDesyncEventScheduler` runs apart from the thread that scheduled it. The scheduler
+/// owns it from then on and deletes it after it has run.
+class MDesyncEvent {
+ public:
+  MDesyncEvent() = default;
+  MDesyncEvent(const MDesyncEvent&) = delete;
+  MDesyncEvent& operator=(const MDesyncEvent&) = delete;
+  virtual ~MDesyncEvent() = default;
+
+  /// The work, run once on the scheduler's thread. An `MException` that it raises is recorded in
+  /// the flow log and swallowed.
+  virtual void Execute() = 0;
+};
+
+namespace Orvel::Detail {
+
+template <class Function>
+class FunctionDesyncEvent final : public MDesyncEvent {
+ public:
+  explicit FunctionDesyncEvent(Function function) : function_(std::move(function)) {}
+  void Execute() override { function_(); }
+
+ private:
+  Function function_;
+};
+
+}  // namespace Orvel::Detail
+
+/// An event that calls `function` without arguments and drops its result. The function is moved or
+/// copied into the event and destroyed with it.
+template <class Function>
+[[nodiscard]] std::unique_ptr<MDesyncEvent> MakeDesyncEvent(Function&& function) {
+  return std::make_unique<Orvel::Detail::FunctionDesyncEvent<std::decay_t<Function>>>(
+      std::forward<Function>(function));
+}

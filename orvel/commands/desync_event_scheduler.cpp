@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/commands/desync_event_scheduler.h"
+
+#include <utility>
+
+#include "orvel/foundation/exception.h"
+#include "orvel/foundation/source_context.h"
+
+namespace {
+
+constexpr const wchar_t* kClassName = L"MDesyncEventScheduler";
+
+}  // namespace
+
+MDesyncEventScheduler::MDesyncEventScheduler(std::uint64_t arg) : thread_(arg), queue_(1) {
+  static const MFlowPoint point(kClassName, kClassName);
+  NameFlowObject(this, kClassName);
+  point.Record(MFlowEvent::kConstruction, this);
+  thread_.RegisterSchedulerEvent(queue_.GetEvent(),
+                                 MakeCallback(this, &MDesyncEventScheduler::OnSchedulerEvent));
+}
+
+MDesyncEventScheduler::~MDesyncEventScheduler() {
+  static const MFlowPoint point(kClassName, L"~MDesyncEventScheduler");
+  const MFlowScope scope(point, this);
+  point.Record(MFlowEvent::kDestruction, this);
+  try {
+    Disable();
+  } catch (const MException& exception) {
+    RecordDismissed(point, this, exception);
+  }
+  // The thread must be at rest before the queue that it waits on goes away.
+  thread_.StopBeforeDestruction();
+}
+
+void MDesyncEventScheduler::Enable() {
+  static const MFlowPoint point(kClassName, L"Enable");
+  const MFlowScope scope(point, this);
+  thread_.Start();
+}
+
+void MDesyncEventScheduler::Disable() {
+  static const MFlowPoint point(kClassName, L"Disable");
+  const MFlowScope scope(point, this);
+  try {
+    thread_.Flush();
+  } catch (const MException&) {
+    try {
+      thread_.Stop();
+    } catch (const MException& exception) {
+      // The flush's own failure came first and goes to the caller.
+      RecordDismissed(point, this, exception);
+    }
+    throw;
+  }
+  thread_.Stop();
+}
+
+void MDesyncEventScheduler::ScheduleDesyncEvent(std::unique_ptr<MDesyncEvent> event) {
+  static MSourceContext context(kClassName, L"ScheduleDesyncEvent");
+  const MFlowScope scope(context, this);
+  context.Trace(this);
+  if (event == nullptr) RaiseError(context.At(__LINE__, this), L"NoEvent");
+  queue_.Push(event.get());
+  static_cast<void>(event.release());
+}
+
+void MDesyncEventScheduler::OnSchedulerEvent() {
+  static const MFlowPoint point(kClassName, L"OnSchedulerEvent");
+  const MFlowScope scope(point, this);
+  MDesyncEvent* next = nullptr;
+  for (std::int32_t left = queue_.GetSize(); left > 0 && queue_.Pop(next); --left) {
+    const std::unique_ptr<MDesyncEvent> event(next);
+    try {
+      event->Execute();
+    } catch (const MException& exception) {
+      RecordDismissed(point, this, exception);
+    }
+  }
+}

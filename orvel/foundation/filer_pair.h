@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+class IInFilerTagged;
+class IOutFilerTagged;
+
+/// A tagged reader, a tagged writer, or both, as errors and exceptions take them: elements are
+/// opened and closed in every member that is there. Borrows its members.
+struct MFilerPair {
+  IInFilerTagged* in = nullptr;
+  IOutFilerTagged* out = nullptr;
+};
