@@ -205,7 +205,7 @@ void MEngineThread::ForceStop() noexcept {
     if (state == MEngineState::kInactive || IsStopRequested()) return;
     if (state != MEngineState::kRunning) {
       // Only a start that failed gets here: it holds the lock as long as the state is "Starting".
-      BecomeInactive();
+      EndWorker();
       return;
     }
   }
@@ -218,7 +218,7 @@ void MEngineThread::ForceStop() noexcept {
     // A worker that calls this lives on, and its owner must still be able to stop it.
     if (IsWorker()) return;
     const MScopedLock lock(mutex_, lockDepth_);
-    BecomeInactive();
+    EndWorker();
   }
 }
 
@@ -234,6 +234,15 @@ void MEngineThread::StopBeforeDestruction() noexcept {
     if (thread_) static_cast<void>(Orvel::Detail::WaitForOne(thread_.Get(), kWaitForever));
   }
   while (stopIsUnderWay()) Orvel::Detail::YieldThread();
+}
+
+void MEngineThread::EndWorker() noexcept {
+  // After a wait that failed the worker may be alive and well. It must be gone before the object
+  // counts as inactive, because it may then be destroyed.
+  if (thread_ && Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
+    static_cast<void>(Orvel::Detail::WaitForOne(thread_.Get(), kWaitForever));
+  }
+  BecomeInactive();
 }
 
 void MEngineThread::BecomeInactive() noexcept {

@@ -135,6 +135,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void OnRestartEventLoop();
 
   [[nodiscard]] bool IsStopRequested() const noexcept;
+  void EndWorker() noexcept ORVEL_REQUIRES(*mutex_);
   void BecomeInactive() noexcept ORVEL_REQUIRES(*mutex_);
 
   std::atomic<MEngineState> state_{MEngineState::kInactive};
