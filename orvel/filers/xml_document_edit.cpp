@@ -1,0 +1,490 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <utility>
+
+#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml_escape.h"
+#include "orvel/filers/xml_parser.h"
+#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml_store.h"
+
+using Orvel::Detail::AppendXmlEscaped;
+using Orvel::Detail::AppendXmlUnescaped;
+using Orvel::Detail::FindWide;
+using Orvel::Detail::FindXmlChar;
+using Orvel::Detail::XmlAttributeScanner;
+using Orvel::Detail::XmlIndex;
+using Orvel::Detail::XmlToken;
+using Orvel::Detail::XmlTokenKind;
+
+namespace {
+
+using Orvel::Detail::kXmlQuote;
+using Orvel::Detail::kXmlSeparator;
+using Orvel::Detail::kXmlSpace;
+using Orvel::Detail::kXmlTagNameEnd;
+
+constexpr std::wstring_view kCDataStart = L"<![CDATA[";
+constexpr std::wstring_view kCDataEnd = L"]]>";
+constexpr std::size_t kLongestName = MXmlElementRecord::kMaxEndTagLength - 3;
+constexpr std::size_t kScratchKept = 65536;
+
+bool HoldsXmlChar(std::wstring_view text, unsigned classes) noexcept {
+  const wchar_t* const end = text.data() + text.size();
+  return FindXmlChar(text.data(), end, classes) != end;
+}
+
+bool IsTagName(std::wstring_view name) noexcept {
+  return name.size() <= kLongestName && !HoldsXmlChar(name, kXmlTagNameEnd);
+}
+
+bool IsAttributeName(std::wstring_view name) noexcept {
+  return !name.empty() && !HoldsXmlChar(name, kXmlSeparator | kXmlQuote) &&
+         name.find(L'<') == std::wstring_view::npos;
+}
+
+void AppendAssignment(std::wstring_view value, MXmlReferences references, std::wstring& output) {
+  output += L"=\"";
+  AppendXmlEscaped(
+      value, {.escapeQuotes = true, .keepReferences = references == MXmlReferences::kKeep}, output);
+  output += L'"';
+}
+
+void AppendAttribute(std::wstring_view name, std::wstring_view value, MXmlReferences references,
+                     std::wstring& output) {
+  output += L' ';
+  output += name;
+  AppendAssignment(value, references, output);
+}
+
+std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
+  return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+/// Sets `output` to an element; `attributeName` is empty for none. Returns the length of its start
+/// tag.
+std::size_t WriteElement(std::wstring_view name, std::wstring_view data,
+                         std::wstring_view attributeName, std::wstring_view attributeValue,
+                         MXmlReferences references, std::wstring& output) {
+  output.assign(1, L'<');
+  output += name;
+  if (!attributeName.empty()) AppendAttribute(attributeName, attributeValue, references, output);
+  if (data.empty()) {
+    output += L"/>";
+    return output.size();
+  }
+  output += L'>';
+  const std::size_t startTagLength = output.size();
+  AppendXmlEscaped(data, {.keepReferences = references == MXmlReferences::kKeep}, output);
+  output += L"</";
+  output += name;
+  output += L'>';
+  return startTagLength;
+}
+
+/// Appends the text and CDATA in a piece of content without elements, unescaped.
+void AppendOwnText(std::wstring_view content, std::wstring& data) {
+  const wchar_t* next = content.data();
+  const wchar_t* const end = next + content.size();
+  while (next != end) {
+    const wchar_t* const markup = FindWide(next, end, L'<');
+    AppendXmlUnescaped(Range(next, markup), data);
+    if (markup == end) return;
+    const XmlToken token = Orvel::Detail::ScanXmlMarkup(markup, end);
+    const std::wstring_view node(markup, token.length);
+    if (token.kind == XmlTokenKind::kNode && node.starts_with(kCDataStart)) {
+      data += node.substr(kCDataStart.size(), node.size() - kCDataStart.size() - kCDataEnd.size());
+    }
+    next = markup + token.length;
+  }
+}
+
+}  // namespace
+
+/// Where the attributes of a tag stand in the text.
+struct MXmlDocument::Attributes {
+  bool exist = false;  // false when there is no such tag
+  std::size_t start = 0;
+  std::size_t length = 0;
+  std::uint32_t element = 0;  // 0 for a node that is none
+};
+
+/// Where a node is added, and what has to be written around it.
+struct MXmlDocument::Place {
+  bool exists = false;
+  std::uint32_t parent = 0;
+  std::uint32_t previous = 0;  // the element before it in the level
+  std::size_t offset = 0;      // of the text that is replaced
+  std::size_t removed = 0;     // how much of it
+  std::wstring_view prefix;    // between the offset and the node
+  bool breaksLine = false;     // behind the node
+  bool opensParent = false;    // the parent gets its end tag
+
+  [[nodiscard]] std::size_t GetNodeStart() const noexcept { return offset + prefix.size(); }
+};
+
+MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) const noexcept {
+  if (!store_->IsElement(element)) return {};
+  const MXmlElementRecord& record = store_->index.At(element);
+  const std::size_t skipped = 1 + store_->GetTagName(element).size();
+  const std::size_t tail = record.HasFlag(MXmlElementRecord::kSelfClosed) ? 2 : 1;
+  return {true, record.start + skipped, record.GetStartTagLength() - skipped - tail, element};
+}
+
+MXmlDocument::Attributes MXmlDocument::FindNodeAttributes() const noexcept {
+  if (position_.kind != MXmlNodeKind::kInstruction) return FindAttributes(GetElement());
+  const std::wstring_view node = GetNodeView();
+  const std::size_t skipped =
+      2 + Orvel::Detail::XmlTagNameLength(node.data() + 2, node.data() + node.size());
+  return {true, position_.nodeStart + skipped, node.size() - skipped - 2, 0};
+}
+
+bool MXmlDocument::ReadAttribute(const Attributes& place, std::wstring_view name,
+                                 std::wstring& value) const {
+  if (!place.exist) return false;
+  XmlAttributeScanner scanner(store_->text.GetView(place.start, place.length));
+  while (scanner.Next()) {
+    if (scanner.GetName() != name) continue;
+    std::wstring unescaped;
+    AppendXmlUnescaped(scanner.GetRawValue(), unescaped);
+    value = std::move(unescaped);
+    return true;
+  }
+  return false;
+}
+
+bool MXmlDocument::GetAttribute(std::wstring_view name, std::wstring& value) const {
+  return ReadAttribute(FindNodeAttributes(), name, value);
+}
+
+bool MXmlDocument::GetAttribute(std::uint32_t element, std::wstring_view name,
+                                std::wstring& value) const {
+  return ReadAttribute(FindAttributes(element), name, value);
+}
+
+std::vector<MXmlAttribute> MXmlDocument::GetAttributes(std::uint32_t element) const {
+  std::vector<MXmlAttribute> result;
+  const Attributes place = FindAttributes(element);
+  XmlAttributeScanner scanner(store_->text.GetView(place.start, place.length));
+  while (scanner.Next()) {
+    result.push_back({std::wstring(scanner.GetName()), {}});
+    AppendXmlUnescaped(scanner.GetRawValue(), result.back().value);
+  }
+  return result;
+}
+
+bool MXmlDocument::SetAttribute(std::wstring_view name, std::wstring_view value,
+                                MXmlReferences references) {
+  return WriteAttribute(FindNodeAttributes(), name, value, references);
+}
+
+bool MXmlDocument::SetAttribute(std::uint32_t element, std::wstring_view name,
+                                std::wstring_view value, MXmlReferences references) {
+  return WriteAttribute(FindAttributes(element), name, value, references);
+}
+
+bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view name,
+                                  std::wstring_view value, MXmlReferences references) {
+  if (!place.exist || !IsAttributeName(name)) return false;
+  const std::wstring_view attributes = store_->text.GetView(place.start, place.length);
+  XmlAttributeScanner scanner(attributes);
+  bool found = false;
+  while (!found && scanner.Next()) found = scanner.GetName() == name;
+  scratch_.clear();
+  std::size_t offset = place.start + place.length;
+  std::size_t removed = 0;
+  if (found) {
+    offset = place.start + scanner.GetAssignmentStart();
+    removed = scanner.GetEnd() - scanner.GetAssignmentStart();
+    AppendAssignment(value, references, scratch_);
+  } else if (scanner.HasOpenString()) {
+    return false;  // what is added would be a part of it
+  } else {
+    const std::size_t last = attributes.find_last_not_of(L" \t\n\r");
+    const bool lacksValue = last != std::wstring_view::npos && attributes[last] == L'=';
+    if (lacksValue) scratch_ += L"\"\"";
+    AppendAttribute(name, value, references, scratch_);
+  }
+  const auto difference = static_cast<std::uint32_t>(scratch_.size() - removed);
+  if (store_->text.GetSize() - removed + scratch_.size() > lengthLimit_) return false;
+  if (place.element != 0 &&
+      store_->index.At(place.element).GetStartTagLength() - removed + scratch_.size() >
+          MXmlElementRecord::kMaxStartTagLength) {
+    return false;
+  }
+  store_->text.Replace(offset, removed, scratch_);
+
+  const std::size_t behind = offset + removed;
+  if (place.element == 0) {
+    ShiftBehind(behind, position_.parent, position_.element, difference);
+    store_->index.GrowAround(position_.parent, difference);
+  } else {
+    if (store_->IsAnyFrom(behind))
+      store_->index.ShiftFrom(store_->index.GetNextInText(place.element), difference);
+    store_->index.GrowAround(store_->index.At(place.element).parent, difference);
+    MXmlElementRecord& record = store_->index.At(place.element);
+    record.length += difference;
+    record.tagLengths += difference;
+  }
+  MovePositions(behind, difference, true);
+  TrimScratch();
+  return true;
+}
+
+std::wstring MXmlDocument::GetData(std::uint32_t element) const {
+  std::wstring data;
+  if (!store_->IsElement(element)) return data;
+  const std::size_t start = store_->GetContentStart(element);
+  const std::size_t end = store_->GetContentEnd(element);
+  const std::wstring_view content = store_->text.GetView(start, end - start);
+  std::size_t offset = start;
+  for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
+       child = store_->index.At(child).nextSibling) {
+    const std::size_t childStart = store_->index.At(child).start;
+    AppendOwnText(content.substr(offset - start, childStart - offset), data);
+    offset = store_->GetEnd(child);
+  }
+  AppendOwnText(content.substr(offset - start), data);
+  return data;
+}
+
+bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+                              MXmlReferences references) {
+  return AddElementText(name, data, {}, {}, references);
+}
+
+bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+                              std::wstring_view attributeName, std::wstring_view attributeValue,
+                              MXmlReferences references) {
+  return IsAttributeName(attributeName) &&
+         AddElementText(name, data, attributeName, attributeValue, references);
+}
+
+bool MXmlDocument::AddElementText(std::wstring_view name, std::wstring_view data,
+                                  std::wstring_view attributeName, std::wstring_view attributeValue,
+                                  MXmlReferences references) {
+  if (!IsTagName(name)) return false;
+  const Place place = FindPlace(MXmlNodeKind::kElement);
+  const std::uint32_t level = GetLevelBelow(place.parent);
+  if (!place.exists || level > MXmlElementRecord::kMaxLevel) return false;
+  const std::size_t startTagLength =
+      WriteElement(name, data, attributeName, attributeValue, references, scratch_);
+  const std::size_t length = scratch_.size();
+  if (startTagLength > MXmlElementRecord::kMaxStartTagLength) return false;
+  store_->index.Reserve(1);
+  if (!InsertScratch(place)) return false;
+
+  const std::uint32_t number = store_->index.Add();
+  MXmlElementRecord& record = store_->index.At(number);
+  record.start = static_cast<std::uint32_t>(place.GetNodeStart());
+  record.length = static_cast<std::uint32_t>(length);
+  record.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
+                       data.empty() ? 0 : static_cast<std::uint32_t>(name.size()) + 3);
+  record.flagsAndLevel = level | (data.empty() ? MXmlElementRecord::kSelfClosed : 0);
+  LinkAdded(place, number, number);
+  return true;
+}
+
+bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
+  std::wstring_view begin;
+  std::wstring_view end;
+  bool endsEarly = false;
+  switch (kind) {
+    case MXmlNodeKind::kInstruction:
+      begin = L"<?";
+      end = L"?>";
+      endsEarly = text.empty() || HoldsXmlChar(text.substr(0, 1), kXmlTagNameEnd);
+      break;
+    case MXmlNodeKind::kComment:
+      begin = L"<!--";
+      end = L"-->";
+      endsEarly = text.find(L"--") != std::wstring_view::npos || text.ends_with(L'-');
+      break;
+    case MXmlNodeKind::kCData:
+      begin = kCDataStart;
+      end = kCDataEnd;
+      break;
+    default:
+      return false;
+  }
+  if (endsEarly || text.find(end) != std::wstring_view::npos) return false;
+  const Place place = FindPlace(kind);
+  if (!place.exists) return false;
+  scratch_.clear();
+  scratch_ += begin;
+  scratch_ += text;
+  scratch_ += end;
+  const std::size_t length = scratch_.size();
+  if (!InsertScratch(place)) return false;
+  position_ = {place.parent,
+               place.previous,
+               0,
+               kind,
+               static_cast<std::uint32_t>(place.GetNodeStart()),
+               static_cast<std::uint32_t>(length)};
+  return true;
+}
+
+bool MXmlDocument::AddSubDocument(std::wstring_view text) {
+  if (text.size() > lengthLimit_) return false;
+  XmlIndex added;
+  (void)Orvel::Detail::ParseXml(text, IgnoresCase(), added);
+  const std::uint32_t root = added.At(0).firstChild;
+  if (root == 0 || added.At(0).HasFlag(MXmlElementRecord::kIllFormed) ||
+      added.At(root).nextSibling != 0 || added.At(root).HasFlag(MXmlElementRecord::kNotEnded)) {
+    return false;
+  }
+  const Place place = FindPlace(MXmlNodeKind::kElement);
+  if (!place.exists) return false;
+  const std::uint32_t level = GetLevelBelow(place.parent);
+  for (std::uint32_t i = root; i < added.GetNext(); ++i) {
+    if (level + added.At(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
+  }
+  const std::uint32_t rootStart = added.At(root).start;
+  scratch_.assign(text.substr(rootStart, added.At(root).length));
+  store_->index.Reserve(added.GetNext() - root);
+  if (!InsertScratch(place)) return false;
+
+  const std::uint32_t number = store_->index.GetNext();
+  const auto renumber = [root, number](std::uint32_t& link) {
+    if (link != 0) link += number - root;
+  };
+  for (std::uint32_t i = root; i < added.GetNext(); ++i) {
+    MXmlElementRecord& record = store_->index.At(store_->index.Add());
+    record = added.At(i);
+    record.start += static_cast<std::uint32_t>(place.GetNodeStart()) - rootStart;
+    record.flagsAndLevel += level;
+    renumber(record.parent);
+    renumber(record.firstChild);
+    renumber(record.nextSibling);
+    renumber(record.previousSibling);
+  }
+  store_->index.At(number).flagsAndLevel &= ~MXmlElementRecord::kFirstChild;
+  LinkAdded(place, number, store_->index.GetNext() - 1);
+  return true;
+}
+
+std::uint32_t MXmlDocument::GetLevelBelow(std::uint32_t parent) const noexcept {
+  return parent == 0 ? 0 : store_->index.At(parent).GetLevel() + 1;
+}
+
+MXmlDocument::Place MXmlDocument::FindPlace(MXmlNodeKind kind) const noexcept {
+  Place place;
+  place.parent = position_.parent;
+  place.exists = true;
+  place.breaksLine = WritesLineBreaks() && kind != MXmlNodeKind::kCData;
+  if (position_.kind != MXmlNodeKind::kNone) {
+    place.previous = position_.element;
+    place.offset = GetElement() != 0 ? store_->GetEnd(position_.element)
+                                     : std::size_t{position_.nodeStart} + position_.nodeLength;
+    if (WritesLineBreaks()) place.offset += GetLineBreakLength(place.offset);
+    return place;
+  }
+  place.previous = store_->index.GetLastChild(place.parent);
+  place.offset = store_->GetContentEnd(place.parent);
+  if (place.parent == 0) return place;
+  const MXmlElementRecord& parent = store_->index.At(place.parent);
+  if (parent.GetEndTagLength() == 0) {
+    place.opensParent = true;
+    place.exists = store_->GetTagName(place.parent).size() <= kLongestName;
+    place.prefix = place.breaksLine ? L">\n" : L">";
+    if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
+      place.removed = 2;
+      place.offset -= 2;
+    } else {
+      place.prefix.remove_prefix(1);
+    }
+  } else if (place.breaksLine && place.offset == store_->GetContentStart(place.parent)) {
+    place.prefix = L"\n";
+  }
+  return place;
+}
+
+std::size_t MXmlDocument::GetLineBreakLength(std::size_t offset) const noexcept {
+  const std::size_t size = store_->text.GetSize();
+  if (offset < size && store_->text.At(offset) == L'\n') return 1;
+  const bool isPair =
+      offset + 1 < size && store_->text.At(offset) == L'\r' && store_->text.At(offset + 1) == L'\n';
+  return isPair ? 2 : 0;
+}
+
+/// Writes the scratch text as a node at a place, and whatever belongs around it, and moves what
+/// stands behind. False, with nothing changed, when the text would get too long.
+bool MXmlDocument::InsertScratch(const Place& place) {
+  if (place.breaksLine) scratch_ += L'\n';
+  std::size_t endTagLength = 0;
+  if (place.opensParent) {
+    const std::wstring_view name = store_->GetTagName(place.parent);
+    endTagLength = name.size() + 3;
+    scratch_ += L"</";
+    scratch_ += name;
+    scratch_ += L'>';
+  }
+  if (!place.prefix.empty()) scratch_.insert(0, place.prefix);
+  if (store_->text.GetSize() - place.removed + scratch_.size() > lengthLimit_) return false;
+  store_->text.Replace(place.offset, place.removed, scratch_);
+
+  const std::size_t behind = place.offset + place.removed;
+  const auto difference = static_cast<std::uint32_t>(scratch_.size() - place.removed);
+  ShiftBehind(behind, place.parent, place.previous, difference);
+  store_->index.GrowAround(place.parent, difference);
+  if (place.opensParent) {
+    MXmlElementRecord& parent = store_->index.At(place.parent);
+    const bool selfClosed = parent.HasFlag(MXmlElementRecord::kSelfClosed);
+    parent.SetTagLengths(parent.GetStartTagLength() - (selfClosed ? 1 : 0),
+                         static_cast<std::uint32_t>(endTagLength));
+    parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
+  }
+  MovePositions(behind, difference, false);
+  TrimScratch();
+  return true;
+}
+
+/// Gives the scratch text's memory back after an edit with much text.
+void MXmlDocument::TrimScratch() noexcept {
+  if (scratch_.capacity() > kScratchKept) scratch_ = std::wstring();
+}
+
+/// Moves the records that stand behind an insertion in the level of `parent`, behind its child
+/// `previous` (0: before its first child).
+void MXmlDocument::ShiftBehind(std::size_t offset, std::uint32_t parent, std::uint32_t previous,
+                               std::uint32_t difference) noexcept {
+  if (!store_->IsAnyFrom(offset)) return;
+  store_->index.ShiftFrom(
+      previous != 0 ? store_->index.GetNextBehind(previous) : store_->index.GetNextInText(parent),
+      difference);
+}
+
+/// Adjusts the positions at nodes that are no elements to a change that ends at `offset`.
+void MXmlDocument::MovePositions(std::size_t offset, std::uint32_t difference,
+                                 bool insideNode) noexcept {
+  const auto move = [=](MXmlPosition& position) {
+    if (position.kind == MXmlNodeKind::kElement || position.kind == MXmlNodeKind::kNone) return;
+    if (position.nodeStart >= offset) {
+      position.nodeStart += difference;
+    } else if (position.nodeStart + position.nodeLength > offset) {
+      position.nodeLength = insideNode ? position.nodeLength + difference
+                                       : static_cast<std::uint32_t>(offset) - position.nodeStart;
+    }
+  };
+  move(position_);
+  for (auto& [name, position] : savedPositions_) move(position);
+}
+
+/// Links an element, which is in the text already, and makes it the current one.
+void MXmlDocument::LinkAdded(const Place& place, std::uint32_t number,
+                             std::uint32_t lastInText) noexcept {
+  store_->index.LinkBehind(place.parent, place.previous, number);
+  const std::uint32_t start = store_->index.At(number).start;
+  if (!store_->IsAnyFrom(start)) store_->lastInText = lastInText;
+  store_->lookup.NoteAdded(*store_, number, IgnoresCase());
+  for (auto& [name, position] : savedPositions_) {
+    const bool isNode =
+        position.kind != MXmlNodeKind::kElement && position.kind != MXmlNodeKind::kNone;
+    if (isNode && position.parent == place.parent && position.element == place.previous &&
+        position.nodeStart > start) {
+      position.element = number;
+    }
+  }
+  position_ = {place.parent, number, 0, MXmlNodeKind::kElement, 0, 0};
+}

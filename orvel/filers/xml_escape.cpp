@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_escape.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "orvel/filers/xml_scanner.h"
+
+namespace Orvel::Detail {
+namespace {
+
+struct NamedReference {
+  wchar_t character;
+  std::wstring_view name;  // with its `;`
+};
+
+constexpr NamedReference kNamedReferences[] = {
+    {L'<', L"lt;"}, {L'&', L"amp;"}, {L'>', L"gt;"}, {L'\'', L"apos;"}, {L'"', L"quot;"}};
+
+constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
+
+constexpr bool StartsReference(wchar_t c) noexcept {
+  return c == L'#' || c == L':' || c == L'_' || (c >= L'A' && c <= L'Z') ||
+         (c >= L'a' && c <= L'z') || static_cast<std::uint32_t>(c) >= 128;
+}
+
+constexpr bool ContinuesReference(wchar_t c) noexcept {
+  return c == L'-' || c == L'.' || (c >= L'0' && c <= L'9') || (StartsReference(c) && c != L'#');
+}
+
+/// The length of the well-formed reference that `text`, which begins with `&`, begins with; 0 if
+/// there is none.
+std::size_t ReferenceLength(std::wstring_view text) noexcept {
+  if (text.size() < 2 || !StartsReference(text[1])) return 0;
+  std::size_t i = 2;
+  while (i < text.size() && ContinuesReference(text[i])) ++i;
+  return i < text.size() && text[i] == L';' ? i + 1 : 0;
+}
+
+constexpr int DigitValue(wchar_t c) noexcept {
+  if (c >= L'0' && c <= L'9') return c - L'0';
+  if (c >= L'a' && c <= L'f') return c - L'a' + 10;
+  if (c >= L'A' && c <= L'F') return c - L'A' + 10;
+  return 16;
+}
+
+void AppendCodePoint(std::uint32_t code, std::wstring& output) {
+  if (sizeof(wchar_t) == 2 && code > 0xFFFF) {
+    code -= 0x10000;
+    output += static_cast<wchar_t>(0xD800 + (code >> 10));
+    output += static_cast<wchar_t>(0xDC00 + (code & 0x3FF));
+  } else {
+    output += static_cast<wchar_t>(code);
+  }
+}
+
+/// Resolves the number behind `&#` at the start of `text`. Returns its length, 0 when it is no
+/// number of a character.
+std::size_t AppendNumericReference(std::wstring_view text, std::wstring& output) {
+  std::size_t i = 2;
+  std::uint32_t base = 10;
+  if (i < text.size() && text[i] == L'x') {
+    base = 16;
+    ++i;
+  }
+  const std::size_t digits = i;
+  std::uint32_t code = 0;
+  for (; i < text.size(); ++i) {
+    const auto digit = static_cast<std::uint32_t>(DigitValue(text[i]));
+    if (digit >= base) break;
+    code = code * base + digit;
+    if (code > kMaxCodePoint) return 0;
+  }
+  if (i == digits || i == text.size() || text[i] != L';') return 0;
+  if (code == 0 || (code >= 0xD800 && code <= 0xDFFF)) return 0;
+  AppendCodePoint(code, output);
+  return i + 1;
+}
+
+/// Resolves the reference at the start of `text`, which begins with `&`. Returns its length, 0
+/// when it is none.
+std::size_t AppendReference(std::wstring_view text, std::wstring& output) {
+  if (text.size() > 1 && text[1] == L'#') return AppendNumericReference(text, output);
+  for (const NamedReference& reference : kNamedReferences) {
+    if (text.substr(1, reference.name.size()) != reference.name) continue;
+    output += reference.character;
+    return reference.name.size() + 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, std::wstring& output) {
+  const unsigned classes = kXmlTextEscape | (options.escapeQuotes ? kXmlQuote : 0U);
+  const wchar_t* const begin = text.data();
+  const wchar_t* const end = begin + text.size();
+  const wchar_t* plain = begin;
+  const wchar_t* next = FindXmlChar(begin, end, classes);
+  if (next != end) output.reserve(output.size() + text.size() + text.size() / 10 + 7);
+  while (next != end) {
+    if (*next == L'&' && options.keepReferences) {
+      const std::size_t length =
+          ReferenceLength(std::wstring_view(next, static_cast<std::size_t>(end - next)));
+      if (length != 0) {
+        next = FindXmlChar(next + length, end, classes);
+        continue;
+      }
+    }
+    output.append(plain, next);
+    for (const NamedReference& reference : kNamedReferences) {
+      if (reference.character != *next) continue;
+      output += L'&';
+      output += reference.name;
+      break;
+    }
+    plain = next + 1;
+    next = FindXmlChar(plain, end, classes);
+  }
+  output.append(plain, end);
+}
+
+void AppendXmlUnescaped(std::wstring_view text, std::wstring& output) {
+  const wchar_t* plain = text.data();
+  const wchar_t* const end = plain + text.size();
+  const wchar_t* next = FindWide(plain, end, L'&');
+  while (next != end) {
+    output.append(plain, next);
+    const std::size_t length =
+        AppendReference(std::wstring_view(next, static_cast<std::size_t>(end - next)), output);
+    plain = next + length;
+    next = FindWide(next + (length == 0 ? 1 : length), end, L'&');
+  }
+  output.append(plain, end);
+}
+
+}  // namespace Orvel::Detail

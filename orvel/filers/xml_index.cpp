@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_index.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Orvel::Detail {
+
+void XmlIndex::Clear(std::size_t expected) {
+  std::vector<std::unique_ptr<MXmlElementRecord[]>> pages;
+  const auto capacity = static_cast<std::uint32_t>(std::clamp<std::size_t>(expected, 8, kPageSize));
+  pages.push_back(std::make_unique_for_overwrite<MXmlElementRecord[]>(capacity));
+  pages_ = std::move(pages);
+  capacity_ = capacity;
+  pages_[0][0] = MXmlElementRecord{};
+  next_ = 1;
+  growthAt_ = 0;
+  growth_ = 0;
+}
+
+void XmlIndex::Grow() {
+  if (capacity_ >= kPageSize) {
+    pages_.push_back(std::make_unique_for_overwrite<MXmlElementRecord[]>(kPageSize));
+    capacity_ += kPageSize;
+    return;
+  }
+  const std::uint32_t capacity = std::min(capacity_ * 2, kPageSize);
+  auto page = std::make_unique_for_overwrite<MXmlElementRecord[]>(capacity);
+  std::copy_n(pages_[0].get(), next_, page.get());
+  pages_[0] = std::move(page);
+  capacity_ = capacity;
+}
+
+void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t number) noexcept {
+  MXmlElementRecord& record = At(number);
+  MXmlElementRecord& parentRecord = At(parent);
+  record.parent = parent;
+  if (parentRecord.firstChild == 0) {
+    parentRecord.firstChild = number;
+    record.previousSibling = number;
+    record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
+    return;
+  }
+  MXmlElementRecord& first = At(parentRecord.firstChild);
+  record.previousSibling = first.previousSibling;
+  At(first.previousSibling).nextSibling = number;
+  first.previousSibling = number;
+}
+
+void XmlIndex::LinkBehind(std::uint32_t parent, std::uint32_t previous,
+                          std::uint32_t number) noexcept {
+  MXmlElementRecord& parentRecord = At(parent);
+  const std::uint32_t next = previous == 0 ? parentRecord.firstChild : At(previous).nextSibling;
+  if (next == 0) {
+    LinkLast(parent, number);
+    return;
+  }
+  MXmlElementRecord& record = At(number);
+  record.parent = parent;
+  record.nextSibling = next;
+  record.previousSibling = previous == 0 ? At(next).previousSibling : previous;
+  At(next).previousSibling = number;
+  if (previous == 0) {
+    parentRecord.firstChild = number;
+    record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
+  } else {
+    At(previous).nextSibling = number;
+  }
+}
+
+std::uint32_t XmlIndex::GetNextBehind(std::uint32_t number) const noexcept {
+  while (number != 0 && At(number).nextSibling == 0) number = At(number).parent;
+  return number == 0 ? 0 : At(number).nextSibling;
+}
+
+void XmlIndex::ShiftFrom(std::uint32_t first, std::uint32_t difference) noexcept {
+  for (std::uint32_t number = first; number != 0; number = GetNextInText(number))
+    At(number).start += difference;
+}
+
+void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
+  if (growth_ == 0) {
+    growthAt_ = number;
+    return;
+  }
+  // Climbs from both ends to where the ways meet. Levels grow on the way down, so the one that is
+  // deeper is never above that place; the document is above all levels.
+  std::uint32_t target = number;
+  while (growthAt_ != target) {
+    const bool leave =
+        target == 0 || (growthAt_ != 0 && At(growthAt_).GetLevel() > At(target).GetLevel());
+    std::uint32_t& climbing = leave ? growthAt_ : target;
+    MXmlElementRecord& record = At(climbing);
+    record.length += leave ? growth_ : 0U - growth_;
+    climbing = record.parent;
+  }
+  growthAt_ = number;
+}
+
+void XmlIndex::SettleAll() noexcept {
+  MoveGrowth(0);
+  At(0).length += growth_;
+  growth_ = 0;
+}
+
+}  // namespace Orvel::Detail

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_name_hash.h"
+
+#include <chrono>
+#include <cstring>
+
+#include "orvel/filers/xml_scanner.h"
+
+namespace Orvel::Detail {
+namespace {
+
+struct HashSeed {
+  std::uint64_t start;
+  std::uint64_t factor;  // odd
+};
+
+std::uint64_t Scramble(std::uint64_t x) noexcept {
+  x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9U;
+  x = (x ^ (x >> 27)) * 0x94D049BB133111EBU;
+  return x ^ (x >> 31);
+}
+
+const HashSeed& GetSeed() noexcept {
+  static const HashSeed seed = [] {
+    // Where things are loaded and when: enough that texts cannot be made to fit.
+    static const int place = 0;
+    const auto now = std::chrono::high_resolution_clock::now().time_since_epoch().count();
+    std::uint64_t x = static_cast<std::uint64_t>(now);
+    x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&place)));
+    x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&now)));
+    return HashSeed{x, Scramble(x + 0x9E3779B97F4A7C15U) | 1U};
+  }();
+  return seed;
+}
+
+}  // namespace
+
+XmlNameHash::XmlNameHash(bool ignoreCase) noexcept
+    : state_(GetSeed().start), factor_(GetSeed().factor), ignoreCase_(ignoreCase) {}
+
+void XmlNameHash::Add(wchar_t c) noexcept {
+  const auto code = static_cast<std::uint32_t>(ignoreCase_ ? FoldXmlCase(c) : c);
+  state_ = (state_ ^ code) * factor_;
+  state_ ^= state_ >> 32;
+}
+
+std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
+  if (ignoreCase) {
+    XmlNameHash hash(true);
+    hash.Add(name);
+    return hash.Get();
+  }
+  constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
+  const HashSeed& seed = GetSeed();
+  std::uint64_t state = seed.start + name.size();
+  const wchar_t* next = name.data();
+  std::size_t left = name.size();
+  for (;;) {
+    std::uint64_t chunk = 0;
+    const std::size_t count = left < kStep ? left : kStep;
+    if (count == kStep) {
+      std::memcpy(&chunk, next, sizeof chunk);
+    } else {
+      for (std::size_t i = 0; i < count; ++i)
+        chunk = (chunk << 16) ^ static_cast<std::uint32_t>(next[i]);
+    }
+    state = (state ^ chunk) * seed.factor;
+    state ^= state >> 32;
+    if (left <= kStep) break;
+    next += count;
+    left -= count;
+  }
+  return state;
+}
+
+}  // namespace Orvel::Detail

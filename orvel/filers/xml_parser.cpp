@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_parser.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "orvel/filers/xml_open_names.h"
+#include "orvel/filers/xml_scanner.h"
+#include "orvel/foundation/decimal_text.h"
+
+namespace Orvel::Detail {
+namespace {
+
+class XmlParser {
+ public:
+  XmlParser(std::wstring_view text, bool ignoreCase, XmlIndex& index)
+      : text_(text), ignoreCase_(ignoreCase), index_(index) {}
+
+  XmlParseError Parse() {
+    index_.Clear(text_.size() / 64 + 8);
+    if (text_.empty()) {
+      SetError(L"Empty document", {}, {}, 0);
+      return std::move(error_);
+    }
+    ParseChildren();
+    MXmlElementRecord& document = index_.At(0);
+    document.length = static_cast<std::uint32_t>(text_.size());
+    if (document.firstChild == 0) {
+      SetError(L"No root element", {}, {}, 0);
+    } else if (const std::uint32_t sibling = index_.At(document.firstChild).nextSibling) {
+      SetError(L"Root element has sibling", {}, {}, index_.At(sibling).start);
+    }
+    return std::move(error_);
+  }
+
+ private:
+  struct OpenElement {
+    const wchar_t* name;
+    std::uint32_t nameLength;
+    std::uint32_t number;
+
+    [[nodiscard]] std::wstring_view GetName() const noexcept { return {name, nameLength}; }
+  };
+
+  /// How many open elements are looked at one by one before the names are indexed.
+  static constexpr std::size_t kPlainSearch = 8;
+
+  [[nodiscard]] std::uint32_t GetParent() const noexcept {
+    return open_.empty() ? 0 : open_.back().number;
+  }
+
+  void ParseChildren();
+  void OpenTag(const XmlToken& token, const wchar_t* begin);
+  void CloseTag(const XmlToken& token, const wchar_t* begin);
+  [[nodiscard]] std::size_t FindOpen(std::wstring_view name);
+  void CloseUnended(std::size_t from);
+  void MarkError() noexcept;
+  void SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
+                std::initializer_list<std::size_t> offsets, std::size_t offset);
+
+  const std::wstring_view text_;
+  const bool ignoreCase_;
+  XmlIndex& index_;
+  std::vector<OpenElement> open_;          // innermost last
+  std::optional<XmlOpenNames> openNames_;  // of all of open_, once it was needed
+  XmlParseError error_;
+};
+
+void XmlParser::ParseChildren() {
+  const wchar_t* const begin = text_.data();
+  const wchar_t* const end = begin + text_.size();
+  for (const wchar_t* next = FindWide(begin, end, L'<'); next != end;
+       next = FindWide(next, end, L'<')) {
+    const XmlToken token = ScanXmlMarkup(next, end);
+    switch (token.kind) {
+      case XmlTokenKind::kStartTag:
+        OpenTag(token, next);
+        break;
+      case XmlTokenKind::kEndTag:
+        CloseTag(token, next);
+        break;
+      case XmlTokenKind::kNode:
+        break;
+      case XmlTokenKind::kIncorrect:
+        MarkError();
+        SetError(L"Incorrect %s at offset %d", {token.construct},
+                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        break;
+      case XmlTokenKind::kUnterminated:
+        MarkError();
+        SetError(L"%s at offset %d unterminated", {token.construct},
+                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        break;
+      case XmlTokenKind::kTooLong:
+        MarkError();
+        SetError(L"%s at offset %d too long", {token.construct},
+                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        break;
+    }
+    next += token.length;
+  }
+  if (open_.empty()) return;
+  const OpenElement& innermost = open_.back();
+  const std::size_t start = index_.At(innermost.number).start;
+  SetError(L"Element '%s' at offset %d not ended", {innermost.GetName()}, {start}, start);
+  CloseUnended(0);
+}
+
+void XmlParser::OpenTag(const XmlToken& token, const wchar_t* begin) {
+  const auto start = static_cast<std::uint32_t>(begin - text_.data());
+  const auto length = static_cast<std::uint32_t>(token.length);
+  if (open_.size() > MXmlElementRecord::kMaxLevel) {
+    MarkError();
+    SetError(L"Nesting at offset %d too deep", {}, {start}, start);
+    return;
+  }
+  const std::uint32_t number = index_.Add();
+  MXmlElementRecord& record = index_.At(number);
+  record.start = start;
+  record.tagLengths = length;
+  record.flagsAndLevel = static_cast<std::uint32_t>(open_.size());
+  index_.LinkLast(GetParent(), number);
+  if (token.selfClosed) {
+    record.flagsAndLevel |= MXmlElementRecord::kSelfClosed;
+    record.length = length;
+    return;
+  }
+  open_.push_back({begin + 1, static_cast<std::uint32_t>(token.nameLength), number});
+  if (openNames_) openNames_->Push(open_.back().GetName(), open_.size() - 1);
+}
+
+void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
+  const std::wstring_view name(begin + 2, token.nameLength);
+  const auto start = static_cast<std::uint32_t>(begin - text_.data());
+  if (open_.empty() || !EndTagMatches(name, open_.back().GetName(), ignoreCase_)) {
+    const std::size_t depth = FindOpen(name);
+    if (depth == XmlOpenNames::kNone) {
+      MarkError();
+      SetError(L"No start tag for end tag '%s' at offset %d", {name}, {start}, start);
+      return;
+    }
+    const OpenElement& innermost = open_.back();
+    SetError(L"End tag '%s' at offset %d does not match start tag '%s' at offset %d",
+             {name, innermost.GetName()}, {start, index_.At(innermost.number).start}, start);
+    CloseUnended(depth + 1);
+  }
+  MXmlElementRecord& record = index_.At(open_.back().number);
+  const auto length = static_cast<std::uint32_t>(token.length);
+  record.length = start + length - record.start;
+  record.SetTagLengths(record.tagLengths, length);
+  open_.pop_back();
+  if (openNames_) openNames_->PopTo(open_.size());
+}
+
+std::size_t XmlParser::FindOpen(std::wstring_view name) {
+  if (!openNames_) {
+    std::size_t depth = open_.size();
+    const std::size_t last = depth > kPlainSearch ? depth - kPlainSearch : 0;
+    while (depth-- > last) {
+      if (EndTagMatches(name, open_[depth].GetName(), ignoreCase_)) return depth;
+    }
+    if (last == 0) return XmlOpenNames::kNone;
+    openNames_.emplace(ignoreCase_);
+    for (std::size_t i = 0; i < open_.size(); ++i) openNames_->Push(open_[i].GetName(), i);
+  }
+  return openNames_->Find(name);
+}
+
+/// Closes the open elements from place `from` on as not ended. What they contain, each other too,
+/// becomes content of the element around them, in one pass: an open element is the last child of
+/// the one around it, so its children come to stand right behind it.
+void XmlParser::CloseUnended(std::size_t from) {
+  const std::uint32_t parent = from == 0 ? 0 : open_[from - 1].number;
+  std::uint32_t last = 0;
+  std::uint32_t mark = 0;
+  for (std::size_t i = from; i < open_.size(); ++i) {
+    const std::uint32_t number = open_[i].number;
+    MXmlElementRecord& record = index_.At(number);
+    record.length = record.GetStartTagLength();
+    mark |= record.flagsAndLevel & MXmlElementRecord::kErrorInside;
+    record.flagsAndLevel &= ~MXmlElementRecord::kErrorInside;
+    record.flagsAndLevel |= MXmlElementRecord::kNotEnded;
+    last = number;
+    const std::uint32_t firstChild = std::exchange(record.firstChild, 0U);
+    if (firstChild == 0) continue;
+    last = index_.At(firstChild).previousSibling;
+    for (std::uint32_t child = firstChild; child != 0; child = index_.At(child).nextSibling)
+      index_.At(child).parent = parent;
+    record.nextSibling = firstChild;
+    index_.At(firstChild).previousSibling = number;
+  }
+  index_.At(parent).flagsAndLevel |= mark;
+  index_.At(index_.At(parent).firstChild).previousSibling = last;
+  open_.resize(from);
+  if (openNames_) openNames_->PopTo(from);
+}
+
+void XmlParser::MarkError() noexcept {
+  index_.At(0).flagsAndLevel |= MXmlElementRecord::kIllFormed;
+  index_.At(GetParent()).flagsAndLevel |= MXmlElementRecord::kErrorInside;
+}
+
+void XmlParser::SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
+                         std::initializer_list<std::size_t> offsets, std::size_t offset) {
+  if (!error_.text.empty()) return;
+  error_.text = FormatXmlError(text, names, offsets);
+  error_.offset = offset;
+}
+
+}  // namespace
+
+std::wstring FormatXmlError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
+                            std::initializer_list<std::size_t> offsets) {
+  std::wstring result;
+  auto name = names.begin();
+  auto offset = offsets.begin();
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != L'%') {
+      result += text[i];
+    } else if (text[++i] == L's') {
+      result += *name++;
+    } else {
+      result += DecimalText(*offset++);
+    }
+  }
+  return result;
+}
+
+XmlParseError ParseXml(std::wstring_view text, bool ignoreCase, XmlIndex& index) {
+  return XmlParser(text, ignoreCase, index).Parse();
+}
+
+}  // namespace Orvel::Detail

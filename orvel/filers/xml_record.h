@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+/// Kinds of nodes in an XML document. The values are bits, so that a set of kinds is their sum.
+enum class MXmlNodeKind : std::uint32_t {
+  kNone = 0,           ///< no node: before the first one of a level
+  kElement = 1,        ///< a start tag with everything up to its end tag
+  kText = 2,           ///< text between tags, not only white space
+  kWhitespace = 4,     ///< text of blanks, tabs and line ends only
+  kCData = 8,          ///< `<![CDATA[ ... ]]>`
+  kInstruction = 16,   ///< processing instruction, `<? ... ?>`, the declaration too
+  kComment = 32,       ///< `<!-- ... -->`
+  kDocumentType = 64,  ///< `<!DOCTYPE ... >` and other declarations
+  kLoneEndTag = 128    ///< an end tag that no start tag belongs to
+};
+
+/// The set of both kinds, for MXmlDocument::FindNode().
+[[nodiscard]] constexpr MXmlNodeKind operator|(MXmlNodeKind a, MXmlNodeKind b) noexcept {
+  return static_cast<MXmlNodeKind>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
+}
+
+/// True when the two sets of kinds have one in common.
+[[nodiscard]] constexpr bool Intersects(MXmlNodeKind a, MXmlNodeKind b) noexcept {
+  return (static_cast<std::uint32_t>(a) & static_cast<std::uint32_t>(b)) != 0;
+}
+
+/// What MXmlDocument keeps of one element: where it stands in the text and what it is linked to.
+/// Offsets and lengths count `wchar_t` units. Links are record numbers; 0 is none, and as a parent
+/// it is the document itself, whose record has the number 0.
+struct MXmlElementRecord {
+  static constexpr std::uint32_t kSelfClosed = 0x10000;    ///< the start tag ends in `/>`
+  static constexpr std::uint32_t kFirstChild = 0x80000;    ///< was its parent's first when created
+  static constexpr std::uint32_t kNotEnded = 0x100000;     ///< its end tag was never found
+  static constexpr std::uint32_t kErrorInside = 0x200000;  ///< an error was found inside it
+  static constexpr std::uint32_t kIllFormed = 0x800000;  ///< record 0 only: errors in the document
+
+  static constexpr std::uint32_t kMaxStartTagLength = (1U << 22) - 1;
+  static constexpr std::uint32_t kMaxEndTagLength = (1U << 10) - 1;
+  static constexpr std::uint32_t kMaxLevel = 0xFFFF;
+
+  std::uint32_t start;            ///< offset of the element's `<`
+  std::uint32_t length;           ///< from there to the end of the end tag
+  std::uint32_t tagLengths;       ///< start tag in the low 22 bits, end tag in the high 10
+  std::uint32_t flagsAndLevel;    ///< the flags above, and the level in the low 16 bits
+  std::uint32_t parent;           ///< 0 at the top level
+  std::uint32_t firstChild;       ///< 0 without children
+  std::uint32_t nextSibling;      ///< 0 at the last one
+  std::uint32_t previousSibling;  ///< at a first child, its parent's last child
+
+  [[nodiscard]] constexpr std::uint32_t GetStartTagLength() const noexcept {
+    return tagLengths & kMaxStartTagLength;
+  }
+  [[nodiscard]] constexpr std::uint32_t GetEndTagLength() const noexcept {
+    return tagLengths >> 22;
+  }
+  [[nodiscard]] constexpr std::uint32_t GetLevel() const noexcept {
+    return flagsAndLevel & kMaxLevel;
+  }
+  [[nodiscard]] constexpr bool HasFlag(std::uint32_t flag) const noexcept {
+    return (flagsAndLevel & flag) != 0;
+  }
+  /// Both lengths must be within their limits.
+  constexpr void SetTagLengths(std::uint32_t startTag, std::uint32_t endTag) noexcept {
+    tagLengths = startTag | (endTag << 22);
+  }
+};
+
+static_assert(sizeof(MXmlElementRecord) == 32, "eight fields of 32 bits");

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "orvel/filers/xml_index.h"
+#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml_tag_lookup.h"
+#include "orvel/filers/xml_text.h"
+
+namespace Orvel::Detail {
+
+/// A document's text, the records of its elements, and how to find them by tag. Views into the text
+/// hold until the next call of anything that edits or reads it.
+struct XmlStore {
+  XmlText text;
+  XmlIndex index;
+  XmlTagLookup lookup;
+  std::uint32_t lastInText = 0;  ///< the element that begins last, 0 if there is none
+
+  [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {
+    return number != 0 && number < index.GetNext();
+  }
+
+  /// True when an element begins at `offset` or behind it.
+  [[nodiscard]] bool IsAnyFrom(std::size_t offset) const noexcept {
+    return lastInText != 0 && index.At(lastInText).start >= offset;
+  }
+
+  [[nodiscard]] std::wstring_view GetStartTag(std::uint32_t number) noexcept {
+    const MXmlElementRecord& record = index.At(number);
+    return text.GetView(record.start, record.GetStartTagLength());
+  }
+
+  [[nodiscard]] std::wstring_view GetTagName(std::uint32_t number) noexcept {
+    const std::wstring_view tag = GetStartTag(number).substr(1);
+    return tag.substr(0, XmlTagNameLength(tag.data(), tag.data() + tag.size()));
+  }
+
+  /// True when the tag name of an element is `name`, which must hold no character that ends tag
+  /// names.
+  [[nodiscard]] bool HasTagName(std::uint32_t number, std::wstring_view name,
+                                bool ignoreCase) noexcept {
+    const MXmlElementRecord& record = index.At(number);
+    if (record.GetStartTagLength() < name.size() + 2) return false;
+    const std::wstring_view tag = text.GetView(record.start, name.size() + 2);
+    return IsXmlChar(tag.back(), kXmlTagNameEnd) &&
+           EqualXmlNames(tag.substr(1, name.size()), name, ignoreCase);
+  }
+
+  /// Offset behind an element's end tag.
+  [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
+    index.SettleLength(number);
+    const MXmlElementRecord& record = index.At(number);
+    return std::size_t{record.start} + record.length;
+  }
+
+  /// Offset of what an element contains, behind its start tag; 0 for the document.
+  [[nodiscard]] std::size_t GetContentStart(std::uint32_t number) const noexcept {
+    const MXmlElementRecord& record = index.At(number);
+    return std::size_t{record.start} + record.GetStartTagLength();
+  }
+
+  /// Offset of an element's end tag; the end of the text for the document.
+  [[nodiscard]] std::size_t GetContentEnd(std::uint32_t number) noexcept {
+    return number == 0 ? text.GetSize() : GetEnd(number) - index.At(number).GetEndTagLength();
+  }
+};
+
+}  // namespace Orvel::Detail

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_tag_lookup.h"
+
+#include <bit>
+
+#include "orvel/filers/xml_name_hash.h"
+#include "orvel/filers/xml_store.h"
+
+namespace Orvel::Detail {
+namespace {
+
+/// Steps from child to child at one level after which a table pays.
+constexpr std::uint32_t kStepsBeforeTable = 32;
+
+bool Encloses(XmlStore& store, std::uint32_t outer, std::uint32_t inner) noexcept {
+  if (outer == 0 || inner == 0) return outer == 0;
+  const std::uint32_t start = store.index.At(inner).start;
+  return store.index.At(outer).start < start && start < store.GetEnd(outer);
+}
+
+}  // namespace
+
+std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std::wstring_view name,
+                                      bool ignoreCase) {
+  LeaveTo(store, parent);
+  if (levels_.empty() || levels_.back().parent != parent) {
+    levels_.emplace_back();
+    levels_.back().parent = parent;
+  }
+  Level& level = levels_.back();
+  if (level.slots.empty()) {
+    if (level.steps <= kStepsBeforeTable) {
+      std::uint32_t child = store.index.At(parent).firstChild;
+      while (child != 0 && !store.HasTagName(child, name, ignoreCase)) {
+        ++level.steps;
+        child = store.index.At(child).nextSibling;
+      }
+      return child;
+    }
+    BuildTable(level, store, ignoreCase);
+  }
+  const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
+  return FindSlot(level, store, name, hash, ignoreCase).number;
+}
+
+void XmlTagLookup::NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase) {
+  if (levels_.empty()) return;
+  const MXmlElementRecord& record = store.index.At(number);
+  LeaveTo(store, record.parent);
+  if (levels_.empty()) return;
+  Level& level = levels_.back();
+  if (level.parent != record.parent || level.slots.empty()) return;
+  if (record.nextSibling != 0 || (level.used + 1) * 2 > level.slots.size()) {
+    level.slots.clear();  // made anew when it is asked for
+    return;
+  }
+  const std::wstring_view name = store.GetTagName(number);
+  const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
+  Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
+  if (slot.number != 0) return;
+  slot = {hash, number};
+  ++level.used;
+}
+
+/// Drops the levels that neither are nor enclose the level of `parent`.
+void XmlTagLookup::LeaveTo(XmlStore& store, std::uint32_t parent) noexcept {
+  while (!levels_.empty() && levels_.back().parent != parent &&
+         !Encloses(store, levels_.back().parent, parent)) {
+    levels_.pop_back();
+  }
+}
+
+void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {
+  std::size_t count = 1;
+  for (std::uint32_t child = store.index.At(level.parent).firstChild; child != 0;
+       child = store.index.At(child).nextSibling) {
+    ++count;
+  }
+  level.slots.assign(std::bit_ceil(count * 2), Slot{0, 0});
+  level.used = 0;
+  for (std::uint32_t child = store.index.At(level.parent).firstChild; child != 0;
+       child = store.index.At(child).nextSibling) {
+    const std::wstring_view name = store.GetTagName(child);
+    const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
+    Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
+    if (slot.number != 0) continue;
+    slot = {hash, child};
+    ++level.used;
+  }
+}
+
+XmlTagLookup::Slot& XmlTagLookup::FindSlot(Level& level, XmlStore& store, std::wstring_view name,
+                                           std::uint32_t hash, bool ignoreCase) noexcept {
+  const std::size_t mask = level.slots.size() - 1;
+  for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+    Slot& slot = level.slots[i];
+    if (slot.number == 0) return slot;
+    if (slot.hash == hash && store.HasTagName(slot.number, name, ignoreCase)) return slot;
+  }
+}
+
+}  // namespace Orvel::Detail

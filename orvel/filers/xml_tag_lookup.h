@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace Orvel::Detail {
+
+struct XmlStore;
+
+/// Finds the first child of an element by tag, again and again, in constant time each: after some
+/// steps from child to child at one level it makes a table of the level's tags. The tables of the
+/// levels around the one that was asked last are kept, those of levels that were left are not.
+///
+/// Thread-unsafe.
+class XmlTagLookup {
+ public:
+  /// Forgets all tables: the document is another one.
+  void Clear() noexcept { levels_.clear(); }
+
+  /// First child of `parent` with the tag `name`, 0 if there is none. The name must not be empty
+  /// and must hold no character that ends tag names.
+  [[nodiscard]] std::uint32_t FindFirst(XmlStore& store, std::uint32_t parent,
+                                        std::wstring_view name, bool ignoreCase);
+
+  /// To be called when the element `number` was linked under its parent.
+  void NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase);
+
+ private:
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t number;  // 0 in an empty slot
+  };
+  struct Level {
+    std::uint32_t parent = 0;
+    std::uint32_t steps = 0;
+    std::uint32_t used = 0;
+    std::vector<Slot> slots;  // a power of two, at most half of them used; empty without a table
+  };
+
+  void LeaveTo(XmlStore& store, std::uint32_t parent) noexcept;
+  static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);
+  static Slot& FindSlot(Level& level, XmlStore& store, std::wstring_view name, std::uint32_t hash,
+                        bool ignoreCase) noexcept;
+
+  std::vector<Level> levels_;  // each one's parent encloses those behind it
+};
+
+}  // namespace Orvel::Detail

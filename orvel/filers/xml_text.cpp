@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Orvel::Detail {
+namespace {
+
+constexpr std::size_t kFirstGap = 256;
+
+using Traits = std::wstring::traits_type;
+
+}  // namespace
+
+std::wstring_view XmlText::GetView(std::size_t offset, std::size_t length) noexcept {
+  if (gapLength_ != 0 && offset < gapStart_ && offset + length > gapStart_)
+    MoveGap(offset + length);
+  const std::size_t shift = offset < gapStart_ ? 0 : gapLength_;
+  return std::wstring_view(buffer_.data() + offset + shift, length);
+}
+
+const std::wstring& XmlText::GetWhole() {
+  if (gapLength_ != 0) {
+    MoveGap(GetSize());
+    buffer_.resize(gapStart_);
+    gapStart_ = 0;
+    gapLength_ = 0;
+    nextGap_ = 0;
+  }
+  return buffer_;
+}
+
+std::wstring XmlText::Take() {
+  (void)GetWhole();
+  return std::exchange(buffer_, std::wstring());
+}
+
+void XmlText::Set(std::wstring&& text) noexcept {
+  buffer_ = std::move(text);
+  gapStart_ = 0;
+  gapLength_ = 0;
+  nextGap_ = 0;
+}
+
+void XmlText::Replace(std::size_t offset, std::size_t length, std::wstring_view piece) {
+  if (piece.size() > length + gapLength_) GrowGap(piece.size() - length);
+  if (length == 0) {
+    MoveGap(offset);
+  } else {
+    MoveGap(offset + length);
+    gapStart_ -= length;
+    gapLength_ += length;
+  }
+  Traits::copy(buffer_.data() + gapStart_, piece.data(), piece.size());
+  gapStart_ += piece.size();
+  gapLength_ -= piece.size();
+}
+
+void XmlText::MoveGap(std::size_t offset) noexcept {
+  wchar_t* const data = buffer_.data();
+  if (offset < gapStart_) {
+    Traits::move(data + offset + gapLength_, data + offset, gapStart_ - offset);
+  } else if (offset > gapStart_) {
+    Traits::move(data + gapStart_, data + gapStart_ + gapLength_, offset - gapStart_);
+  }
+  gapStart_ = offset;
+}
+
+void XmlText::GrowGap(std::size_t atLeast) {
+  // The gap doubles from one growth to the next, up to half the text: its filling and the moves of
+  // what stands behind it add up to what was inserted, also when the whole text is asked for
+  // between the edits.
+  const std::size_t step = std::max(nextGap_, kFirstGap);
+  const std::size_t added = atLeast + step;
+  const std::size_t behind = buffer_.size() - gapStart_ - gapLength_;
+  const std::size_t oldSize = buffer_.size();
+  buffer_.resize(oldSize + added);
+  wchar_t* const data = buffer_.data();
+  Traits::move(data + buffer_.size() - behind, data + oldSize - behind, behind);
+  gapLength_ += added;
+  nextGap_ = std::max(step, std::min(step * 2, GetSize() / 2));
+}
+
+}  // namespace Orvel::Detail

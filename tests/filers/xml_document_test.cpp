@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_document.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/filers/xml_model.h"
+
+using Orvel::Testing::CheckRecords;
+using Orvel::Testing::CompareWithModel;
+using Orvel::Testing::ParseModel;
+using testing::ElementsAre;
+
+namespace {
+
+std::wstring Repeat(std::wstring_view piece, std::size_t count) {
+  std::wstring text;
+  text.reserve(piece.size() * count);
+  for (std::size_t i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+std::wstring ErrorOf(std::wstring_view text, std::uint32_t flags = 0) {
+  MXmlDocument document(flags);
+  document.SetDocument(std::wstring(text));
+  EXPECT_EQ(CheckRecords(document), "");
+  return document.GetErrorText();
+}
+
+bool IsWellFormed(std::wstring_view text, std::uint32_t flags = 0) {
+  return MXmlDocument(flags).SetDocument(std::wstring(text));
+}
+
+struct ErrorCase {
+  const wchar_t* text;
+  const wchar_t* error;
+};
+
+TEST(MXmlDocumentTest, TellsTheFirstErrorWithItsOffset) {
+  const ErrorCase cases[] = {
+      {L"", L"Empty document"},
+      {L"text <!-- only -->", L"No root element"},
+      {L"<a/><b/>", L"Root element has sibling"},
+      {L"<a>< b></a>", L"Incorrect tag name character at offset 3"},
+      {L"<a><!x></a>", L"Incorrect ! tag at offset 3"},
+      {L"<a><!-x></a>", L"Incorrect comment tag at offset 3"},
+      {L"<a></b></a>", L"No start tag for end tag 'b' at offset 3"},
+      {L"<a> <b>", L"Element 'b' at offset 4 not ended"},
+      {L"<a><", L"tag at offset 3 unterminated"},
+      {L"<a><!", L"tag at offset 3 unterminated"},
+      {L"<a><!-", L"tag at offset 3 unterminated"},
+      {L"<a><!--->", L"Comment at offset 3 unterminated"},
+      {L"<a><![CDATA[]]", L"CDATA Section at offset 3 unterminated"},
+      {L"<a><?>", L"Processing instruction at offset 3 unterminated"},
+      {L"<a><!DOCTYPE a [<!ENTITY b>]", L"Doctype at offset 3 unterminated"},
+      {L"<a><b c='>", L"Element tag at offset 3 unterminated"},
+      {L"<a></a", L"Element end tag at offset 3 unterminated"},
+  };
+  for (const ErrorCase& test : cases) {
+    EXPECT_EQ(ErrorOf(test.text), test.error);
+    EXPECT_FALSE(IsWellFormed(test.text)) << test.error;
+  }
+}
+
+TEST(MXmlDocumentTest, ElementsThatAreNotEndedLeaveADocumentWellFormed) {
+  const wchar_t* const text = L"<a> <b><c>text</a>";
+  EXPECT_EQ(ErrorOf(text), L"End tag 'a' at offset 14 does not match start tag 'c' at offset 7");
+  EXPECT_TRUE(IsWellFormed(text));
+  EXPECT_EQ(ErrorOf(L"<a>"), L"Element 'a' at offset 0 not ended");
+  EXPECT_TRUE(IsWellFormed(L"<a>"));
+}
+
+TEST(MXmlDocumentTest, AcceptsWhatIsWellFormed) {
+  for (const wchar_t* const text :
+       {L"<a/>", L"<?xml version='1.0'?>\n<!DOCTYPE a [<!ELEMENT a (#PCDATA)> ]>\n<a></a>\n",
+        L"<a b='>' c=\"/>'\" ></a >", L"<a><!-- <b> --><![CDATA[</a>]]]><?p <c> ?></a>",
+        L"<a\n\tb = 'c'\r\n/>", L"<\u00e4:\u4e2d.-_1/>"}) {
+    EXPECT_EQ(ErrorOf(text), L"");
+    EXPECT_TRUE(IsWellFormed(text));
+  }
+}
+
+TEST(MXmlDocumentTest, ComparesTagsByCaseUnlessToldOtherwise) {
+  EXPECT_FALSE(IsWellFormed(L"<A></a>"));
+  EXPECT_TRUE(IsWellFormed(L"<A></a>", MXmlDocument::kIgnoreCase));
+  MXmlDocument document(MXmlDocument::kIgnoreCase);
+  document.SetDocument(L"<Root><Item/></rOOT>");
+  EXPECT_TRUE(document.FindElement(L"root") && document.IntoElement());
+  EXPECT_TRUE(document.FindElement(L"ITEM"));
+  document.ResetToLevelStart();
+  EXPECT_TRUE(document.FindFirstElement(L"iTEM"));
+}
+
+TEST(MXmlDocumentTest, EndTagClosesANameThatGoesOnWithABracket) {
+  EXPECT_TRUE(IsWellFormed(L"<r><a[1]>x</a><a[2]>y</a[2]></r>"));
+  // The same when the names of many open elements had to be indexed.
+  const std::wstring open = Repeat(L"<b>", 20);
+  EXPECT_EQ(ErrorOf(L"<a[1]>" + open + L"</a>"),
+            L"End tag 'a' at offset 66 does not match start tag 'b' at offset 63");
+  EXPECT_EQ(ErrorOf(L"<a>" + open + L"</a[1]></a>"),
+            L"No start tag for end tag 'a[1]' at offset 63");
+}
+
+TEST(MXmlDocumentTest, OlderErrorTextStaysInFront) {
+  MXmlDocument document;
+  document.SetDocument(L"<a></b></a>");
+  document.SetDocument(L"<a>");
+  EXPECT_EQ(document.GetErrorText(),
+            L"No start tag for end tag 'b' at offset 3, Element 'a' at offset 0 not ended");
+  EXPECT_TRUE(document.SetDocument(L"<a/>"));
+  EXPECT_TRUE(document.GetErrorText().ends_with(L"not ended"));
+  document.ClearErrorText();
+  document.SetDocument(L"");
+  EXPECT_EQ(document.GetErrorText(), L"Empty document");
+}
+
+TEST(MXmlDocumentTest, LineAndColumnOfAnErrorCountEveryKindOfLineEnd) {
+  MXmlDocument document;
+  document.SetDocument(L"<a>\n\r\n\r  </b>\n</a>");
+  const MXmlLineAndColumn place = document.GetLineAndColumn(document.GetErrorOffset());
+  EXPECT_EQ(place.line, 4U);
+  EXPECT_EQ(place.column, 3U);
+  EXPECT_EQ(document.GetLineAndColumn(1000).line, 5U);
+}
+
+TEST(MXmlDocumentTest, RecordsHoldPlacesLevelsAndLinks) {
+  MXmlDocument document;
+  document.SetDocument(L"<r> <a><b/></a><c x='1'>y</c></r>");
+  const MXmlElementRecord root = document.GetRecord(1);
+  const MXmlElementRecord a = document.GetRecord(2);
+  const MXmlElementRecord c = document.GetRecord(4);
+  EXPECT_EQ(document.GetRecord(0).length, 33U);
+  EXPECT_EQ(document.GetRecord(0).firstChild, 1U);
+  EXPECT_EQ(root.firstChild, 2U);
+  EXPECT_EQ(a.previousSibling, 4U) << "a first child knows the last one";
+  EXPECT_EQ(a.nextSibling, 4U);
+  EXPECT_EQ(c.previousSibling, 2U);
+  EXPECT_EQ(c.start, 15U);
+  EXPECT_EQ(c.length, 14U);
+  EXPECT_EQ(c.tagLengths, 9U | (4U << 22));
+  EXPECT_EQ(c.flagsAndLevel, 1U);
+  EXPECT_EQ(document.GetRecord(3).flagsAndLevel,
+            2U | MXmlElementRecord::kFirstChild | MXmlElementRecord::kSelfClosed);
+}
+
+TEST(MXmlDocumentTest, AgreesWithAPlainParserOnRandomMarkup) {
+  constexpr const wchar_t* kPieces[] = {L"<a>", L"</a>", L"<b>", L"</b>", L"<c/>",   L"</c>",
+                                        L"<A>", L"</A>", L"<",   L"x",    L"</d>",   L"<a[b>",
+                                        L"<",   L">",    L"\"",  L"<!",   L"</a[b>", L"<b[a[>"};
+  std::mt19937 random(20240607);
+  for (int round = 0; round < 4000; ++round) {
+    std::wstring text = L"<a>";
+    const std::size_t count = random() % 60;
+    const std::size_t pieces = round % 2 == 0 ? std::size(kPieces) : 6;
+    for (std::size_t i = 0; i < count; ++i) text += kPieces[random() % pieces];
+    const bool ignoreCase = random() % 2 == 0;
+    MXmlDocument document(ignoreCase ? MXmlDocument::kIgnoreCase : 0);
+    document.SetDocument(text);
+    ASSERT_EQ(CheckRecords(document), "") << round;
+    ASSERT_EQ(CompareWithModel(document, ParseModel(text, ignoreCase)), "") << round;
+  }
+}
+
+TEST(MXmlDocumentTest, LimitsAreErrors) {
+  const std::wstring longName = Repeat(L"n", 1020);
+  EXPECT_TRUE(IsWellFormed(L"<" + longName + L"></" + longName + L">"));
+  EXPECT_EQ(ErrorOf(L"<r></r" + Repeat(L" ", 1020) + L"></r>"),
+            L"Element end tag at offset 3 too long");
+  constexpr std::size_t kLongest = MXmlElementRecord::kMaxStartTagLength;
+  EXPECT_EQ(ErrorOf(L"<r a='" + Repeat(L" ", kLongest - 9) + L"'/>"), L"");
+  EXPECT_EQ(ErrorOf(L"<r><s a='" + Repeat(L" ", kLongest - 8) + L"'/></r>"),
+            L"Element tag at offset 3 too long");
+  EXPECT_TRUE(IsWellFormed(Repeat(L"<a>", 65536) + Repeat(L"</a>", 65536)));
+  EXPECT_EQ(ErrorOf(Repeat(L"<a>", 65537) + Repeat(L"</a>", 65537)),
+            L"Nesting at offset 196608 too deep");
+  MXmlDocument document;
+  document.SetLengthLimit(4);
+  EXPECT_TRUE(document.SetDocument(L"<a/>"));
+  EXPECT_FALSE(document.SetDocument(L"<ab/>"));
+  EXPECT_EQ(document.GetErrorText(), L"Document too long");
+}
+
+TEST(MXmlDocumentTest, MoreElementsThanAPageHolds) {
+  constexpr std::uint32_t kCount = 150000;
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetDocument(L"<r>" + Repeat(L"<a/>", kCount) + L"</r>"));
+  EXPECT_EQ(CheckRecords(document), "");
+  EXPECT_EQ(document.GetRecordCount(), kCount + 2);
+}
+
+TEST(MXmlDocumentTest, WalksNodesOfEveryKind) {
+  MXmlDocument document;
+  document.SetDocument(
+      L"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r> <!--c-->t&lt;<a/></z><![CDATA[d]]>"
+      L"</r>");
+  std::vector<std::wstring> names;
+  const auto all = static_cast<MXmlNodeKind>(0xFF);
+  while (document.FindNode(all)) names.push_back(document.GetNodeName());
+  EXPECT_THAT(names, ElementsAre(L"xml", L"r", L"r"));
+  ASSERT_TRUE(document.IntoElement());
+  names.clear();
+  std::vector<MXmlNodeKind> kinds;
+  while (document.FindNode(all)) {
+    names.push_back(document.GetNodeName());
+    kinds.push_back(document.GetPosition().kind);
+  }
+  EXPECT_THAT(names, ElementsAre(L"#text", L"#comment", L"#text", L"a", L"z", L"#cdata-section"));
+  EXPECT_THAT(kinds,
+              ElementsAre(MXmlNodeKind::kWhitespace, MXmlNodeKind::kComment, MXmlNodeKind::kText,
+                          MXmlNodeKind::kElement, MXmlNodeKind::kLoneEndTag, MXmlNodeKind::kCData));
+  EXPECT_EQ(document.GetNodeText(), L"<![CDATA[d]]>");
+}
+
+TEST(MXmlDocumentTest, PositionMovesAndComesBack) {
+  MXmlDocument document;
+  document.SetDocument(L"<r><a/><b><c/></b><a/></r>");
+  EXPECT_FALSE(document.IntoElement());
+  EXPECT_FALSE(document.OutOfElement());
+  EXPECT_FALSE(document.RestorePosition(L""));
+  ASSERT_TRUE(document.FindElement(L"") && document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"b"));
+  document.SavePosition(L"");
+  ASSERT_TRUE(document.IntoElement() && document.FindElement(L"c"));
+  EXPECT_FALSE(document.FindElement(L"c")) << "there is no other";
+  EXPECT_EQ(document.GetTagName(document.GetElement()), L"c") << "and it stayed where it was";
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(document.GetElement()), L"b");
+  EXPECT_EQ(document.GetTagName(document.GetPosition().child), L"c");
+  ASSERT_TRUE(document.FindElement(L"a"));
+  ASSERT_TRUE(document.RestorePosition(L""));
+  EXPECT_EQ(document.GetTagName(document.GetElement()), L"b");
+  document.SetDocument(L"<r/>");
+  EXPECT_FALSE(document.RestorePosition(L"")) << "positions end with their document";
+}
+
+TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
+  constexpr int kCount = 300;
+  std::wstring text = L"<r>";
+  for (int i = 0; i < kCount; ++i) {
+    const std::wstring tag = L"t" + std::to_wstring(i);
+    text += L"<" + tag + L">1</" + tag + L"><" + tag + L">2</" + tag + L">";
+  }
+  text += L"</r>";
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetDocument(text));
+  ASSERT_TRUE(document.FindElement(L"r") && document.IntoElement());
+  for (int i = kCount - 1; i >= 0; --i) {
+    ASSERT_TRUE(document.FindFirstElement(L"t" + std::to_wstring(i)));
+    ASSERT_EQ(document.GetData(document.GetElement()), L"1");
+  }
+  EXPECT_FALSE(document.FindFirstElement(L"t"));
+  EXPECT_FALSE(document.FindFirstElement(L"t0>1")) << "no name, though the text goes on like that";
+  // The table follows what is added, in front too.
+  document.ResetToLevelStart();
+  ASSERT_TRUE(document.AddElement(L"last", L"3"));
+  ASSERT_TRUE(document.FindFirstElement(L"last"));
+  ASSERT_TRUE(document.FindFirstElement(L"t0"));
+  ASSERT_TRUE(document.AddElement(L"t299", L"first"));
+  ASSERT_TRUE(document.FindFirstElement(L"t299"));
+  EXPECT_EQ(document.GetData(document.GetElement()), L"first");
+}
+
+TEST(MXmlDocumentTest, DataJoinsTextAndResolvesReferences) {
+  MXmlDocument document;
+  document.SetDocument(
+      L"<r> a&lt;<b>not</b>&amp;lt;<![CDATA[&lt;]]>\r\n<!-- no --><?no?>&#65;&#x1F600;"
+      L"&unknown;&#0;&#xD800;&#x110000;&</r>");
+  const std::wstring smile = L"\U0001F600";
+  EXPECT_EQ(document.GetData(1), L" a<&lt;&lt;\r\nA" + smile + L"&unknown;&#0;&#xD800;&#x110000;&");
+  EXPECT_EQ(document.GetData(0), L"");
+  EXPECT_EQ(document.GetData(99), L"");
+}
+
+TEST(MXmlDocumentTest, ReadsAttributesHoweverTheyAreWritten) {
+  MXmlDocument document;
+  document.SetDocument(L"<r a='&quot;1>' b = \"2'\" 'stray x=9' c=3/4 d e=/><s a=\"1\" a=\"2\"/>");
+  std::vector<std::wstring> read;
+  for (const MXmlAttribute& attribute : document.GetAttributes(1))
+    read.push_back(attribute.name + L"=" + attribute.value);
+  EXPECT_THAT(read, ElementsAre(L"a=\"1>", L"b=2'", L"c=3/4", L"d=", L"e="));
+  std::wstring value = L"kept";
+  EXPECT_FALSE(document.GetAttribute(1, L"x", value));
+  EXPECT_EQ(value, L"kept");
+  EXPECT_TRUE(document.GetAttribute(2, L"a", value));
+  EXPECT_EQ(value, L"1");
+}
+
+TEST(MXmlDocumentTest, TextIsTakenOverAndHandedOutWithoutACopy) {
+  std::wstring text = L"<r>" + Repeat(L"x", 100) + L"</r>";
+  const wchar_t* const place = text.data();
+  MXmlDocument document;
+  document.SetDocument(std::move(text));
+  EXPECT_EQ(document.GetDocumentText().data(), place);
+  EXPECT_EQ(document.TakeDocumentText().data(), place);
+  EXPECT_EQ(document.GetDocumentText(), L"");
+  EXPECT_FALSE(document.IsWellFormed());
+  EXPECT_TRUE(document.AddElement(L"r")) << "an empty document, ready to be filled";
+}
+
+}  // namespace

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "orvel/filers/xml_document.h"
+#include "tests/filers/xml_model.h"
+
+using Orvel::Testing::CheckRecords;
+using Orvel::Testing::CompareTrees;
+
+namespace {
+
+/// The document's text, after a check that a new document made of it has the same elements.
+std::wstring CheckedText(const MXmlDocument& document) {
+  EXPECT_EQ(CheckRecords(document), "");
+  MXmlDocument parsed(document.GetFlags());
+  parsed.SetDocument(document.GetDocumentText());
+  EXPECT_EQ(CompareTrees(document, parsed), "");
+  return document.GetDocumentText();
+}
+
+bool Enter(MXmlDocument& document, std::wstring_view name) {
+  return document.FindElement(name) && document.IntoElement();
+}
+
+TEST(MXmlDocumentEditTest, WritesADocumentFromNothing) {
+  MXmlDocument document;
+  EXPECT_TRUE(document.AddNode(MXmlNodeKind::kInstruction, L"xml"));
+  EXPECT_TRUE(document.SetAttribute(L"version", L"1.0"));
+  EXPECT_TRUE(document.SetAttribute(L"encoding", L"UTF-8"));
+  EXPECT_TRUE(document.AddElement(L"Root") && document.IntoElement());
+  EXPECT_TRUE(document.AddElement(L"Gain", L"0.5"));
+  EXPECT_TRUE(document.SetAttribute(L"type", L"float"));
+  EXPECT_TRUE(document.AddElement(L"Axes") && document.IntoElement());
+  EXPECT_TRUE(document.AddElement(L"Count", L"3", L"type", L"int"));
+  EXPECT_TRUE(document.OutOfElement());
+  EXPECT_TRUE(document.AddElement(L"Last", L"x"));
+  EXPECT_EQ(CheckedText(document),
+            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>\n"
+            L"<Gain type=\"float\">0.5</Gain>\n<Axes>\n<Count type=\"int\">3</Count>\n</Axes>\n"
+            L"<Last>x</Last>\n</Root>\n");
+  EXPECT_TRUE(document.IsWellFormed());
+}
+
+TEST(MXmlDocumentEditTest, WithoutLineBreaksWhenToldSo) {
+  MXmlDocument document(MXmlDocument::kNoLineBreaks);
+  document.AddNode(MXmlNodeKind::kInstruction, L"xml");
+  document.AddElement(L"r");
+  document.IntoElement();
+  document.AddElement(L"a", L"1");
+  document.AddElement(L"b");
+  EXPECT_EQ(CheckedText(document), L"<?xml?><r><a>1</a><b/></r>");
+}
+
+TEST(MXmlDocumentEditTest, ChildrenGoWhereTheyBelong) {
+  struct Case {
+    const wchar_t* before;
+    const wchar_t* tag;  // the element that gets the child
+    const wchar_t* after;
+  };
+  const Case cases[] = {
+      {L"<r/>", L"r", L"<r>\n<n/>\n</r>"},
+      {L"<r a='/'/>", L"r", L"<r a='/'>\n<n/>\n</r>"},
+      {L"<r></r>", L"r", L"<r>\n<n/>\n</r>"},
+      {L"<r>text</r>", L"r", L"<r>text<n/>\n</r>"},
+      {L"<r> <a/> tail</r>", L"r", L"<r> <a/> tail<n/>\n</r>"},
+      {L"<r><a><b/></r>", L"a", L"<r><a>\n<n/>\n</a><b/></r>"},
+  };
+  for (const Case& test : cases) {
+    MXmlDocument document;
+    document.SetDocument(test.before);
+    if (!Enter(document, test.tag)) {
+      document.FindElement(L"r");
+      document.IntoElement();
+      ASSERT_TRUE(Enter(document, test.tag));
+    }
+    EXPECT_TRUE(document.AddElement(L"n"));
+    EXPECT_EQ(CheckedText(document), test.after);
+  }
+}
+
+TEST(MXmlDocumentEditTest, AddsBehindTheCurrentNode) {
+  MXmlDocument document;
+  document.SetDocument(L"<r>\n<a/>\n<b>x</b><!--c-->\r\ntail</r>");
+  ASSERT_TRUE(Enter(document, L"r") && document.FindElement(L"a"));
+  document.SavePosition(L"a");
+  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kComment));
+  document.SavePosition(L"c");
+  document.RestorePosition(L"a");
+  EXPECT_TRUE(document.AddElement(L"n", L"1"));
+  EXPECT_TRUE(document.AddNode(MXmlNodeKind::kComment, L" 2 "));
+  document.RestorePosition(L"c");
+  EXPECT_EQ(document.GetNodeText(), L"<!--c-->") << "a saved position follows its node";
+  EXPECT_TRUE(document.AddElement(L"o"));
+  EXPECT_TRUE(document.AddNode(MXmlNodeKind::kCData, L"<3>"));
+  EXPECT_EQ(CheckedText(document),
+            L"<r>\n<a/>\n<n>1</n>\n<!-- 2 -->\n<b>x</b><!--c-->\r\n<o/>\n<![CDATA[<3>]]>tail</r>");
+}
+
+TEST(MXmlDocumentEditTest, EscapesWhatItWritesAndReadsItBack) {
+  const std::wstring hard = L" <a href=\"x\">&amp; 'q' ]]>\r\n\t\xD83D\xDE00 &# ";
+  MXmlDocument document;
+  ASSERT_TRUE(document.AddElement(L"r", hard, L"x", hard));
+  const std::wstring text = CheckedText(document);
+  EXPECT_NE(text.find(L"&lt;a href=\"x\"&gt;&amp;amp; 'q' ]]&gt;"), std::wstring::npos);
+  EXPECT_NE(text.find(L"&lt;a href=&quot;x&quot;&gt;&amp;amp; &apos;q&apos;"), std::wstring::npos);
+  std::wstring value;
+  ASSERT_TRUE(document.GetAttribute(1, L"x", value));
+  EXPECT_EQ(value, hard);
+  EXPECT_EQ(document.GetData(1), hard);
+  document.IntoElement();
+  ASSERT_TRUE(document.AddElement(L"k", L"&lt; &x.1; &#x41; &1; & &amp", MXmlReferences::kKeep));
+  EXPECT_EQ(document.GetNodeText(), L"<k>&lt; &x.1; &#x41; &amp;1; &amp; &amp;amp</k>");
+}
+
+TEST(MXmlDocumentEditTest, ReplacesAndAddsAttributes) {
+  MXmlDocument document;
+  document.SetDocument(L"<r a='1' b=2 c d=><s>t</s></r>");
+  for (const wchar_t* const name : {L"c", L"a", L"b", L"e"})
+    EXPECT_TRUE(document.SetAttribute(1, name, L"new"));
+  EXPECT_EQ(CheckedText(document),
+            L"<r a=\"new\" b=\"new\" c=\"new\" d=\"\" e=\"new\"><s>t</s></r>");
+  EXPECT_TRUE(document.SetAttribute(1, L"a", L""));
+  EXPECT_TRUE(document.SetAttribute(2, L"x", L"y"));
+  EXPECT_EQ(CheckedText(document),
+            L"<r a=\"\" b=\"new\" c=\"new\" d=\"\" e=\"new\"><s x=\"y\">t</s></r>");
+}
+
+TEST(MXmlDocumentEditTest, SubDocumentsGoInWhole) {
+  MXmlDocument source;
+  source.SetDocument(L"<?xml version='1.0'?><x><y a='1'>1<z/></y><y/></x>");
+  source.FindElement(L"x");
+  EXPECT_EQ(source.GetSubDocument(), L"<x><y a='1'>1<z/></y><y/></x>");
+  MXmlDocument document;
+  document.SetDocument(L"<r><a/>\n<b/></r>");
+  ASSERT_TRUE(Enter(document, L"r") && document.FindElement(L"a"));
+  EXPECT_TRUE(document.AddSubDocument(source.GetDocumentText()));
+  EXPECT_EQ(document.GetTagName(document.GetElement()), L"x");
+  EXPECT_TRUE(document.IntoElement());
+  EXPECT_TRUE(document.AddSubDocument(document.GetDocumentText())) << "of its own text";
+  EXPECT_TRUE(document.OutOfElement());
+  EXPECT_EQ(CheckedText(document),
+            L"<r><a/>\n<x><y a='1'>1<z/></y><y/>"
+            L"<r><a/>\n<x><y a='1'>1<z/></y><y/></x>\n<b/></r>\n</x>\n<b/></r>");
+}
+
+TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
+  MXmlDocument document;
+  document.SetDocument(L"<r><s/></r>");
+  ASSERT_TRUE(document.FindElement(L"r"));
+  for (const wchar_t* const name : {L"a b", L"a>", L"<", L"a/", L"\\", L"a=", L"?", L"!", L"\n"})
+    EXPECT_FALSE(document.AddElement(name, L"x")) << name;
+  EXPECT_FALSE(document.AddElement(std::wstring(1021, L'n')));
+  for (const wchar_t* const name : {L"", L"a b", L"a\"", L"'", L"<a", L"a=", L"/"})
+    EXPECT_FALSE(document.SetAttribute(1, name, L"x")) << name;
+  EXPECT_FALSE(document.SetAttribute(0, L"a", L"x"));
+  EXPECT_FALSE(document.SetAttribute(3, L"a", L"x"));
+  EXPECT_FALSE(document.SetAttribute(1, L"a", std::wstring(1U << 22, L'x')));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kComment, L"a--b"));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kComment, L"a-"));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kCData, L"]]>"));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kInstruction, L"p ?> q"));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kInstruction, L" p"));
+  EXPECT_FALSE(document.AddNode(MXmlNodeKind::kText, L"x"));
+  for (const wchar_t* const text : {L"", L"x", L"<a>", L"<a/><b/>", L"<a></b></a>", L"<a><"})
+    EXPECT_FALSE(document.AddSubDocument(text)) << text;
+  document.SetLengthLimit(14);
+  EXPECT_FALSE(document.AddElement(L"a"));
+  EXPECT_FALSE(document.SetAttribute(1, L"a", L""));
+  EXPECT_EQ(CheckedText(document), L"<r><s/></r>");
+  EXPECT_EQ(document.GetTagName(document.GetElement()), L"r");
+}
+
+TEST(MXmlDocumentEditTest, EmptyTagIsWrittenAsItIs) {
+  MXmlDocument document(MXmlDocument::kNoLineBreaks);
+  EXPECT_TRUE(document.AddElement(L"", L"x", L"type", L"t"));
+  EXPECT_EQ(document.GetDocumentText(), L"< type=\"t\">x</>");
+  EXPECT_EQ(document.GetData(1), L"x");
+}
+
+TEST(MXmlDocumentEditTest, DeepNestingAndWideLevelsKeepTheIndexRight) {
+  constexpr int kDepth = 3000;
+  MXmlDocument document;
+  for (int i = 0; i < kDepth; ++i) {
+    ASSERT_TRUE(document.AddElement(L"a", L"x"));
+    if (i % 3 == 0) {
+      ASSERT_TRUE(document.AddElement(L"b"));
+    }
+    ASSERT_TRUE(document.SetAttribute(L"n", std::to_wstring(i)));
+    ASSERT_TRUE(document.IntoElement());
+  }
+  while (document.OutOfElement()) ASSERT_TRUE(document.AddElement(L"c"));
+  CheckedText(document);
+}
+
+TEST(MXmlDocumentEditTest, LevelsEndAtTheirLimit) {
+  MXmlDocument document(MXmlDocument::kNoLineBreaks);
+  for (std::uint32_t level = 0; level <= MXmlElementRecord::kMaxLevel; ++level) {
+    ASSERT_TRUE(document.AddElement(L"a"));
+    ASSERT_TRUE(document.IntoElement());
+  }
+  EXPECT_FALSE(document.AddElement(L"a"));
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_FALSE(document.AddSubDocument(L"<a><b/></a>"));
+  EXPECT_TRUE(document.AddSubDocument(L"<a>b</a>"));
+  CheckedText(document);
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orvel/filers/xml_document.h"
+
+namespace Orvel::Testing {
+
+/// What a plain parser, which closes what is not ended one element at a time and searches the whole
+/// stack for each end tag, finds in a text. It is slow on unbalanced tags and shares no code with
+/// the document.
+struct XmlModel {
+  struct Element {
+    std::size_t start = 0;
+    std::size_t length = 0;
+    std::size_t startTagLength = 0;
+    std::size_t endTagLength = 0;
+    std::uint32_t flags = 0;
+    std::size_t level = 0;
+    std::size_t parent = 0;
+    std::vector<std::size_t> children;
+  };
+
+  std::vector<Element> elements;  // 0 is the document; numbered as they begin
+  std::wstring error;
+};
+
+[[nodiscard]] XmlModel ParseModel(std::wstring_view text, bool ignoreCase);
+
+/// Describes the first difference between a parsed document and the model of its text, of which
+/// `document` may have been told nothing but the text; empty when there is none.
+[[nodiscard]] std::string CompareWithModel(const MXmlDocument& document, const XmlModel& model);
+
+/// Describes the first fault in a document's records: wrong links, elements outside of their
+/// parents or in the wrong order, tags that are not in the text; empty when there is none.
+[[nodiscard]] std::string CheckRecords(const MXmlDocument& document);
+
+/// Describes the first difference between an edited document and one that its text was parsed
+/// into: elements, their places and tags. Levels and creation marks are left out where elements
+/// are not ended.
+[[nodiscard]] std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed);
+
+}  // namespace Orvel::Testing
