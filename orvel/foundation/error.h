@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "orvel/foundation/dyn_object.h"
+#include "orvel/foundation/filer_pair.h"
 #include "orvel/foundation/source_context.h"
 
 // <windows.h> defines GetMessage as a macro. The class below has the operation whatever was
@@ -41,6 +42,14 @@ class MError : public MDynObject {
   [[nodiscard]] const MDynClassRecord& GetClass() const noexcept override;
   [[nodiscard]] std::unique_ptr<MDynObject> Clone() const override;
   [[nodiscard]] std::unique_ptr<MDynObject> CreateEmpty() const override;
+  /// Rebuilds the error from the first section `elementName` that is open to the reader: "Code",
+  /// then a section "Parameter" with "Name" and "Value" for each parameter. True when every step
+  /// succeeded. False without a reader and, with this error unchanged, when there is no such
+  /// section; a section without "Code" gives false and an empty error.
+  virtual bool Read(const MFilerPair& filer, const std::wstring& elementName);
+  /// Writes the error as a section of that form. True when every step succeeded; false without a
+  /// writer.
+  virtual bool Write(const MFilerPair& filer, const std::wstring& elementName) const;
   /// The code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;
   /// XML text of an earlier chain of errors that this one follows, from which `MException` rebuilds
@@ -53,6 +62,9 @@ class MError : public MDynObject {
   void AddParameter(const wchar_t* name, std::uint32_t value);
   /// Adds an error number of the C runtime as signed decimal text under the name "errno".
   void AddErrnoParameter(long value);
+
+  /// The same as `Read`, from the section that is open already, which stays open.
+  bool ReadOpenSection(const MFilerPair& filer);
 
   [[nodiscard]] const std::wstring& GetCode() const noexcept { return code_; }
   /// The parameter's value, owned by this error; null when there is none of that name.

@@ -5,7 +5,11 @@
 #include <stdexcept>
 #include <utility>
 
-MException::MException(const MError& error) { Append(error); }
+MException::MException(const MError& error) {
+  std::wstring chainText = error.GetChainText();
+  if (!chainText.empty()) AppendChainXml(std::move(chainText));
+  Append(error);
+}
 
 MException::MException(const MException& other) : std::exception(other) {
   errors_.reserve(other.errors_.size());

@@ -20,7 +20,8 @@ class MException : public std::exception {
 
   /// An empty chain.
   MException() = default;
-  /// A chain of `error` alone.
+  /// The chain that the error carries as XML text (`MError::GetChainText`), then the error itself.
+  /// A text that is not such a chain is left out silently.
   explicit MException(const MError& error);
   /// Clones every error; null entries are left out.
   MException(const MException& other);
@@ -38,6 +39,22 @@ class MException : public std::exception {
   [[nodiscard]] const MError* GetNewestError() const noexcept;
   /// The chain for people: a line per error, oldest first, its parameters in brackets.
   [[nodiscard]] std::wstring GetChainDescription() const;
+
+  /// The same as UTF-8; unpaired surrogates become U+FFFD.
+  [[nodiscard]] std::string GetChainDescriptionUtf8() const;
+
+  /// Writes the chain as a section `elementName` with a section "Error" for each error, oldest
+  /// first. True when every step succeeded; false without a writer.
+  bool WriteChain(const MFilerPair& filer, const std::wstring& elementName) const;
+  /// Appends every error that stands as a section "Error" in the section that is open to the
+  /// reader. True, also when there is none; false without a reader.
+  bool ReadChain(const MFilerPair& filer);
+  /// The chain as an XML document: the root "ExceptionChain", in it "Exception", in it the errors.
+  /// Empty when it cannot be written. For `MError::GetChainText` and for stores that keep XML text,
+  /// such as the registry filers' sub-documents.
+  [[nodiscard]] std::wstring GetChainXml() const;
+  /// Appends the errors of such a document. False, with nothing appended, when it is none.
+  bool AppendChainXml(std::wstring xmlText);
 
   /// Always "Unknown exception", in every runtime: the text of a failure is in the chain.
   [[nodiscard]] const char* what() const noexcept override;

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/in_filer_tagged_xml.h"
+
+#include <algorithm>
+#include <limits>
+#include <locale>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "orvel/filers/xml_filer_format.h"
+#include "orvel/foundation/number_text.h"
+
+namespace {
+
+namespace Format = Orvel::Detail::XmlFilerFormat;
+
+/// The standard's number parsing on a text in memory, without a stream around it.
+class NumberParser final : public std::num_get<wchar_t, const wchar_t*> {
+ public:
+  NumberParser() : num_get(1) {}  // not counted by locales
+};
+
+}  // namespace
+
+MInFilerTaggedXml::MInFilerTaggedXml() : document_(std::make_unique<MXmlDocument>()) {
+  streamState_.imbue(GetLocale().GetNumberLocale());
+}
+
+MInFilerTaggedXml::MInFilerTaggedXml(std::wstring text) : MInFilerTaggedXml() {
+  EnterRoot(document_->SetDocument(std::move(text)));
+}
+
+std::unique_ptr<MInFilerTaggedXml> MInFilerTaggedXml::FromFile(const std::wstring& path) {
+  std::unique_ptr<MInFilerTaggedXml> filer(new MInFilerTaggedXml());
+  filer->EnterRoot(filer->document_->LoadFile(path));
+  return filer;
+}
+
+void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
+  errorText_ = document_->GetErrorText();
+  if (!errorText_.empty()) {
+    errorPlace_ = document_->GetLineAndColumn(document_->GetErrorOffset());
+  }
+  if (!isWellFormed || !document_->FindElement(Format::kRootTag) || !document_->IntoElement()) {
+    document_.reset();
+  }
+}
+
+template <class Convert>
+bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const wchar_t* type, Convert convert) {
+  if (document_ == nullptr) return false;
+  document_->SavePosition({});
+  const bool isRead = document_->FindFirstElement(tag) &&
+                      document_->GetAttribute(Format::kTypeAttribute, attribute_) &&
+                      attribute_ == type && convert(document_->GetData(document_->GetElement()));
+  document_->RestorePosition({});
+  return isRead;
+}
+
+template <class Integer>
+bool MInFilerTaggedXml::Extract(const std::wstring& text, Integer& value) {
+  const auto& characters = std::use_facet<std::ctype<wchar_t>>(streamState_.getloc());
+  const wchar_t* const end = text.data() + text.size();
+  const wchar_t* const begin = characters.scan_not(std::ctype_base::space, text.data(), end);
+  std::ios_base::iostate state = std::ios_base::goodbit;
+  NumberParser().get(begin, end, streamState_, state, value);
+  return (state & (std::ios_base::failbit | std::ios_base::badbit)) == 0;
+}
+
+template <class Extracted, class Value>
+bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, const wchar_t* type, Value& value,
+                                    Value defaultValue) {
+  value = defaultValue;
+  return ReadValue(tag, type, [&](const std::wstring& text) {
+    // Signed numbers are extracted as long, as streams do, and then range-tested.
+    std::conditional_t<std::is_signed_v<Extracted>, long, Extracted> extracted{};
+    if (!Extract(text, extracted)) return false;
+    if constexpr (std::is_signed_v<Extracted>) {
+      if (extracted < std::numeric_limits<Extracted>::min() ||
+          extracted > std::numeric_limits<Extracted>::max()) {
+        return false;
+      }
+    }
+    if constexpr (std::is_same_v<Value, bool>) {
+      value = extracted != 0;
+    } else {
+      value = static_cast<Value>(extracted);
+    }
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadString(const std::wstring& tag, std::wstring& value,
+                                   const std::wstring& defaultValue) {
+  if (&value != &defaultValue) value = defaultValue;
+  return ReadValue(tag, Format::kStringType, [&](std::wstring&& text) {
+    value = std::move(text);
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadChar(const std::wstring& tag, char& value, char defaultValue) {
+  value = defaultValue;
+  return ReadValue(tag, Format::kCharType, [&](const std::wstring& text) {
+    if (text.size() == 1) {
+      value = static_cast<char>(static_cast<unsigned>(text.front()) & 0xFFu);
+      return true;
+    }
+    long number = 0;
+    if (!Extract(text, number) || number < std::numeric_limits<std::int16_t>::min() ||
+        number > std::numeric_limits<std::int16_t>::max()) {
+      return false;
+    }
+    value = static_cast<char>(number);
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadDouble(const std::wstring& tag, double& value, double defaultValue) {
+  value = defaultValue;
+  return ReadValue(tag, Format::kFloatType, [&](const std::wstring& text) {
+    return Orvel::Detail::ParseDouble(text, GetLocale(), value);
+  });
+}
+
+bool MInFilerTaggedXml::ReadFloat(const std::wstring& tag, float& value, float defaultValue) {
+  double wide = 0.0;
+  const bool isRead = ReadDouble(tag, wide, 0.0);
+  value = isRead ? Orvel::Detail::NarrowToFloat(wide) : defaultValue;
+  return isRead;
+}
+
+bool MInFilerTaggedXml::ReadBool(const std::wstring& tag, bool& value, bool defaultValue) {
+  return ReadInteger<std::int32_t>(tag, Format::kBoolType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadByte(const std::wstring& tag, std::uint8_t& value,
+                                 std::uint8_t defaultValue) {
+  return ReadInteger<std::int16_t>(tag, Format::kByteType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadUnsignedShort(const std::wstring& tag, std::uint16_t& value,
+                                          std::uint16_t defaultValue) {
+  return ReadInteger<unsigned short>(tag, Format::kUnsignedType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadShort(const std::wstring& tag, std::int16_t& value,
+                                  std::int16_t defaultValue) {
+  return ReadInteger<std::int16_t>(tag, Format::kSignedType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadUnsignedInt(const std::wstring& tag, std::uint32_t& value,
+                                        std::uint32_t defaultValue) {
+  return ReadInteger<unsigned int>(tag, Format::kUnsignedType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadInt(const std::wstring& tag, std::int32_t& value,
+                                std::int32_t defaultValue) {
+  return ReadInteger<std::int32_t>(tag, Format::kSignedType, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadChangeStamp(std::uint32_t&) { return false; }
+
+bool MInFilerTaggedXml::BeginSection(const std::wstring& tag) {
+  if (document_ == nullptr) return false;
+  if (!document_->FindFirstElement(tag) || !document_->IntoElement()) return false;
+  ++openSections_;
+  return true;
+}
+
+bool MInFilerTaggedXml::BeginNextSection(const std::wstring& tag) {
+  if (document_ == nullptr || !document_->FindElement(tag) || !document_->IntoElement()) {
+    return false;
+  }
+  ++openSections_;
+  return true;
+}
+
+bool MInFilerTaggedXml::EndSection() {
+  if (document_ == nullptr || openSections_ == 0 || !document_->OutOfElement()) return false;
+  --openSections_;
+  return true;
+}
+
+bool MInFilerTaggedXml::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
+  xmlText.clear();
+  if (document_ == nullptr) return false;
+  document_->SavePosition({});
+  std::wstring element;
+  if (document_->FindFirstElement(tag)) element = document_->GetSubDocument();
+  document_->RestorePosition({});
+  if (element.empty()) return false;
+  MXmlDocument standAlone;
+  if (!Format::BeginDocument(standAlone, Format::kSubDocumentRootTag) ||
+      !standAlone.AddSubDocument(element)) {
+    return false;
+  }
+  xmlText = standAlone.TakeDocumentText();
+  return true;
+}

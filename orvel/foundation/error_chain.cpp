@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+// Errors and chains in tagged form and as UTF-8: the one place of this layer that knows the filers.
+#include <utility>
+
+#include "orvel/filers/in_filer_tagged.h"
+#include "orvel/filers/in_filer_tagged_xml.h"
+#include "orvel/filers/out_filer_tagged.h"
+#include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/filers/utf8.h"
+#include "orvel/foundation/error.h"
+#include "orvel/foundation/exception.h"
+
+namespace {
+
+constexpr const wchar_t* kChainElement = L"Exception";
+constexpr const wchar_t* kErrorElement = L"Error";
+constexpr const wchar_t* kCodeElement = L"Code";
+constexpr const wchar_t* kParameterElement = L"Parameter";
+constexpr const wchar_t* kNameElement = L"Name";
+constexpr const wchar_t* kValueElement = L"Value";
+
+using BeginOperation = bool (IInFilerTagged::*)(const std::wstring&);
+
+/// Opens an element in every member that is there; when one refuses, in none.
+bool OpenElement(const MFilerPair& filer, const std::wstring& tag,
+                 BeginOperation begin = &IInFilerTagged::BeginSection) {
+  if (filer.in != nullptr && !(filer.in->*begin)(tag)) return false;
+  if (filer.out == nullptr || filer.out->BeginSection(tag)) return true;
+  if (filer.in != nullptr) filer.in->EndSection();
+  return false;
+}
+
+bool CloseElement(const MFilerPair& filer) {
+  const bool readerClosed = filer.in == nullptr || filer.in->EndSection();
+  const bool writerClosed = filer.out == nullptr || filer.out->EndSection();
+  return readerClosed && writerClosed;
+}
+
+bool ReadText(const MFilerPair& filer, const wchar_t* tag, std::wstring& text) {
+  return filer.in != nullptr && filer.in->ReadString(tag, text, {});
+}
+
+bool WriteText(const MFilerPair& filer, const wchar_t* tag, const std::wstring& text) {
+  return filer.out != nullptr && filer.out->WriteString(tag, text);
+}
+
+}  // namespace
+
+bool MError::Read(const MFilerPair& filer, const std::wstring& elementName) {
+  if (filer.in == nullptr || !OpenElement(filer, elementName)) return false;
+  const bool isRead = ReadOpenSection(filer);
+  return CloseElement(filer) && isRead;
+}
+
+bool MError::ReadOpenSection(const MFilerPair& filer) {
+  code_.clear();
+  parameters_.clear();
+  if (!ReadText(filer, kCodeElement, code_)) return false;
+  bool succeeded = true;
+  while (OpenElement(filer, kParameterElement, &IInFilerTagged::BeginNextSection)) {
+    std::wstring name;
+    std::wstring value;
+    succeeded = ReadText(filer, kNameElement, name) && succeeded;
+    succeeded = ReadText(filer, kValueElement, value) && succeeded;
+    succeeded = CloseElement(filer) && succeeded;
+    AddParameter(name.c_str(), std::move(value));
+  }
+  return succeeded;
+}
+
+bool MError::Write(const MFilerPair& filer, const std::wstring& elementName) const {
+  if (!OpenElement(filer, elementName)) return false;
+  bool succeeded = WriteText(filer, kCodeElement, code_);
+  for (auto parameter = parameters_.begin(); succeeded && parameter != parameters_.end();
+       ++parameter) {
+    succeeded = OpenElement(filer, kParameterElement);
+    if (!succeeded) break;
+    succeeded = WriteText(filer, kNameElement, parameter->first) &&
+                WriteText(filer, kValueElement, parameter->second);
+    succeeded = CloseElement(filer) && succeeded;
+  }
+  return CloseElement(filer) && succeeded;
+}
+
+bool MException::WriteChain(const MFilerPair& filer, const std::wstring& elementName) const {
+  if (!OpenElement(filer, elementName)) return false;
+  bool succeeded = filer.out != nullptr;
+  for (const auto& error : errors_) {
+    if (error != nullptr) succeeded = error->Write(filer, kErrorElement) && succeeded;
+  }
+  return CloseElement(filer) && succeeded;
+}
+
+bool MException::ReadChain(const MFilerPair& filer) {
+  if (filer.in == nullptr) return false;
+  while (OpenElement(filer, kErrorElement, &IInFilerTagged::BeginNextSection)) {
+    MError error;
+    error.ReadOpenSection(filer);
+    CloseElement(filer);
+    Append(error);
+  }
+  return true;
+}
+
+std::string MException::GetChainDescriptionUtf8() const {
+  std::wstring text = GetChainDescription();
+  std::string bytes;
+  while (const auto unpaired = Orvel::Detail::EncodeUtf8(text, bytes)) text[*unpaired] = L'\xFFFD';
+  return bytes;
+}
+
+std::wstring MException::GetChainXml() const {
+  MOutFilerTaggedXml filer;
+  if (!WriteChain({nullptr, &filer}, kChainElement)) return {};
+  return filer.TakeText();
+}
+
+bool MException::AppendChainXml(std::wstring xmlText) {
+  MInFilerTaggedXml filer(std::move(xmlText));
+  MException inner;
+  if (!filer.BeginSection(kChainElement) || !inner.ReadChain({&filer, nullptr}) ||
+      !filer.EndSection()) {
+    return false;
+  }
+  for (auto& error : inner.errors_) errors_.push_back(std::move(error));
+  return true;
+}
