@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/threads/thread_safe_fifo.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <deque>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "tests/support/hang_watchdog.h"
+#include "tests/support/meeting.h"
+#include "tests/support/raised_error.h"
+#include "tests/support/system_call_hook.h"
+
+namespace {
+
+using Orvel::Detail::kWaitForever;
+using Orvel::Testing::ErrorOf;
+using Orvel::Testing::StartLine;
+using Orvel::Testing::SystemCall;
+using Orvel::Testing::SystemCallHook;
+using Queue = MThreadSafeFifo<const int*>;
+
+// Elements are addresses into this: never looked at, only told apart.
+std::array<int, 4096> items;
+
+class MThreadSafeFifoTest : public ::testing::TestWithParam<std::int32_t> {};
+
+// Every operation against a model, for as long as wrapping, growing and emptying need to meet.
+TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything) {
+  Queue queue(GetParam());
+  std::deque<const int*> model;
+  std::minstd_rand random(20240611);
+  const auto check = [&] {
+    ASSERT_EQ(queue.GetSize(), static_cast<std::int32_t>(model.size()));
+    ASSERT_EQ(queue.IsEmpty(), model.empty());
+    ASSERT_EQ(queue.WaitNotEmpty(0), !model.empty());
+    ASSERT_EQ(Orvel::Detail::WaitForOne(queue.GetEvent(), 0).status == 0, !model.empty());
+    const int* oldest = &items[0];
+    ASSERT_EQ(queue.Peek(oldest), !model.empty());
+    ASSERT_EQ(oldest, model.empty() ? &items[0] : model.front());
+  };
+  check();
+  for (std::size_t step = 1; step < 1500; ++step) {
+    // Phases that mostly push and phases that mostly pop.
+    const bool pushes = random() % 8 < (step / 50 % 2 == 0 ? 6u : 2u);
+    if (step % 400 == 0) {
+      queue.Clear();
+      model.clear();
+    } else if (pushes) {
+      queue.Push(&items[step]);
+      model.push_back(&items[step]);
+    } else {
+      const int* popped = &items[0];
+      ASSERT_EQ(queue.Pop(popped), !model.empty());
+      ASSERT_EQ(popped, model.empty() ? &items[0] : model.front());
+      if (!model.empty()) model.pop_front();
+    }
+    ASSERT_NO_FATAL_FAILURE(check()) << "after step " << step;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(GrowthSteps, MThreadSafeFifoTest, ::testing::Values(1, 7));
+
+TEST(MThreadSafeFifoTest, WithoutGrowthTakesNothing) {
+  for (const std::int32_t step : {0, -1}) {
+    Queue queue(step);
+    EXPECT_EQ(ErrorOf([&] { queue.Push(&items[1]); }), "MThreadSafeFifo.Push:QueueFull");
+    EXPECT_EQ(queue.GetSize(), 0);
+    EXPECT_TRUE(queue.IsEmpty());
+  }
+}
+
+TEST(MThreadSafeFifoTest, ConcurrentPushKeepsEachProducersOrder) {
+  constexpr std::size_t kProducers = 4;
+  constexpr std::size_t kEach = 1000;
+  const Orvel::Testing::HangWatchdog watchdog;
+  Queue queue;
+  StartLine start(kProducers + 1);
+  std::vector<std::jthread> producers;
+  for (std::size_t producer = 0; producer < kProducers; ++producer) {
+    producers.emplace_back([&, producer] {
+      start.Await();
+      for (std::size_t i = 0; i < kEach; ++i) queue.Push(&items[producer * kEach + i]);
+    });
+  }
+  start.Await();
+  std::array<std::size_t, kProducers> next{};
+  for (std::size_t popped = 0; popped < kProducers * kEach; ++popped) {
+    ASSERT_TRUE(queue.WaitNotEmpty(kWaitForever));
+    const int* item = nullptr;
+    ASSERT_TRUE(queue.Pop(item)) << "its event was set while it was empty";
+    const auto index = static_cast<std::size_t>(item - items.data());
+    ASSERT_EQ(index % kEach, next[index / kEach]++);
+  }
+  EXPECT_TRUE(queue.IsEmpty());
+}
+
+TEST(MThreadSafeFifoTest, IsAsItWasWhenTheSystemRefusesAnEvent) {
+  {
+    const SystemCallHook hook(SystemCall::kCreateEvent, 0, {0, 1450});
+    EXPECT_EQ(ErrorOf([] { Queue queue; }),
+              "MThreadSafeFifo.MThreadSafeFifo:ErrorAccessingEvent [winErrorCode=1450]");
+  }
+  Queue queue;
+  queue.Push(&items[1]);
+  {
+    const SystemCallHook hook(SystemCall::kSetEvent, 0, {0, 6});
+    EXPECT_EQ(ErrorOf([&] { queue.Push(&items[2]); }),
+              "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
+  }
+  EXPECT_EQ(queue.GetSize(), 1);
+
+  const int* item = nullptr;
+  {
+    const SystemCallHook hook(SystemCall::kResetEvent, 0, {0, 6});
+    EXPECT_TRUE(queue.Pop(item));
+    EXPECT_EQ(item, &items[1]);
+  }
+  // The consumer that wakes for nothing puts the event right.
+  EXPECT_FALSE(queue.IsEmpty());
+  EXPECT_FALSE(queue.Pop(item));
+  EXPECT_TRUE(queue.IsEmpty());
+}
+
+}  // namespace
