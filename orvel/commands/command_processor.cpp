@@ -20,6 +20,7 @@ using Orvel::Detail::WaitOutcome;
 namespace WaitStatus = Orvel::Detail::WaitStatus;
 
 constexpr const wchar_t* kClassName = L"MCommandProcessor";
+constexpr std::uint32_t kLeavePollMs = 100;
 constexpr std::uint32_t kUnserved = 0x80000000;
 
 MSourceContext& ConstructionContext() {
@@ -77,9 +78,8 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
   if (IsWorker()) RaiseError(context.At(__LINE__, this), L"CannotExecuteSelf");
   if (IsAborted()) RaiseError(context.At(__LINE__, this), L"ProcessorStopped");
 
-  const auto completion = std::make_shared<Orvel::Detail::CommandCompletion>();
-  completion->done = CreateEventOrRaise(context.At(__LINE__, this), EventReset::kAutomatic);
-  completion->processor = this;
+  const auto completion = std::make_shared<Orvel::Detail::CommandCompletion>(
+      CreateEventOrRaise(context.At(__LINE__, this), EventReset::kAutomatic), this);
   command->completion_ = completion;
   try {
     queue_.Push(command.get());
@@ -90,11 +90,15 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
   static_cast<void>(command.release());
   DeleteUnservedCommands();
 
-  const std::array<void*, 2> handles = {completion->done.Get(), aborted_.Get()};
+  const std::array<void*, 2> handles = {completion->GetEvent(), aborted_.Get()};
   const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
   if (outcome.status == WaitStatus::kObject0) return;
 
-  completion->callerLeft.store(true, std::memory_order_release);
+  // A worker that was started again may just have begun to run it, with what its caller lent it.
+  // Looks at times, for the case that the event cannot be signalled.
+  while (!completion->TryLeave()) {
+    static_cast<void>(Orvel::Detail::WaitForOne(completion->GetEvent(), kLeavePollMs));
+  }
   if (outcome.status == WaitStatus::kObject0 + 1) {
     RaiseError(context.At(__LINE__, this), L"CommandProcessingAborted");
   }

@@ -50,7 +50,7 @@ class MCommandProcessor : public MEngineThread {
   /// Queues `command` and waits, without limit, until the worker has run it. The command's own
   /// failure is not raised: it is in the error slot that the caller shares with it. Raises
   /// "ProcessorStopped" when the processor was stopped before, "CommandProcessingAborted" when it
-  /// is stopped while the caller waits (the command may have run, and will not run later),
+  /// is stopped while the caller waits (the command may have run, and neither runs nor will),
   /// "CannotExecuteSelf" on the worker, "NoCommand" for null, "ErrorAccessingEvent"
   /// ("winErrorCode"), "Abandoned" and "WaitFailed" ("winErrorCode").
   /// The command is moved from once it is queued: one that was refused stays with the caller.

@@ -13,9 +13,9 @@ MCommandSynchronous::~MCommandSynchronous() = default;
 void MCommandSynchronous::Execute() {
   static MSourceContext context(L"MCommandSynchronous", L"ExecuteGenericCommand");
   // The processor stands for the object: it has a name, and commands are too brief to get one.
-  const void* const object = completion_ != nullptr ? completion_->processor : nullptr;
+  const void* const object = completion_ != nullptr ? completion_->GetProcessor() : nullptr;
   const MFlowScope scope(context, object);
-  if (completion_ != nullptr && completion_->callerLeft.load(std::memory_order_acquire)) return;
+  if (completion_ != nullptr && !completion_->TryBeginRun()) return;
 
   if (errorSlot_ != nullptr) MException().Swap(*errorSlot_);
   try {
@@ -28,6 +28,7 @@ void MCommandSynchronous::Execute() {
     }
   }
   if (completion_ != nullptr) {
-    Orvel::Detail::SetEventOrRaise(context.At(__LINE__, object), completion_->done.Get());
+    completion_->EndRun();
+    Orvel::Detail::SetEventOrRaise(context.At(__LINE__, object), completion_->GetEvent());
   }
 }

@@ -43,8 +43,9 @@ template <class Function>
       std::forward<Function>(function));
 }
 
-/// The same for a command whose caller waits. What `function` borrows need outlive the call of
-/// `ExecuteSynchronously` only if that returns normally: after an error it may still be running.
+/// The same for a command whose caller waits. What `function` borrows must outlive the call of
+/// `ExecuteSynchronously`, which ends, also with an error, only when the function does not run and
+/// will not be called; what it owns is destroyed with the command, which may be later.
 template <class Function>
 [[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
     std::shared_ptr<MException> errorSlot, Function&& function) {

@@ -149,4 +149,30 @@ TEST_F(MCommandSynchronousTest, ReleasesItsCallerWhenItCannotSignal) {
   EXPECT_TRUE(tally_.RanOnce());
 }
 
+// A caller that is about to wait while the processor is stopped and started again finds the abort
+// event set, and its command in a queue that is served. Its command may run, but not once the
+// caller is gone with all that the command borrows.
+TEST_F(MCommandSynchronousTest, DoesNotRunOnAfterItsCallerGotTheAbort) {
+  processor_.Start();
+  Latch runs(1);
+  Latch callerLeft(1);
+  bool ranOn = false;
+  const SystemCallHook restart(SystemCall::kCreateEvent, [&] {
+    std::jthread([&] {
+      processor_.Stop();
+      processor_.Start();
+    }).join();
+  });
+  const SystemCallHook untilItRuns(SystemCall::kWaitForMultipleObjects, [&] { runs.Wait(); });
+  EXPECT_EQ(Execute(Command([&] {
+              runs.CountDown();
+              ranOn = callerLeft.WaitFor(Orvel::Testing::kMustNotHappenFor);
+            })),
+            "MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted");
+  callerLeft.CountDown();
+  processor_.Stop();
+  EXPECT_FALSE(ranOn);
+  EXPECT_EQ(tally_.deleted, 1);
+}
+
 }  // namespace
