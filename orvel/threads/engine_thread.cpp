@@ -247,8 +247,8 @@ void MEngineThread::EndWorker() noexcept {
 
 void MEngineThread::BecomeInactive() noexcept {
   ChangeState(MEngineState::kInactive);
-  thread_.Close();
   threadId_.store(0, std::memory_order_release);
+  thread_.Close();
 }
 
 bool MEngineThread::IsWorker() const noexcept {

@@ -142,7 +142,8 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   const std::unique_ptr<MMutexImp> mutex_;  // the worker never waits for it
   std::int32_t lockDepth_ = 0;              // bookkeeping of MScopedLock
   // The worker stores its id before anything else, so that its own calls are known for what they
-  // are before Start has returned. Cleared with the handle, which keeps the id from being reused.
+  // are before Start has returned. Cleared before the handle is closed, which keeps the id from
+  // being reused.
   std::atomic<std::uint32_t> threadId_{0};
   Orvel::Detail::KernelHandle thread_ ORVEL_GUARDED_BY(*mutex_);
   Orvel::Detail::KernelHandle flushRequest_;   // auto-reset
