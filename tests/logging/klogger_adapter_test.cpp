@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/logging/klogger_adapter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "orvel/logging/event_codes.h"
+#include "orvel/logging/flow_logger_implementation.h"
+#include "tests/support/hang_watchdog.h"
+#include "tests/support/meeting.h"
+#include "tests/support/process_flow_log.h"
+
+namespace {
+
+using Orvel::Testing::FlowDump;
+using Orvel::Testing::ReadFlowDump;
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+using testing::SizeIs;
+namespace EventCode = Orvel::Detail::EventCode;
+using Record = Orvel::Testing::DumpedRecord;
+
+constexpr std::int32_t kConstructionIndex = static_cast<std::int32_t>(MFlowEvent::kConstruction);
+
+/// A logger of the test's own.
+struct Logger {
+  MFlowLoggerImplementation implementation;
+  MKLoggerAdapter adapter{&implementation};
+
+  std::vector<Record> Dump() {
+    std::ostringstream stream;
+    adapter.dump(stream);
+    FlowDump dump = ReadFlowDump(stream.str());
+    EXPECT_THAT(dump.formErrors, IsEmpty());
+    return dump.records;
+  }
+  void Log(std::int32_t arg1) { adapter.logEvent(kConstructionIndex, arg1, 0, 5, 6, 7); }
+};
+
+class ForeignLogger : public MFlowLogger {
+ public:
+  void logEvent(std::int32_t, std::int32_t, std::int32_t, std::int32_t, std::int32_t,
+                std::uint64_t) noexcept override {}
+  void dump(std::ostream&) override {}
+  bool dumpToFile(const wchar_t*) override { return false; }
+  void attachModule(MFlowLogger*) override {}
+};
+
+auto Module(std::int32_t kind, const Logger& other) {
+  return testing::AllOf(Field(&Record::kind, kind),
+                        Field(&Record::object, FlowObject(&other.implementation)),
+                        Field(&Record::arg1, 0), Field(&Record::classId, 0));
+}
+auto Logged(std::int32_t arg1) {
+  return testing::AllOf(Field(&Record::kind, EventCode::kConstruction), Field(&Record::arg1, arg1));
+}
+
+TEST(MKLoggerAdapterTest, EachIndexRecordsItsCode) {
+  const std::array<std::pair<std::int32_t, const char*>, 14> expected = {
+      {{0, "Timing_point"},
+       {-105, "Root_error"},
+       {-104, "Cascade_error"},
+       {-103, "Dismissed_error"},
+       {-14, "Construction"},
+       {-13, "Destruction"},
+       {-25, "State_change"},
+       {-7, "Scope_push"},
+       {-8, "Scope_pop"},
+       {0, "Timing_point"},
+       {-102, "Return_error"},
+       {-101, "Warning"},
+       {-21, "Message_send"},
+       {-20, "Message_receive"}}};
+  Logger logger;
+  for (std::int32_t index = -2; index < 17; ++index) {
+    logger.adapter.logEvent(index, 1, 2, 3, 4, 0xFEDCBA9876543210);
+  }
+  const auto records = logger.Dump();
+  ASSERT_THAT(records, SizeIs(expected.size())) << "an index out of range records nothing";
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(records[i].kind, expected[i].first) << "index " << i;
+    EXPECT_EQ(records[i].event, expected[i].second) << "index " << i;
+  }
+}
+
+TEST(MKLoggerAdapterTest, AttachedLoggerGetsRecordsAndNames) {
+  Logger own;
+  Logger other;
+  own.adapter.nameLabel(5, L"Old");
+  own.adapter.nameObject(7, L"Thing");
+  own.adapter.nameCurrentThread(L"Tester");
+  own.adapter.nameMessage(9, L"Ping");
+  other.adapter.nameObject(7, L"Theirs");
+
+  own.Log(1);
+  own.adapter.attachModule(&other.adapter);
+  own.adapter.nameLabelFor(99, 6, L"New");
+  own.adapter.nameLabelAlias(8, L"Alias");
+  own.adapter.nameState(8, 9, L"Ready");
+  own.Log(2);
+  other.Log(3);
+  own.adapter.logEvent(6, 9, 0, 8, 8, 0);
+  own.adapter.logEvent(12, 9, 0, 8, 8, 0);
+
+  const auto theirs = other.Dump();
+  ASSERT_THAT(theirs,
+              ElementsAre(Module(EventCode::kLogModuleAdded, own), Logged(2), Logged(3),
+                          Field(&Record::detail, "to Ready"), Field(&Record::detail, "Ping")));
+  EXPECT_EQ(theirs[1].className, "Old") << "known before";
+  EXPECT_EQ(theirs[1].point, "New") << "named since";
+  EXPECT_EQ(theirs[1].objectName, "Theirs") << "its own name stays";
+  EXPECT_EQ(theirs[1].threadName, "Tester");
+  EXPECT_EQ(theirs[3].className, "Alias");
+  EXPECT_THAT(own.Dump(), ElementsAre(Logged(1), Module(EventCode::kLogModuleAdded, other),
+                                      Logged(2), testing::_, testing::_))
+      << "one direction only";
+}
+
+TEST(MKLoggerAdapterTest, AnythingButAnAdapterDetaches) {
+  Logger own;
+  Logger other;
+  ForeignLogger foreign;
+  own.adapter.attachModule(nullptr);
+  EXPECT_THAT(own.Dump(), IsEmpty()) << "nothing was attached";
+  for (MFlowLogger* const detacher :
+       {static_cast<MFlowLogger*>(nullptr), static_cast<MFlowLogger*>(&foreign)}) {
+    own.adapter.attachModule(&other.adapter);
+    own.Log(1);
+    own.adapter.attachModule(detacher);
+    own.Log(2);
+    own.adapter.attachModule(detacher);
+    EXPECT_THAT(own.Dump(), ElementsAre(Module(EventCode::kLogModuleAdded, other), Logged(1),
+                                        Module(EventCode::kLogModuleRemoved, other), Logged(2)));
+    EXPECT_THAT(other.Dump(), ElementsAre(Module(EventCode::kLogModuleAdded, own), Logged(1),
+                                          Module(EventCode::kLogModuleRemoved, own)));
+  }
+}
+
+TEST(MKLoggerAdapterTest, AttachingToItselfDoesNothing) {
+  Logger own;
+  MKLoggerAdapter second(&own.implementation);
+  own.adapter.attachModule(&own.adapter);
+  own.adapter.attachModule(&second);
+  own.Log(1);
+  EXPECT_THAT(own.Dump(), ElementsAre(Logged(1)));
+}
+
+TEST(MKLoggerAdapterTest, TwoLoggersMayAttachToEachOtherAtOnce) {
+  constexpr int kRounds = 200;
+  std::array<Logger, 2> loggers;
+  for (std::int32_t id = 0; id < 3000; ++id) {  // so many that the two copy at the same time
+    loggers[0].adapter.nameLabel(id, L"first");
+    loggers[1].adapter.nameLabel(id + 1000, L"second");
+  }
+  {
+    const Orvel::Testing::HangWatchdog watchdog;
+    Orvel::Testing::StartLine start(2);
+    std::vector<std::jthread> threads;
+    for (std::size_t own = 0; own < 2; ++own) {
+      threads.emplace_back([&, own] {
+        for (int round = 0; round < kRounds; ++round) {
+          start.Await();
+          loggers[own].adapter.attachModule(&loggers[1 - own].adapter);
+        }
+      });
+    }
+  }
+  (void)loggers[0].Dump();
+  (void)loggers[1].Dump();
+  loggers[0].Log(1);
+  EXPECT_THAT(loggers[0].Dump(), ElementsAre(Logged(1))) << "a record comes once, not in circles";
+  const auto theirs = loggers[1].Dump();
+  ASSERT_THAT(theirs, SizeIs(1));
+  EXPECT_EQ(theirs[0].className, "first") << "names went both ways";
+}
+
+// Nothing in this program has used the process's logger before.
+TEST(MKLoggerAdapterTest, FirstUseByManyThreadsBuildsOneLogger) {
+  constexpr std::size_t kThreads = 16;
+  std::array<MKLoggerAdapter*, kThreads> seen{};
+  {
+    Orvel::Testing::StartLine start(kThreads);
+    std::vector<std::jthread> threads;
+    for (std::size_t t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        start.Await();
+        seen[t] = &flowLogger();
+        seen[t]->logEvent(0, 1, 2, 3, 4, 5);
+      });
+    }
+  }
+  for (const MKLoggerAdapter* logger : seen) EXPECT_EQ(logger, &flowLogger());
+  EXPECT_THAT(Orvel::Testing::TakeFlowRecords(), SizeIs(kThreads));
+}
+
+TEST(MKLoggerAdapterTest, ThreadsNameThemselvesWithoutADebugger) {
+  constexpr int kThreads = 4;
+  Logger logger;
+  {
+    Orvel::Testing::StartLine start(kThreads);
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        start.Await();
+        logger.adapter.nameCurrentThread((L"worker " + std::to_wstring(t)).c_str());
+        for (int i = 0; i < 50; ++i) logger.adapter.nameCurrentThread(L"too late");
+        logger.Log(t);
+        start.Await();  // the id of a thread that has gone may be used again
+      });
+    }
+  }
+  const auto records = logger.Dump();
+  ASSERT_THAT(records, SizeIs(kThreads));
+  for (const Record& record : records) {
+    EXPECT_EQ(record.threadName, "worker " + std::to_string(record.arg1));
+  }
+}
+
+/// Puts a folder aside and back.
+class FolderAside {
+ public:
+  explicit FolderAside(std::filesystem::path folder) : folder_(std::move(folder)) {
+    if (std::filesystem::exists(folder_)) std::filesystem::rename(folder_, aside_);
+  }
+  ~FolderAside() {
+    std::error_code error;  // nothing to be done about one here
+    std::filesystem::remove_all(folder_, error);
+    if (std::filesystem::exists(aside_)) std::filesystem::rename(aside_, folder_, error);
+  }
+
+ private:
+  const std::filesystem::path folder_;
+  const std::filesystem::path aside_ = folder_.wstring() + L" put aside by a test";
+};
+
+TEST(MKLoggerAdapterTest, DumpToFileNeedsTheFolder) {
+  const std::filesystem::path path = "C:\\Temp\\DebugDump.log";
+  const FolderAside aside(path.parent_path());
+  Logger logger;
+  logger.Log(1);
+  EXPECT_FALSE(logger.adapter.dumpToFile(L"ignored"));
+  EXPECT_FALSE(std::filesystem::exists(path.parent_path())) << "nor is it created";
+
+  std::filesystem::create_directory(path.parent_path());
+  const auto read = [&] {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    const FlowDump dump = ReadFlowDump(text.str());
+    EXPECT_THAT(dump.formErrors, IsEmpty());
+    return dump.records;
+  };
+  EXPECT_TRUE(logger.adapter.dumpToFile(nullptr));
+  EXPECT_THAT(read(), ElementsAre(Logged(1))) << "the failed attempt kept the record";
+  logger.Log(2);
+  const std::ifstream reader(path);
+  EXPECT_TRUE(logger.adapter.dumpToFile(nullptr)) << "while another has it open";
+  EXPECT_THAT(read(), ElementsAre(Logged(2))) << "truncated first";
+}
+
+}  // namespace

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/logging/label_id.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "orvel/logging/flow_logger_implementation.h"
+
+namespace {
+
+static_assert(FlowLabelId("foobar") == static_cast<std::int32_t>(0xBF9CF968u));
+static_assert(FlowLabelId(L"Start") == FlowLabelId("Start"));
+static_assert(FlowLabelId("\xE9") == FlowLabelId(L"\xE9"), "char may be signed");
+static_assert(FlowLabelId(L"\x0141") == FlowLabelId("A"), "only low bytes are kept");
+static_assert(FlowLabelId("") != 0);
+
+/// Every wide string literal of the library, which is where its names come from.
+std::set<std::string> LibraryNames() {
+  const std::regex literal(R"re(L"((?:[^"\\]|\\.)*)")re");
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(ORVEL_SOURCE_DIR)) {
+    if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+    std::ifstream file(entry.path());
+    for (std::string line; std::getline(file, line);) {
+      for (std::sregex_iterator match(line.begin(), line.end(), literal), end; match != end;
+           ++match) {
+        names.insert((*match)[1].str());
+      }
+    }
+  }
+  return names;
+}
+
+TEST(FlowLabelIdTest, NoTwoNamesOfTheLibraryCollide) {
+  const std::set<std::string> names = LibraryNames();
+  ASSERT_TRUE(names.contains("MLocale") && names.contains("BadCppLocale")) << ORVEL_SOURCE_DIR;
+
+  std::map<std::int32_t, std::string> labels;
+  for (const std::string& name : names) {
+    const auto [entry, isNew] = labels.emplace(FlowLabelId(name), name);
+    EXPECT_TRUE(isNew) << '"' << name << "\" and \"" << entry->second << "\" have one identifier";
+  }
+
+  // States share their table with messages, whose keys are label identifiers as they stand. A
+  // class may use a hundred states before it runs into the next identifier's.
+  std::map<std::int32_t, std::string> stateKeys;
+  for (const std::string& name : names) {
+    if (!std::regex_match(name, std::regex("M[A-Z][A-Za-z]+"))) continue;
+    for (std::int32_t state = 0; state < 100; ++state) {
+      const std::int32_t key = MFlowLoggerImplementation::StateKey(FlowLabelId(name), state);
+      const auto [entry, isNew] = stateKeys.emplace(key, name);
+      EXPECT_TRUE(isNew) << "states of " << name << " and " << entry->second << " collide";
+      EXPECT_FALSE(labels.contains(key)) << name << " state " << state << " and " << labels[key];
+    }
+  }
+  EXPECT_FALSE(stateKeys.empty());
+}
+
+}  // namespace
