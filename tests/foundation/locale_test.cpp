@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/foundation/locale.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <iomanip>
+#include <new>
+#include <sstream>
+
+#include "orvel/foundation/exception.h"
+#include "orvel/platform/windows_api.h"
+#include "tests/support/process_flow_log.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+TEST(MLocaleTest, InstanceWritesNumbersPlainlyWhateverTheGlobalLocale) {
+  struct Foreign : std::numpunct<wchar_t> {
+    wchar_t do_decimal_point() const override { return L','; }
+    wchar_t do_thousands_sep() const override { return L'.'; }
+    std::string do_grouping() const override { return "\3"; }
+    std::wstring do_truename() const override { return L"wahr"; }
+  };
+  const std::locale before = std::locale::global(std::locale(std::locale(), new Foreign));
+  const MLocale locale("C");
+  std::wostringstream stream;
+  stream.imbue(locale.GetNumberLocale());
+  stream << std::fixed << std::setprecision(1) << 1234567.5 << L' ' << 1234567 << L' '
+         << std::boolalpha << true << false;
+  std::locale::global(before);
+  EXPECT_EQ(stream.str(), L"1234567.5 1234567 truefalse");
+
+  const auto& facet = std::use_facet<std::numpunct<wchar_t>>(locale.GetNumberLocale());
+  EXPECT_NE(dynamic_cast<const MLocale::DecimalSeparatorOnly*>(&facet), nullptr);
+  EXPECT_EQ(facet.thousands_sep(), L',');
+  EXPECT_EQ(MLocale::DecimalSeparatorOnly(L';').decimal_point(), L';');
+  EXPECT_EQ(locale.GetNumberLocale().name(), "*");
+}
+
+TEST(MLocaleTest, InstanceHasTheNameAndHandleOfC) {
+  EXPECT_EQ(&MLocale::Instance(), &MLocale::Instance());
+  EXPECT_EQ(MLocale::Instance().GetName(), "C");
+  const auto handle = static_cast<_locale_t>(MLocale::Instance().GetCLocale());
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(::_wtoi_l(L"-17", handle), -17);
+}
+
+TEST(MLocaleTest, NameThatTheLibraryRefusesIsACascadeErrorOfTheInstance) {
+  alignas(MLocale) std::byte storage[sizeof(MLocale)];
+  (void)Orvel::Testing::TakeFlowRecords();
+  try {
+    new (storage) MLocale("nowhere, U.A.E.");
+    FAIL() << "there is no such locale";
+  } catch (const MException& exception) {
+    ASSERT_EQ(exception.GetErrors().size(), 1u);
+    const MError& error = *exception.GetNewestError();
+    EXPECT_EQ(error.GetCode(), L"MLocale.MLocale:BadCppLocale");
+    EXPECT_THAT(error.GetParameters(),
+                ElementsAre(Pair(L"errorMessage", testing::SizeIs(testing::Gt(3u))),
+                            Pair(L"name", L"nowhere, ARE")));
+  }
+  const auto records = Orvel::Testing::TakeFlowRecords();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].event, "Cascade_error");
+  EXPECT_EQ(records[0].detail, "BadCppLocale");
+  EXPECT_EQ(records[0].object, FlowObject(storage));
+  EXPECT_EQ(MLocale("C").GetName(), "C") << "the next construction starts afresh";
+}
+
+TEST(MLocaleTest, RepairReplacesTheFirstOfEachLongForm) {
+  const std::pair<const char*, const char*> cases[] = {
+      {nullptr, ""},
+      {"Chinese (Traditional)_Hong Kong S.A.R..950", "Chinese (Traditional)_HKG.950"},
+      {"Arabic_U.A.E..1256;U.A.E.", "Arabic_ARE.1256;U.A.E."},
+      {"Chinese (Traditional)_Macau S.A.R..950", "ZHM"},
+      {"Chinese_Macau S.A.R..950", "ZHM"},
+      {"Chinese (Traditional)_Macao S.A.R..950", "ZHM"},
+      {"<Chinese_Macao S.A.R..950>", "<ZHM>"},
+      {"Chinese_Macao S.A.R..950;Hong Kong S.A.R.;Chinese_Macau S.A.R..950", "ZHM;HKG;ZHM"},
+  };
+  for (const auto& [name, repaired] : cases) EXPECT_EQ(MLocale::RepairLocaleName(name), repaired);
+}
+
+}  // namespace
