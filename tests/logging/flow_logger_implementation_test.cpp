@@ -193,6 +193,19 @@ TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingO
   }
 }
 
+// A stream at its end takes no text and yet does not call itself failed.
+TEST(MFlowLoggerImplementationTest, StreamThatTakesNothingForgetsNothing) {
+  for (const auto state : {std::ios::eofbit, std::ios::failbit, std::ios::badbit}) {
+    MFlowLoggerImplementation logger;
+    RecordUpdates(logger, 1);
+    std::stringstream stream;
+    stream.setstate(state);
+    logger.Dump(stream);
+    EXPECT_EQ(stream.str(), "");
+    EXPECT_THAT(Dump(logger).records, SizeIs(1));
+  }
+}
+
 TEST(MFlowLoggerImplementationTest, FullRingIsDumpedFromItsOldestRecord) {
   MFlowLoggerImplementation logger;
   RecordUpdates(logger, 131073);
