@@ -75,7 +75,7 @@ void RecordDismissed(const MFlowPoint& point, const void* object,
                      const MException& exception) noexcept {
   const MError* const newest = exception.GetNewestError();
   try {
-    const std::wstring message = (newest != nullptr ? *newest : MError()).GetMessage();
+    const std::wstring message = newest != nullptr ? newest->GetMessage() : MError().GetMessage();
     point.RecordNamed(MFlowEvent::kDismissedError, object, message.c_str());
   } catch (const std::bad_alloc&) {
     point.RecordNamed(MFlowEvent::kDismissedError, object, L"OutOfMemory");

@@ -111,4 +111,21 @@ TEST(RaiseErrorTest, RaisesOneErrorWithItsParameter) {
   }
 }
 
+TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
+  const int object = 0;
+  MException translated(MError(L"A.B:C"));
+  translated.Append(TranslatedError());
+  (void)TakeFlowRecords();
+  RecordDismissed(context, &object, MException(MError(L"A.B:C")));
+  RecordDismissed(context, &object, translated);
+  RecordDismissed(context, &object, MException());
+  std::vector<std::string> details;
+  for (const auto& record : TakeFlowRecords()) {
+    EXPECT_EQ(record.event, "Dismissed_error");
+    EXPECT_EQ(record.object, FlowObject(&object));
+    details.push_back(record.detail);
+  }
+  EXPECT_THAT(details, ElementsAre("A.B:C", "DiskFull", "Unspecified error"));
+}
+
 }  // namespace
