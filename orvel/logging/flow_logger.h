@@ -5,7 +5,7 @@
 #include <iosfwd>
 
 /// Kinds of flow event as callers of `MFlowLogger::logEvent` pass them. The logger translates each
-/// to the code that it records and prints (`FlowEventCode`).
+/// to the code that it records and prints.
 enum class MFlowEvent : std::int32_t {
   kTimingPoint = 0,       ///< a point was reached; two values of the caller's own
   kRootError = 1,         ///< an error was raised; first argument: its label
