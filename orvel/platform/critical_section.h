@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "orvel/platform/windows_api.h"
+// Public headers hold this class by value, so no macro is defined here that would narrow what the
+// including program gets of the system's header.
+#include <windows.h>
 
 namespace Orvel::Detail {
 
@@ -14,7 +16,7 @@ class CriticalSection {
   CriticalSection& operator=(const CriticalSection&) = delete;
 
   void lock() noexcept { ::EnterCriticalSection(&section_); }
-  [[nodiscard]] bool try_lock() noexcept { return ::TryEnterCriticalSection(&section_) != FALSE; }
+  [[nodiscard]] bool try_lock() noexcept { return ::TryEnterCriticalSection(&section_) != 0; }
   void unlock() noexcept { ::LeaveCriticalSection(&section_); }
 
  private:

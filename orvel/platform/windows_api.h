@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The one place that includes the system's headers. Public headers of the library do not include
-// this file unless a class holds a Windows structure by value.
+// The system's headers, for sources. Not for public headers: one that holds a Windows structure by
+// value includes <windows.h> itself, without the macros below.
 
 #ifndef NOMINMAX
 #define NOMINMAX

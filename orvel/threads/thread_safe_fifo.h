@@ -150,7 +150,9 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
   }
 
   void Grow() ORVEL_REQUIRES(*mutex_) {
-    if (growthStep_ < 1 || capacity_ > std::numeric_limits<std::int32_t>::max() - growthStep_) {
+    // In parentheses, because <windows.h> may have defined max as a macro.
+    constexpr std::int32_t kMaxCapacity = (std::numeric_limits<std::int32_t>::max)();
+    if (growthStep_ < 1 || capacity_ > kMaxCapacity - growthStep_) {
       Orvel::Detail::RaiseFifoFull(this);
     }
     const std::int32_t newCapacity = capacity_ + growthStep_;
