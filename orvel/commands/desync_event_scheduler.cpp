@@ -70,7 +70,8 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
   const MFlowScope scope(point, this);
   MDesyncEvent* next = nullptr;
   for (std::int32_t left = queue_.GetSize(); left > 0 && queue_.Pop(next); --left) {
-    const std::unique_ptr<MDesyncEvent> event(next);
+    // Each pop gives another event, which the analyzer cannot know.
+    const std::unique_ptr<MDesyncEvent> event(next);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
     try {
       event->Execute();
     } catch (const MException& exception) {

@@ -21,7 +21,7 @@ class IntegerText {
  public:
   template <class Integer>
   explicit IntegerText(Integer value) {
-    char narrow[kLongest];
+    char narrow[kLongest] = {};
     const char* const end = std::to_chars(std::begin(narrow), std::end(narrow), value).ptr;
     for (const char* digit = narrow; digit != end; ++digit) {
       text_[length_++] = static_cast<wchar_t>(*digit);
@@ -31,7 +31,7 @@ class IntegerText {
 
  private:
   static constexpr std::size_t kLongest = 12;  // "-2147483648" and one to spare
-  wchar_t text_[kLongest];
+  wchar_t text_[kLongest] = {};
   std::size_t length_ = 0;
 };
 

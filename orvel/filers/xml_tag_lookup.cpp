@@ -50,7 +50,7 @@ void XmlTagLookup::NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreC
   if (levels_.empty()) return;
   Level& level = levels_.back();
   if (level.parent != record.parent || level.slots.empty()) return;
-  if (record.nextSibling != 0 || (level.used + 1) * 2 > level.slots.size()) {
+  if (record.nextSibling != 0 || (std::size_t{level.used} + 1) * 2 > level.slots.size()) {
     level.slots.clear();  // made anew when it is asked for
     return;
   }

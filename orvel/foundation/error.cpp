@@ -2,6 +2,7 @@
 #include "orvel/foundation/error.h"
 
 #include <exception>
+#include <utility>
 
 #include "orvel/foundation/decimal_text.h"
 #include "orvel/foundation/exception.h"
@@ -57,6 +58,7 @@ std::wstring MError::GetMessage() const { return code_.empty() ? L"Unspecified e
 
 std::wstring MError::GetChainText() const { return {}; }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): it is moved from
 void MError::AddParameter(const wchar_t* name, std::wstring value) {
   parameters_.try_emplace(name != nullptr ? name : L"", std::move(value));
 }

@@ -29,7 +29,7 @@ void MException::Append(const MDynObject& error) {
   auto* const clonedError = dynamic_cast<MError*>(clone.get());
   std::unique_ptr<MError> entry;
   if (clonedError != nullptr) {
-    clone.release();
+    static_cast<void>(clone.release());
     entry.reset(clonedError);
   }
   errors_.push_back(std::move(entry));

@@ -20,7 +20,7 @@ class CriticalSection {
   void unlock() noexcept { ::LeaveCriticalSection(&section_); }
 
  private:
-  CRITICAL_SECTION section_;
+  CRITICAL_SECTION section_{};
 };
 
 }  // namespace Orvel::Detail
