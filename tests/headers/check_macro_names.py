@@ -16,13 +16,8 @@ import sys
 # Works in every order of includes: see orvel/foundation/error.h.
 ALLOWED = {"GetMessage"}
 
-# What a program may define before it includes the system's header, and the languages, because
-# parts of it are for one of them only.
-VARIANTS = [
-    (language, definitions)
-    for language in ("c", "c++")
-    for definitions in ([], ["-DWIN32_LEAN_AND_MEAN"], ["-DUNICODE"])
-]
+# Each sees macros that the others do not; UNICODE only changes what the macros stand for.
+VARIANTS = [("c", []), ("c++", []), ("c++", ["-DWIN32_LEAN_AND_MEAN"])]
 
 NOT_CODE = re.compile(
     r"""//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|(?<![0-9A-Za-z_])'(?:\\.|[^'\\\n])+'""", re.DOTALL
@@ -52,8 +47,9 @@ def main():
 
     system_macros = set()
     for language, definitions in VARIANTS:
-        found = macros(preprocessor, language, definitions, "#include <windows.h>\n")
-        system_macros |= found - macros(preprocessor, language, definitions, "")
+        system_macros |= macros(preprocessor, language, definitions, "#include <windows.h>\n")
+    for language in ("c", "c++"):
+        system_macros -= macros(preprocessor, language, [], "")
     # Nonsense in would be silence out.
     if not {"GetMessage", "CreateEvent", "Yield", "max"} <= system_macros:
         sys.exit("the macros of <windows.h> were not found")
