@@ -28,4 +28,8 @@ install(FILES
   "${PROJECT_BINARY_DIR}/cmake/orvelConfig.cmake"
   "${PROJECT_BINARY_DIR}/cmake/orvelConfigVersion.cmake"
   DESTINATION "${orvelPackageDir}")
+if(MSVC)
+  target_sources(orvel INTERFACE "$<INSTALL_INTERFACE:${orvelPackageDir}/orvel.natvis>")
+  install(FILES "${PROJECT_SOURCE_DIR}/orvel/orvel.natvis" DESTINATION "${orvelPackageDir}")
+endif()
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/orvel")
