@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/console_interrupt.h"
+
+#include "folder_audit/windows_api.h"
+#include "orvel/foundation/exception.h"
+#include "orvel/logging/klogger_adapter.h"
+
+namespace FolderAudit {
+namespace {
+
+std::stop_source& Interrupt() {
+  // Never destroyed: the system may call the handler to the very end of the process.
+  static std::stop_source* const source = new std::stop_source;
+  return *source;
+}
+
+BOOL WINAPI OnConsoleEvent(DWORD event) noexcept {
+  static const MFlowPoint point(L"ConsoleInterrupt", L"OnConsoleEvent");
+  flowLogger().nameCurrentThread(L"Console event thread");
+  const MFlowScope scope(point, &Interrupt());
+  if (!Interrupt().request_stop()) return FALSE;
+  // Of the others the process would not survive the return: leave it time to report.
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
+  return TRUE;
+}
+
+}  // namespace
+
+std::stop_token WatchConsoleInterrupt() {
+  static MSourceContext context(L"ConsoleInterrupt", L"WatchConsoleInterrupt");
+  NameFlowObject(&Interrupt(), L"ConsoleInterrupt");
+  const MFlowScope scope(context, &Interrupt());
+  // A parent may have had Ctrl-C ignored, which children inherit.
+  ::SetConsoleCtrlHandler(nullptr, FALSE);
+  if (!::SetConsoleCtrlHandler(OnConsoleEvent, TRUE)) {
+    const DWORD code = ::GetLastError();
+    RaiseError(context.At(__LINE__, &Interrupt()), L"CannotWatchConsole", L"winErrorCode", code);
+  }
+  return Interrupt().get_token();
+}
+
+}  // namespace FolderAudit

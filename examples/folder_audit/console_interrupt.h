@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <stop_token>
+
+namespace FolderAudit {
+
+/// From here on Ctrl-C, Ctrl-Break and the closing of the console request a stop instead of ending
+/// the process; a second Ctrl-C ends it as usual. Returns the token of that request, the same one
+/// each time. Its callbacks run on a thread of the system's. Raises "CannotWatchConsole"
+/// ("winErrorCode").
+[[nodiscard]] std::stop_token WatchConsoleInterrupt();
+
+}  // namespace FolderAudit

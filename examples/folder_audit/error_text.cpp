@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/error_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cwchar>
+
+#include "folder_audit/windows_api.h"
+
+namespace FolderAudit {
+namespace {
+
+std::wstring SystemText(const std::wstring& winErrorCode) {
+  std::array<wchar_t, 512> buffer{};
+  const DWORD code = std::wcstoul(winErrorCode.c_str(), nullptr, 10);
+  const DWORD length = ::FormatMessageW(
+      FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
+      nullptr, code, 0, buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
+  std::wstring text(buffer.data(), length);
+  while (!text.empty() && (text.back() == L' ' || text.back() == L'.')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+std::wstring DescribeCause(const MException& exception) {
+  // The system's words in front need the code of the error that the system caused: the oldest.
+  std::wstring text;
+  if (!exception.GetErrors().empty() && exception.GetErrors().front() != nullptr) {
+    const std::wstring* const code = exception.GetErrors().front()->FindParameter(L"winErrorCode");
+    if (code != nullptr) text = SystemText(*code);
+  }
+  const std::wstring chain = exception.GetChainDescription();
+  const std::wstring cause = chain.substr(0, chain.find(L'\n'));
+  if (text.empty()) return Printable(cause.empty() ? L"unknown error" : cause);
+  return Printable(text + L" - " + cause);
+}
+
+std::wstring Printable(std::wstring_view text) {
+  std::wstring result(text);
+  std::replace_if(
+      result.begin(), result.end(),
+      [](wchar_t unit) { return unit < 0x20 || (unit >= 0x7F && unit < 0xA0); }, L'?');
+  return result;
+}
+
+}  // namespace FolderAudit

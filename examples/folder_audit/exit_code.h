@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace FolderAudit {
+
+/// What the program's exit code says. Documented in --help.
+enum class ExitCode : int {
+  kAllRead = 0,
+  kSomeUnreadable = 1,
+  kUsage = 2,
+  kInterrupted = 3,
+  kFailure = 4
+};
+
+}  // namespace FolderAudit

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/file_reader.h"
+
+#include "orvel/foundation/exception.h"
+
+namespace FolderAudit {
+namespace {
+
+constexpr const wchar_t* kClassName = L"FileReader";
+
+std::uint64_t Join(DWORD high, DWORD low) noexcept {
+  return (static_cast<std::uint64_t>(high) << 32) | low;
+}
+
+}  // namespace
+
+FileReader::FileReader() {
+  static const MFlowPoint point(kClassName, kClassName);
+  NameFlowObject(this, kClassName);
+  point.Record(MFlowEvent::kConstruction, this);
+}
+
+FileReader::~FileReader() {
+  static const MFlowPoint point(kClassName, L"~FileReader");
+  point.Record(MFlowEvent::kDestruction, this);
+}
+
+void FileReader::Open(const std::wstring& path) {
+  static MSourceContext context(kClassName, L"Open");
+  const MFlowScope scope(context, this);
+  Close();
+
+  FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (!file) {
+    const DWORD code = ::GetLastError();
+    RaiseError(context.At(__LINE__, this), L"CannotOpenFile", L"winErrorCode", code);
+  }
+  // Reading a pipe would wait for whoever writes into it.
+  if (::GetFileType(file.Get()) != FILE_TYPE_DISK) {
+    RaiseError(context.At(__LINE__, this), L"NotAFile");
+  }
+  opened_ = QueryVersion(file.Get());
+  file_ = std::move(file);
+}
+
+std::size_t FileReader::Read(std::span<unsigned char> buffer) {
+  static MSourceContext context(kClassName, L"Read");
+  DWORD count = 0;
+  if (!::ReadFile(file_.Get(), buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr)) {
+    const DWORD code = ::GetLastError();
+    RaiseError(context.At(__LINE__, this), L"CannotReadFile", L"winErrorCode", code);
+  }
+  return count;
+}
+
+void FileReader::RequireUnchanged() const {
+  static MSourceContext context(kClassName, L"RequireUnchanged");
+  if (QueryVersion(file_.Get()) != opened_) {
+    RaiseError(context.At(__LINE__, this), L"ChangedWhileRead");
+  }
+}
+
+FileReader::Version FileReader::QueryVersion(HANDLE file) const {
+  static MSourceContext context(kClassName, L"QueryVersion");
+  BY_HANDLE_FILE_INFORMATION information;
+  if (!::GetFileInformationByHandle(file, &information)) {
+    const DWORD code = ::GetLastError();
+    RaiseError(context.At(__LINE__, this), L"CannotQueryFile", L"winErrorCode", code);
+  }
+  return {
+      Join(information.nFileSizeHigh, information.nFileSizeLow),
+      Join(information.ftLastWriteTime.dwHighDateTime, information.ftLastWriteTime.dwLowDateTime)};
+}
+
+}  // namespace FolderAudit

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/folder_walker.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "folder_audit/paths.h"
+#include "folder_audit/system_handle.h"
+
+namespace FolderAudit {
+namespace {
+
+constexpr const wchar_t* kClassName = L"FolderWalker";
+
+/// True for what stands for another place. Other reparse points (compressed or offline files) are
+/// read like any file. A point without a tag is taken for a link.
+bool IsLink(const WIN32_FIND_DATAW& found) noexcept {
+  if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return false;
+  return found.dwReserved0 == 0 || IsReparseTagNameSurrogate(found.dwReserved0);
+}
+
+bool IsFolder(const WIN32_FIND_DATAW& found) noexcept {
+  return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// Appends what was found in one folder so that taking from the end gives it in order.
+void StackUp(std::vector<std::wstring>& stack, std::vector<std::wstring>&& found) {
+  std::sort(found.begin(), found.end(), std::greater<>());
+  stack.insert(stack.end(), std::move_iterator(found.begin()), std::move_iterator(found.end()));
+}
+
+}  // namespace
+
+FolderWalker::FolderWalker(std::wstring root, std::vector<std::wstring> skippedNames,
+                           std::stop_token stop)
+    : root_(std::move(root)), skippedNames_(std::move(skippedNames)), stop_(std::move(stop)) {
+  static const MFlowPoint point(kClassName, kClassName);
+  NameFlowObject(this, kClassName);
+  point.Record(MFlowEvent::kConstruction, this);
+  ListFolder(L"");
+}
+
+FolderWalker::~FolderWalker() {
+  static const MFlowPoint point(kClassName, L"~FolderWalker");
+  point.Record(MFlowEvent::kDestruction, this);
+}
+
+std::optional<FoundItem> FolderWalker::Next() {
+  while (!stop_.stop_requested()) {
+    if (!files_.empty()) {
+      FoundItem item{std::move(files_.back()), std::nullopt};
+      files_.pop_back();
+      return item;
+    }
+    if (folders_.empty()) return std::nullopt;
+    std::wstring folder = std::move(folders_.back());
+    folders_.pop_back();
+    try {
+      ListFolder(folder);
+    } catch (const MException& exception) {
+      return FoundItem{std::move(folder), exception};
+    }
+  }
+  return std::nullopt;
+}
+
+void FolderWalker::ListFolder(const std::wstring& relativePath) {
+  static MSourceContext context(kClassName, L"ListFolder");
+  const MFlowScope scope(context, this);
+
+  std::vector<std::wstring> files;
+  std::vector<std::wstring> folders;
+  const std::wstring pattern = JoinPath(JoinPath(root_, relativePath), L"*");
+  WIN32_FIND_DATAW found;
+  const FindHandle search(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found,
+                                             FindExSearchNameMatch, nullptr,
+                                             FIND_FIRST_EX_LARGE_FETCH));
+  DWORD code = search ? ERROR_SUCCESS : ::GetLastError();
+  while (code == ERROR_SUCCESS) {
+    const std::wstring_view name = found.cFileName;
+    if (name == L"." || name == L"..") {
+      // The folder itself and the one above it.
+    } else if (IsLink(found)) {
+      ++linkCount_;
+    } else if (!IsFolder(found)) {
+      files.push_back(JoinPath(relativePath, name));
+    } else if (!IsSkipped(found.cFileName)) {
+      folders.push_back(JoinPath(relativePath, name));
+    }
+    if (!::FindNextFileW(search.Get(), &found)) code = ::GetLastError();
+  }
+
+  // What was found before a failure is good.
+  StackUp(files_, std::move(files));
+  StackUp(folders_, std::move(folders));
+  // Only the root of an empty drive has no file at all, not even itself.
+  if (code == ERROR_NO_MORE_FILES || code == ERROR_FILE_NOT_FOUND) return;
+  MError error(context.At(__LINE__, this), L"CannotListFolder");
+  error.AddParameter(L"folder", JoinPath(root_, relativePath));
+  error.AddParameter(L"winErrorCode", code);
+  throw MException(error);
+}
+
+bool FolderWalker::IsSkipped(const wchar_t* name) const noexcept {
+  return std::any_of(skippedNames_.begin(), skippedNames_.end(), [name](const auto& skipped) {
+    return ::CompareStringOrdinal(skipped.c_str(), -1, name, -1, TRUE) == CSTR_EQUAL;
+  });
+}
+
+}  // namespace FolderAudit

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+
+// Hashes the files of a folder, on the library as any program would use it. Start reading at
+// folder_audit.h.
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "folder_audit/console_interrupt.h"
+#include "folder_audit/error_text.h"
+#include "folder_audit/exit_code.h"
+#include "folder_audit/flow_log_file.h"
+#include "folder_audit/folder_audit.h"
+#include "folder_audit/options.h"
+#include "folder_audit/report.h"
+#include "folder_audit/text_output.h"
+#include "orvel/logging/klogger_adapter.h"
+
+namespace {
+
+using namespace FolderAudit;
+
+ExitCode RunAudit(const Options& options, Report& report) {
+  Audit audit(options, report, WatchConsoleInterrupt());
+  const AuditResult result = audit.Run();
+  report.PrintSummary(result);
+  if (result.interrupted) return ExitCode::kInterrupted;
+  const bool allRead =
+      std::none_of(result.entries.begin(), result.entries.end(),
+                   [](const AuditEntry& entry) { return entry.error.has_value(); });
+  return allRead ? ExitCode::kAllRead : ExitCode::kSomeUnreadable;
+}
+
+/// Runs `action`, which gives an exit code; what it raises is told to the user and is a failure.
+template <class Action>
+ExitCode TellFailure(TextOutput& error, Report& report, Action action) {
+  try {
+    return action();
+  } catch (const MException& exception) {
+    report.EraseProgress();
+    error.WriteIfPossible(L"folder_audit: " + DescribeCause(exception) + L'\n');
+  } catch (const std::exception& exception) {
+    const std::string text = exception.what();
+    report.EraseProgress();
+    error.WriteIfPossible(L"folder_audit: " + std::wstring(text.begin(), text.end()) + L'\n');
+  }
+  return ExitCode::kFailure;
+}
+
+ExitCode Main(std::span<const wchar_t* const> arguments) {
+  flowLogger().nameCurrentThread(L"Main thread");
+  TextOutput output(TextOutput::Stream::kOutput);
+  TextOutput error(TextOutput::Stream::kError);
+
+  std::wstring problem;
+  const std::optional<Options> options = ParseOptions(arguments, problem);
+  if (!options) {
+    error.WriteIfPossible(L"folder_audit: " + Printable(problem) + L"\nTry folder_audit --help.\n");
+    return ExitCode::kUsage;
+  }
+  Report report(output, error, options->listsHashes);
+  return TellFailure(error, report, [&] {
+    if (options->showsHelp) {
+      output.Write(HelpText());
+      return ExitCode::kAllRead;
+    }
+    FlowLogFile flowLog(options->flowLogFile);
+    const ExitCode code = TellFailure(error, report, [&] { return RunAudit(*options, report); });
+    flowLog.Dump();  // a run that failed needs it most
+    return code;
+  });
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  const std::span<const wchar_t* const> arguments(argv, static_cast<std::size_t>(argc));
+  return static_cast<int>(Main(arguments.subspan(argc > 0 ? 1 : 0)));
+}

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/options.h"
+
+#include <cstddef>
+
+namespace FolderAudit {
+
+std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
+                                    std::wstring& problem) {
+  Options options;
+  bool optionsEnded = false;
+  bool hasFolder = false;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::wstring_view argument = arguments[i];
+    const bool isOption = !optionsEnded && argument.size() > 1 && argument.front() == L'-';
+
+    if (!isOption) {
+      if (argument.empty()) {
+        problem = L"the name of the folder is empty";
+        return std::nullopt;
+      }
+      if (hasFolder) {
+        problem = L"more than one folder: " + std::wstring(argument);
+        return std::nullopt;
+      }
+      options.folder = argument;
+      hasFolder = true;
+    } else if (argument == L"--") {
+      optionsEnded = true;
+    } else if (argument == L"--help" || argument == L"-h") {
+      options.showsHelp = true;
+      return options;
+    } else if (argument == L"--list") {
+      options.listsHashes = true;
+    } else if (argument == L"--flow-log" || argument == L"--skip") {
+      if (i + 1 == arguments.size() || *arguments[i + 1] == L'\0') {
+        problem = std::wstring(argument) + L" needs a name after it";
+        return std::nullopt;
+      }
+      const wchar_t* const value = arguments[++i];
+      if (argument == L"--skip") {
+        options.skippedNames.emplace_back(value);
+      } else {
+        options.flowLogFile = value;
+      }
+    } else {
+      problem = L"unknown option " + std::wstring(argument);
+      return std::nullopt;
+    }
+  }
+  if (!hasFolder) {
+    problem = L"no folder given";
+    return std::nullopt;
+  }
+  return options;
+}
+
+std::wstring_view HelpText() noexcept {
+  return LR"(folder_audit: reads every file below a folder and computes its SHA-256.
+
+Usage: folder_audit [OPTION...] FOLDER
+
+  --list           print a line "HASH  PATH" for each file
+  --skip NAME      leave out folders of this name; may be repeated
+  --flow-log FILE  write the flow log of the run to FILE
+  --help           print this text
+  --               what follows is the folder, also when it begins with "-"
+
+Files that cannot be read are reported, each with the reason, and do not end the
+audit. Links are counted and not followed. Ctrl-C ends it and reports what was
+hashed so far. Progress is shown when the output is a console.
+
+Exit codes:
+  0  every file was read
+  1  some files or folders could not be read
+  2  the command line makes no sense
+  3  interrupted
+  4  the audit failed
+)";
+}
+
+}  // namespace FolderAudit

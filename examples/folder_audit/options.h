@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace FolderAudit {
+
+/// What the command line asks for.
+struct Options {
+  std::wstring folder;
+  std::wstring flowLogFile;                ///< empty: no flow log
+  std::vector<std::wstring> skippedNames;  ///< folders of these names are left out
+  bool listsHashes = false;
+  bool showsHelp = false;  ///< nothing else counts then
+};
+
+/// Reads the arguments that follow the program's name. Empty when they make no sense, and `problem`
+/// then says why, for people.
+[[nodiscard]] std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
+                                                  std::wstring& problem);
+
+/// The text of --help.
+[[nodiscard]] std::wstring_view HelpText() noexcept;
+
+}  // namespace FolderAudit

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/paths.h"
+
+#include "folder_audit/windows_api.h"
+#include "orvel/foundation/exception.h"
+
+namespace FolderAudit {
+
+std::wstring MakeExtendedPath(const std::wstring& path) {
+  static MSourceContext context(L"Paths", L"MakeExtendedPath");
+  if (path.starts_with(LR"(\\?\)")) return path;
+
+  std::wstring full;
+  DWORD length = MAX_PATH;
+  do {  // once more when the answer is longer; the current folder may change in between
+    full.resize(length);
+    length =
+        ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+    if (length == 0) {
+      const DWORD code = ::GetLastError();
+      RaiseError(context.At(__LINE__, &context), L"BadPath", L"winErrorCode", code);
+    }
+  } while (length >= full.size());
+  full.resize(length);
+
+  if (full.starts_with(LR"(\\.\)")) return full;
+  if (full.starts_with(LR"(\\)")) return LR"(\\?\UNC\)" + full.substr(2);
+  return LR"(\\?\)" + full;
+}
+
+std::wstring JoinPath(std::wstring_view folder, std::wstring_view name) {
+  std::wstring path(folder);
+  if (!path.empty() && path.back() != L'\\' && !name.empty()) path += L'\\';
+  path += name;
+  return path;
+}
+
+}  // namespace FolderAudit

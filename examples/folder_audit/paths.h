@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace FolderAudit {
+
+/// The full path of `path` in the form that has no length limit and takes every name as it stands,
+/// `\\?\C:\folder` or `\\?\UNC\server\share`. Raises "BadPath" ("winErrorCode").
+[[nodiscard]] std::wstring MakeExtendedPath(const std::wstring& path);
+
+/// `folder` and `name` with one backslash between them; either may be empty.
+[[nodiscard]] std::wstring JoinPath(std::wstring_view folder, std::wstring_view name);
+
+}  // namespace FolderAudit

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/report.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <new>
+#include <sstream>
+#include <utility>
+
+#include "folder_audit/error_text.h"
+#include "orvel/foundation/locale.h"
+
+namespace FolderAudit {
+namespace {
+
+constexpr std::chrono::milliseconds kProgressInterval{100};
+constexpr double kMegabyte = 1e6;
+
+/// A stream for text with numbers, which look the same for every user.
+std::wostringstream MakeStream() {
+  std::wostringstream stream;
+  stream.imbue(MLocale::Instance().GetNumberLocale());
+  stream << std::fixed;
+  return stream;
+}
+
+}  // namespace
+
+Report::Report(TextOutput& output, TextOutput& error, bool listsHashes)
+    : output_(output),
+      error_(error),
+      listsHashes_(listsHashes),
+      showsProgress_(output.IsConsole()),
+      nextProgress_(std::chrono::steady_clock::now() + kProgressInterval) {}
+
+void Report::OnFileStarted(const std::wstring& relativePath) {
+  currentFile_ = relativePath;
+  ShowProgress();
+}
+
+void Report::OnBytesRead(std::uint64_t bytes) noexcept {
+  byteCount_ += bytes;
+  try {
+    ShowProgress();
+  } catch (const std::bad_alloc&) {
+    // One line of progress less.
+  }
+}
+
+void Report::OnEntry(const AuditEntry& entry) {
+  ++fileCount_;
+  if (entry.error) {
+    EraseProgress();
+    error_.Write(L"unreadable: " + Printable(entry.relativePath) + L": " +
+                 DescribeCause(*entry.error) + L'\n');
+  } else if (listsHashes_) {
+    EraseProgress();
+    output_.Write(std::wstring(entry.sha256.begin(), entry.sha256.end()) + L"  " +
+                  Printable(entry.relativePath) + L'\n');
+  }
+}
+
+void Report::PrintSummary(const AuditResult& result) {
+  EraseProgress();
+  std::uint64_t bytes = 0;
+  std::uint64_t unreadable = 0;
+  for (const AuditEntry& entry : result.entries) {
+    bytes += entry.sizeInBytes;
+    if (entry.error) ++unreadable;
+  }
+  const std::uint64_t hashed = result.entries.size() - unreadable;
+  const double seconds = std::chrono::duration<double>(result.duration).count();
+  // An audit too short for the clock has no rate worth telling.
+  const double perSecond = seconds > 0 ? 1 / seconds : 0;
+
+  std::wostringstream text = MakeStream();
+  if (result.interrupted) text << L"Interrupted. Up to then:\n";
+  text << L"Files hashed  " << hashed << L'\n' << L"Bytes         " << bytes << L'\n'
+       << L"Unreadable    " << unreadable << L'\n' << L"Links         " << result.linkCount
+       << L" not followed\n"
+       << L"Time          " << std::setprecision(3) << seconds << L" s\n"
+       << L"Rate          " << std::setprecision(1)
+       << static_cast<double>(bytes) / kMegabyte * perSecond << L" MB/s, " << std::setprecision(0)
+       << static_cast<double>(hashed) * perSecond << L" files/s\n";
+  output_.Write(text.str());
+}
+
+void Report::EraseProgress() noexcept {
+  if (shown_.empty()) return;
+  std::fill(shown_.begin(), shown_.end(), L' ');
+  output_.WriteIfPossible(L"\r");
+  output_.WriteIfPossible(shown_);
+  output_.WriteIfPossible(L"\r");
+  shown_.clear();
+}
+
+void Report::ShowProgress() {
+  if (!showsProgress_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < nextProgress_) return;
+  nextProgress_ = now + kProgressInterval;
+
+  std::wostringstream stream = MakeStream();
+  stream << fileCount_ << L" files, " << std::setprecision(1)
+         << static_cast<double>(byteCount_) / kMegabyte << L" MB  " << Printable(currentFile_);
+  // In the last column the cursor would go on to the next line.
+  std::wstring line = stream.str().substr(0, output_.GetWidth() - 1);
+  const std::size_t length = line.size();
+  line.resize(std::max(length, shown_.size()), L' ');  // covers the one before
+  output_.WriteIfPossible(L"\r");
+  output_.WriteIfPossible(line);
+  line.resize(length);
+  shown_ = std::move(line);
+}
+
+}  // namespace FolderAudit

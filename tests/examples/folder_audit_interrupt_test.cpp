@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include <windows.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "child_process.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using Orvel::Detail::KernelHandle;
+using Orvel::Testing::ChildProcess;
+using Orvel::Testing::ReadWholeFile;
+using Orvel::Testing::TemporaryFolder;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr std::chrono::seconds kOutputTimeout{60};
+
+/// Gives this process a console of its own instead of the one that it may have been started on:
+/// Ctrl-C then reaches nobody but the programs started here.
+void ExchangeConsole() {
+  ::FreeConsole();
+  EXPECT_TRUE(::AllocConsole());
+}
+
+/// Presses Ctrl-C for every program on this process's console but itself.
+void PressCtrlC() {
+  EXPECT_TRUE(::SetConsoleCtrlHandler(nullptr, TRUE));
+  EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+}
+
+bool WaitForText(const std::wstring& file, const std::string& text) {
+  const auto end = std::chrono::steady_clock::now() + kOutputTimeout;
+  while (std::chrono::steady_clock::now() < end) {
+    if (ReadWholeFile(file).find(text) != std::string::npos) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return false;
+}
+
+TEST(FolderAuditInterruptTest, CtrlCInTheMiddleOfAFileReportsTheFilesBefore) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"abc", "abc");
+  folder.MakeSparseFile(L"huge", std::int64_t{1} << 40);  // hours of work
+  TemporaryFolder results;
+  const std::wstring log = results.Expect(L"log");
+  const std::wstring output = results.Expect(L"output");
+  const KernelHandle outputFile(::CreateFileW(output.c_str(), GENERIC_WRITE,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                              CREATE_NEW, 0, nullptr));
+
+  ExchangeConsole();
+  ChildProcess child(FOLDER_AUDIT_EXE, {L"--list", L"--flow-log", log, folder.GetPath()},
+                     outputFile.Get(), outputFile.Get());
+  ASSERT_TRUE(WaitForText(output, "f20015ad  abc\n"));
+  PressCtrlC();
+  EXPECT_EQ(child.WaitForExit(), 3u);
+
+  const std::string text = ReadWholeFile(output);
+  EXPECT_THAT(text, HasSubstr("  abc\nInterrupted. Up to then:\nFiles hashed  1\n"));
+  EXPECT_THAT(text, HasSubstr("\nBytes         3\n"));
+  EXPECT_THAT(text, HasSubstr("\nUnreadable    0\n"));
+
+  const std::string flowLog = ReadWholeFile(log);
+  EXPECT_THAT(flowLog, HasSubstr("(Console event thread)"));
+  EXPECT_THAT(flowLog, HasSubstr("% State_change to Stopping in_class MEngineThread"));
+  EXPECT_THAT(flowLog, Not(HasSubstr("unknown")));
+}
+
+}  // namespace
