@@ -90,13 +90,17 @@ TEST(MCommandProcessorRaceTest, ProducersAgainstRestarts) {
     Tallies tallies;
     MCommandProcessor processor;
     processor.Start();
+    std::array<Tally, 3> afterStarts;
     QueueWhile(processor, tallies, [&] {
-      for (int restart = 0; restart < 3; ++restart) {
+      for (Tally& tally : afterStarts) {
         processor.Stop();
         processor.Start();
+        // No producer that is still deleting for the aborted queue may take it.
+        processor.QueueCommand(std::make_unique<TalliedCommand>(tally));
       }
     });
     ASSERT_EQ(CountWellDone(tallies), kProducers * kEach) << "round " << round;
+    for (const Tally& tally : afterStarts) ASSERT_TRUE(tally.RanOnce()) << "round " << round;
   }
 }
 

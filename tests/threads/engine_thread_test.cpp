@@ -255,6 +255,7 @@ TEST_F(MEngineThreadTest, ServesAFlushAndThenAStopThatArriveWhileAHandlerRuns) {
 TEST_F(MEngineThreadTest, ServesFlushBeforeRestartBeforeAddedEvents) {
   Latch entered(1);
   Latch flushAsked(1);
+  Latch ended(1);
   const KernelHandle second = CreateKernelEvent(EventReset::kAutomatic);
   AddHandler([&] {
     entered.CountDown();
@@ -267,6 +268,7 @@ TEST_F(MEngineThreadTest, ServesFlushBeforeRestartBeforeAddedEvents) {
       EXPECT_TRUE(engine_->WaitForEvents(kWaitForever));
       trace_.emplace_back("pass");
     }
+    ended.CountDown();
   };
   engine_->Start();
   SignalHandler();
@@ -276,7 +278,7 @@ TEST_F(MEngineThreadTest, ServesFlushBeforeRestartBeforeAddedEvents) {
     const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, [&] { flushAsked.CountDown(); });
     engine_->Flush();
   }).join();
-  engine_->Stop();
+  ended.Wait();
   // The pass without a mark of its own is the restart.
   EXPECT_THAT(trace_, ElementsAre("first", "pass", "flush", "pass", "pass", "second", "pass"));
 }
