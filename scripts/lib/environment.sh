@@ -48,8 +48,9 @@ export CTEST_PARALLEL_LEVEL="${CTEST_PARALLEL_LEVEL:-$cores}"
 export LC_ALL=C.UTF-8
 
 export WINEPREFIX="$root/build/wine" WINEARCH=win64 WINEDEBUG="${WINEDEBUG:--all}"
-# Keeps a new prefix from asking for the .NET and HTML engines.
-export WINEDLLOVERRIDES="mscoree=;mshtml="
+# Keeps a new prefix from asking for the .NET and HTML engines, and the debugger away from a program
+# that crashed: with it the exit code may be 0.
+export WINEDLLOVERRIDES="mscoree=;mshtml=;winedbg.exe="
 # Tests and examples have no windows; without a display Wine does not look for one.
 unset DISPLAY WAYLAND_DISPLAY
 
