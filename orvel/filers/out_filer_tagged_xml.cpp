@@ -106,12 +106,8 @@ bool MOutFilerTaggedXml::EndSection() {
 }
 
 bool MOutFilerTaggedXml::WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) {
-  if (document_ == nullptr) return false;
   // Checked first, so that a text that is refused leaves no empty element behind.
-  MXmlDocument given;
-  if (!given.SetDocument(xmlText) || !given.FindElement({})) return false;
-  const MXmlElementRecord root = given.GetRecord(given.GetElement());
-  if ((root.flagsAndLevel & MXmlElementRecord::kNotEnded) != 0) return false;
+  if (document_ == nullptr || !Format::IsSubDocument(xmlText)) return false;
   if (!document_->AddElement(tag) || !document_->IntoElement()) return false;
   const bool isPlaced = document_->AddSubDocument(xmlText);
   return document_->OutOfElement() && isPlaced;

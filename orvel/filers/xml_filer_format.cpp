@@ -5,6 +5,12 @@
 
 namespace Orvel::Detail::XmlFilerFormat {
 
+bool IsSubDocument(const std::wstring& text) {
+  MXmlDocument document;
+  return document.SetDocument(text) && document.FindElement({}) &&
+         !document.GetRecord(document.GetElement()).HasFlag(MXmlElementRecord::kNotEnded);
+}
+
 bool BeginDocument(MXmlDocument& document, const std::wstring& rootTag) {
   return document.AddNode(MXmlNodeKind::kInstruction, L"xml") &&
          document.SetAttribute(L"version", L"1.0") &&

@@ -20,6 +20,9 @@ inline constexpr const wchar_t* kSignedType = L"int";
 inline constexpr const wchar_t* kCharType = L"char";
 inline constexpr const wchar_t* kStringType = L"string";
 
+/// True when `text` is a document whose root element can become an element of another one.
+[[nodiscard]] bool IsSubDocument(const std::wstring& text);
+
 /// Writes the XML declaration and a root element into an empty document and enters the root.
 [[nodiscard]] bool BeginDocument(MXmlDocument& document, const std::wstring& rootTag);
 
