@@ -69,13 +69,16 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
   static const MFlowPoint point(kClassName, L"OnSchedulerEvent");
   const MFlowScope scope(point, this);
   MDesyncEvent* next = nullptr;
-  for (std::int32_t left = queue_.GetSize(); left > 0 && queue_.Pop(next); --left) {
-    // Each pop gives another event, which the analyzer cannot know.
-    const std::unique_ptr<MDesyncEvent> event(next);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
+  // The queue is asked at least once: one that woke the thread without an event takes back its
+  // signal then.
+  std::int32_t left = queue_.GetSize();
+  do {
+    if (!queue_.Pop(next)) return;
+    const std::unique_ptr<MDesyncEvent> event(next);
     try {
       event->Execute();
     } catch (const MException& exception) {
       RecordDismissed(point, this, exception);
     }
-  }
+  } while (--left > 0);
 }
