@@ -35,7 +35,8 @@ class IInFilerTagged {
                                std::uint32_t defaultValue) = 0;
   virtual bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) = 0;
 
-  /// Gives a number that changes whenever a section is ended through any filer of the same store.
+  /// Gives the number that this filer took when it last ended a section, from a count that goes up
+  /// with every section that any filer of the store ends in this process; 0 before the first.
   /// False, with `stamp` untouched, where the store has none.
   virtual bool ReadChangeStamp(std::uint32_t& stamp) = 0;
   /// Opens the first section with the tag in the section that is open. False when there is none.

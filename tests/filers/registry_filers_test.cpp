@@ -14,6 +14,7 @@
 
 #include "orvel/filers/in_filer_tagged_registry.h"
 #include "orvel/filers/out_filer_tagged_registry.h"
+#include "orvel/foundation/exception.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/registry_sandbox.h"
@@ -492,6 +493,15 @@ TEST_F(RegistryFilersTest, SubDocumentsAreTextThatIsADocument) {
   std::wstring text = L"old";
   EXPECT_TRUE(in_.ReadSubDocument(L"doc", text));
   EXPECT_EQ(text, document);
+
+  // The form in which a chain of errors is kept where sections do not repeat.
+  MException chain(MError(L"Reader.Open:NoSuchFile"));
+  chain.Append(MError(L"Importer.Run:Failed"));
+  MException readChain;
+  EXPECT_TRUE(out_.WriteSubDocument(L"chain", chain.GetChainXml()));
+  EXPECT_TRUE(in_.ReadSubDocument(L"chain", text));
+  EXPECT_TRUE(readChain.AppendChainXml(text));
+  EXPECT_EQ(readChain.GetChainDescription(), chain.GetChainDescription());
 
   for (const wchar_t* broken : {L"", L"text", L"<a>", L"<a/><b/>", L"<a></b>"}) {
     text = L"old";
