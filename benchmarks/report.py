@@ -1,0 +1,97 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Runs a benchmark program and prints each figure beside its floor, with the ratio.
+
+Names read COMPARISON/SIDE/...: the sides of one comparison run in one process, their repetitions
+shuffled, so that what the machine does meanwhile meets all of them. "orvel" is the library's side.
+"""
+import argparse
+import collections
+import json
+import statistics
+import subprocess
+import sys
+
+OWN_SIDE = "orvel"
+# The highest ratio to the other side that is called good, by comparison and number of threads.
+EXPECTED = {
+    "RecordEvent/threads:1": 1.05,
+    "RecordEvent/threads:2": 1.15,
+    "TracedScope": 1.10,
+    "SynchronousCommand": 1.05,
+}
+
+
+def split_name(name):
+    parts = [part for part in name.split("/") if part not in ("real_time", "manual_time")]
+    return "/".join([parts[0]] + parts[2:]), parts[1]
+
+
+def seconds_per_item(run):
+    if "items_per_second" in run:
+        return 1 / run["items_per_second"]
+    units = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
+    return run["real_time"] * units[run["time_unit"]]
+
+
+def show_time(seconds):
+    for limit, factor, unit in ((1e-6, 1e9, "ns"), (1e-3, 1e6, "us"), (1, 1e3, "ms")):
+        if seconds < limit:
+            return f"{seconds * factor:.1f} {unit}"
+    return f"{seconds:.2f} s"
+
+
+def run_program(command):
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                            stdin=subprocess.DEVNULL, check=False)
+    if result.returncode != 0:
+        sys.exit(f"{command[1]} ended with {result.returncode}")
+    return result.stdout.decode()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--emulator", required=True, help="program that runs Windows programs")
+    parser.add_argument("--filter", default=".", help="regular expression of names to run")
+    parser.add_argument("--repetitions", type=int, default=15)
+    parser.add_argument("--min-time", type=float, default=0.2, help="seconds per repetition")
+    parser.add_argument("program")
+    arguments = parser.parse_args()
+
+    base = [arguments.emulator, arguments.program]
+    listing = run_program(base + ["--benchmark_list_tests=true",
+                                  f"--benchmark_filter={arguments.filter}"])
+    groups = list(dict.fromkeys(name.split("/")[0] for name in listing.split()))
+    if not groups:
+        print(f"nothing matches {arguments.filter}")
+        return
+
+    header = f"{'':34}{'orvel':>12}{'':3}{'against':<16}{'':>12}{'ratio':>8}{'spread':>15}  expected"
+    print(header)
+    for group in groups:
+        output = run_program(base + [
+            f"--benchmark_filter=^{group}/", "--benchmark_format=json",
+            "--benchmark_enable_random_interleaving=true",
+            f"--benchmark_repetitions={arguments.repetitions}",
+            f"--benchmark_min_time={arguments.min_time}"])
+        times = collections.defaultdict(lambda: collections.defaultdict(dict))
+        for run in json.loads(output)["benchmarks"]:
+            if run["run_type"] == "iteration":
+                comparison, side = split_name(run["run_name"])
+                times[comparison][side][run["repetition_index"]] = seconds_per_item(run)
+        for comparison, sides in times.items():
+            own = sides.pop(OWN_SIDE)
+            for side, other in sides.items():
+                ratio = statistics.median(own.values()) / statistics.median(other.values())
+                # Repetitions of one index ran close to one another; their ratios show the noise.
+                quarters = statistics.quantiles([own[i] / other[i] for i in own], n=4)
+                expected = EXPECTED.get(comparison)
+                verdict = "" if expected is None else (
+                    f"  {expected:.2f} {'ok' if ratio <= expected else 'MISSED'}")
+                print(f"{comparison:34}{show_time(statistics.median(own.values())):>12}   "
+                      f"{side:<16}{show_time(statistics.median(other.values())):>12}{ratio:8.3f}"
+                      f"{quarters[0]:8.3f}-{quarters[2]:.3f}{verdict}", flush=True)
+
+
+if __name__ == "__main__":
+    main()
