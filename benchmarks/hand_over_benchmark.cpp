@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::int64_t kItemsPerBatch = 1000;
 constexpr std::int64_t kMaxProducers = 2;
+constexpr std::int64_t kBatchesPerRepetition = 2;
+constexpr std::int64_t kRoundTrips = 300;
 
 /// Counts the items of one batch as they run; the last one wakes the producer.
 class Batch {
@@ -137,6 +139,7 @@ void RegisterHandOver(const char* name) {
       ->Setup(&HandOver<Target>::SetUp)
       ->Teardown(&HandOver<Target>::TearDown)
       ->ThreadRange(1, kMaxProducers)
+      ->Iterations(kBatchesPerRepetition)
       ->UseRealTime();
 }
 
@@ -145,10 +148,13 @@ const bool areRegistered = [] {
   RegisterHandOver<BareTarget<BareWorker::Drain::kOneItem>>("QueuedCommand/floor");
   RegisterHandOver<SchedulerTarget>("ScheduledEvent/orvel");
   RegisterHandOver<BareTarget<BareWorker::Drain::kWhatIsQueued>>("ScheduledEvent/floor");
+  benchmark::RegisterBenchmark("SynchronousCommand/orvel", ExecuteSynchronously)
+      ->Iterations(kRoundTrips)
+      ->UseRealTime();
+  benchmark::RegisterBenchmark("SynchronousCommand/floor", RunSynchronously)
+      ->Iterations(kRoundTrips)
+      ->UseRealTime();
   return true;
 }();
 
 }  // namespace
-
-BENCHMARK(ExecuteSynchronously)->Name("SynchronousCommand/orvel")->UseRealTime();
-BENCHMARK(RunSynchronously)->Name("SynchronousCommand/floor")->UseRealTime();
