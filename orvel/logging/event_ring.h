@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "orvel/platform/windows_api.h"
+
 namespace Orvel::Detail {
 
 /// One flow event as it was recorded. All zero: nothing was.
@@ -87,5 +89,31 @@ class EventRing {
   // Bit 0: recording is enabled. Bits 1 to 31: records since the last restart, wrapping.
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };
+
+// In the header, so that it becomes part of whatever records: beside the clock, recording costs
+// little more than a call.
+inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2,
+                              std::int32_t classId, std::int32_t pointId,
+                              std::uint64_t object) noexcept {
+  // Acquire pairs with the release of RestartRecording: a slot taken from a restarted ring is
+  // stored into after it was emptied.
+  const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
+  if ((old & kRecordingEnabled) == 0) return;
+  Slot& slot = slots_[PositionOf(old)];
+
+  LARGE_INTEGER counter;
+  ::QueryPerformanceCounter(&counter);
+  slot.counter.store(counter.QuadPart, std::memory_order_relaxed);
+  slot.kind.store(kind, std::memory_order_relaxed);
+  slot.arg1.store(arg1, std::memory_order_relaxed);
+  slot.arg2.store(arg2, std::memory_order_relaxed);
+  slot.objectLow.store(static_cast<std::uint32_t>(object), std::memory_order_relaxed);
+  slot.objectHigh.store(static_cast<std::uint32_t>(object >> 32), std::memory_order_relaxed);
+  slot.classId.store(classId, std::memory_order_relaxed);
+  slot.pointId.store(pointId, std::memory_order_relaxed);
+  // Release pairs with the acquire of Read: in a slot that was empty, the thread id says that the
+  // other fields are there.
+  slot.threadId.store(::GetCurrentThreadId(), std::memory_order_release);
+}
 
 }  // namespace Orvel::Detail
