@@ -19,7 +19,6 @@ namespace EventCode = Orvel::Detail::EventCode;
 constexpr const char* kDumpFile = "C:\\Temp\\DebugDump.log";
 
 std::atomic<MFlowLoggerImplementation*> processImplementation{nullptr};
-std::atomic<MKLoggerAdapter*> processAdapter{nullptr};
 
 /// What `slot` holds; when it is empty, `built`, unless another thread is faster.
 template <class T>
@@ -40,7 +39,8 @@ MKLoggerAdapter* BuildProcessLogger() {
     built->NameObject(0, L"none");
     implementation = PublishOnce(processImplementation, std::move(built));
   }
-  return PublishOnce(processAdapter, std::make_unique<MKLoggerAdapter>(implementation));
+  return PublishOnce(Orvel::Detail::processAdapter,
+                     std::make_unique<MKLoggerAdapter>(implementation));
 }
 
 /// A logger without ring, in storage that is never destroyed.
@@ -138,13 +138,16 @@ void MKLoggerAdapter::nameMessage(std::int32_t id, const wchar_t* name) noexcept
   ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameMessage(id, name); });
 }
 
-MKLoggerAdapter& flowLogger() noexcept {
-  if (MKLoggerAdapter* const adapter = processAdapter.load(std::memory_order_acquire)) {
-    return *adapter;
-  }
+namespace Orvel::Detail {
+
+constinit std::atomic<MKLoggerAdapter*> processAdapter{nullptr};
+
+MKLoggerAdapter& BuildFlowLogger() noexcept {
   try {
     return *BuildProcessLogger();
   } catch (const std::bad_alloc&) {
     return SilentLogger();
   }
 }
+
+}  // namespace Orvel::Detail

@@ -44,7 +44,19 @@ class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
   std::atomic<MFlowLoggerImplementation*> attached_{nullptr};
 };
 
+namespace Orvel::Detail {
+
+// Written once, with release, by the thread that built the logger.
+extern std::atomic<MKLoggerAdapter*> processAdapter;
+[[nodiscard]] MKLoggerAdapter& BuildFlowLogger() noexcept;
+
+}  // namespace Orvel::Detail
+
 /// The process's flow logger, built on the first call and never destroyed, so that it works before
 /// and after every static object. Any thread, without a lock. Raises nothing: while there is no
 /// memory for a logger the answer is one that does nothing.
-[[nodiscard]] MKLoggerAdapter& flowLogger() noexcept;
+[[nodiscard]] inline MKLoggerAdapter& flowLogger() noexcept {
+  // Inline, because every event recorded comes through here.
+  MKLoggerAdapter* const adapter = Orvel::Detail::processAdapter.load(std::memory_order_acquire);
+  return adapter != nullptr ? *adapter : Orvel::Detail::BuildFlowLogger();
+}
