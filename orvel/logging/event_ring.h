@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "orvel/platform/windows_api.h"
+#include "orvel/platform/clocks.h"
+#include "orvel/platform/kernel_handle.h"
 
 namespace Orvel::Detail {
 
@@ -100,10 +101,7 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
   if ((old & kRecordingEnabled) == 0) return;
   Slot& slot = slots_[PositionOf(old)];
-
-  LARGE_INTEGER counter;
-  ::QueryPerformanceCounter(&counter);
-  slot.counter.store(counter.QuadPart, std::memory_order_relaxed);
+  slot.counter.store(ReadPerformanceCounter(), std::memory_order_relaxed);
   slot.kind.store(kind, std::memory_order_relaxed);
   slot.arg1.store(arg1, std::memory_order_relaxed);
   slot.arg2.store(arg2, std::memory_order_relaxed);
@@ -113,7 +111,7 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   slot.pointId.store(pointId, std::memory_order_relaxed);
   // Release pairs with the acquire of Read: in a slot that was empty, the thread id says that the
   // other fields are there.
-  slot.threadId.store(::GetCurrentThreadId(), std::memory_order_release);
+  slot.threadId.store(CurrentThreadId(), std::memory_order_release);
 }
 
 }  // namespace Orvel::Detail
