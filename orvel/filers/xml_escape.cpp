@@ -124,6 +124,7 @@ void AppendXmlUnescaped(std::wstring_view text, std::wstring& output) {
   const wchar_t* plain = text.data();
   const wchar_t* const end = plain + text.size();
   const wchar_t* next = FindWide(plain, end, L'&');
+  if (next != end) output.reserve(output.size() + text.size());
   while (next != end) {
     output.append(plain, next);
     const std::size_t length =

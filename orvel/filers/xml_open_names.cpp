@@ -21,6 +21,7 @@ bool EndTagMatches(std::wstring_view endName, std::wstring_view startName,
 void XmlOpenNames::Push(std::wstring_view name, std::size_t depth) {
   XmlNameHash hash(ignoreCase_);
   for (std::size_t i = 0; i < name.size(); ++i) {
+    if (i > MXmlElementRecord::kMaxEndTagLength) return;  // no end tag is as long
     if (IsBracket(name[i])) Enter(name.substr(0, i), hash.Get(), depth);
     hash.Add(name[i]);
   }

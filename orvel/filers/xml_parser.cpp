@@ -45,9 +45,6 @@ class XmlParser {
     [[nodiscard]] std::wstring_view GetName() const noexcept { return {name, nameLength}; }
   };
 
-  /// How many open elements are looked at one by one before the names are indexed.
-  static constexpr std::size_t kPlainSearch = 8;
-
   [[nodiscard]] std::uint32_t GetParent() const noexcept {
     return open_.empty() ? 0 : open_.back().number;
   }
@@ -55,7 +52,7 @@ class XmlParser {
   void ParseChildren();
   void OpenTag(const XmlToken& token, const wchar_t* begin);
   void CloseTag(const XmlToken& token, const wchar_t* begin);
-  [[nodiscard]] std::size_t FindOpen(std::wstring_view name);
+  [[nodiscard]] std::size_t FindOpen(std::wstring_view name, std::size_t offset);
   void CloseUnended(std::size_t from);
   void MarkError() noexcept;
   void SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
@@ -66,6 +63,7 @@ class XmlParser {
   XmlIndex& index_;
   std::vector<OpenElement> open_;          // innermost last
   std::optional<XmlOpenNames> openNames_;  // of all of open_, once it was needed
+  std::size_t vainSteps_ = 0;              // of searches that found nothing
   XmlParseError error_;
 };
 
@@ -136,7 +134,7 @@ void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
   const std::wstring_view name(begin + 2, token.nameLength);
   const auto start = static_cast<std::uint32_t>(begin - text_.data());
   if (open_.empty() || !EndTagMatches(name, open_.back().GetName(), ignoreCase_)) {
-    const std::size_t depth = FindOpen(name);
+    const std::size_t depth = FindOpen(name, start);
     if (depth == XmlOpenNames::kNone) {
       MarkError();
       SetError(L"No start tag for end tag '%s' at offset %d", {name}, {start}, start);
@@ -155,16 +153,21 @@ void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
   if (openNames_) openNames_->PopTo(open_.size());
 }
 
-std::size_t XmlParser::FindOpen(std::wstring_view name) {
+/// Place of the innermost open element that an end tag closes, kNone if there is none. A search
+/// through the stack that finds one is paid by the elements that are closed with it. One that finds
+/// none is not; so when such searches cost more than the text that was parsed, the names are
+/// indexed.
+std::size_t XmlParser::FindOpen(std::wstring_view name, std::size_t offset) {
   if (!openNames_) {
-    std::size_t depth = open_.size();
-    const std::size_t last = depth > kPlainSearch ? depth - kPlainSearch : 0;
-    while (depth-- > last) {
+    for (std::size_t depth = open_.size(); depth-- > 0;) {
       if (EndTagMatches(name, open_[depth].GetName(), ignoreCase_)) return depth;
     }
-    if (last == 0) return XmlOpenNames::kNone;
-    openNames_.emplace(ignoreCase_);
-    for (std::size_t i = 0; i < open_.size(); ++i) openNames_->Push(open_[i].GetName(), i);
+    vainSteps_ += open_.size() * (name.size() + 1);
+    if (vainSteps_ > offset) {
+      openNames_.emplace(ignoreCase_);
+      for (std::size_t i = 0; i < open_.size(); ++i) openNames_->Push(open_[i].GetName(), i);
+    }
+    return XmlOpenNames::kNone;
   }
   return openNames_->Find(name);
 }

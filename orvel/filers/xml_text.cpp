@@ -44,14 +44,10 @@ void XmlText::Set(std::wstring&& text) noexcept {
 }
 
 void XmlText::Replace(std::size_t offset, std::size_t length, std::wstring_view piece) {
+  MoveGap(offset + length);
   if (piece.size() > length + gapLength_) GrowGap(piece.size() - length);
-  if (length == 0) {
-    MoveGap(offset);
-  } else {
-    MoveGap(offset + length);
-    gapStart_ -= length;
-    gapLength_ += length;
-  }
+  gapStart_ -= length;
+  gapLength_ += length;
   Traits::copy(buffer_.data() + gapStart_, piece.data(), piece.size());
   gapStart_ += piece.size();
   gapLength_ -= piece.size();
@@ -59,7 +55,9 @@ void XmlText::Replace(std::size_t offset, std::size_t length, std::wstring_view 
 
 void XmlText::MoveGap(std::size_t offset) noexcept {
   wchar_t* const data = buffer_.data();
-  if (offset < gapStart_) {
+  if (gapLength_ == 0) {
+    // There is nothing to move: a gap of no length is anywhere.
+  } else if (offset < gapStart_) {
     Traits::move(data + offset + gapLength_, data + offset, gapStart_ - offset);
   } else if (offset > gapStart_) {
     Traits::move(data + gapStart_, data + gapStart_ + gapLength_, offset - gapStart_);
