@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+// Parses, writes and reads documents of shapes that make a careless implementation slow, each at
+// one and at two units of size, and ends with 1 when the second takes 2.5 times as long as the
+// first or more. Depends on nothing but the document, so it runs on any machine. An argument picks
+// the shapes whose names hold it.
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "orvel/filers/xml_document.h"
+
+namespace {
+
+constexpr double kHighestRatio = 2.5;
+constexpr int kRounds = 3;
+
+struct Shape {
+  const char* name;
+  std::function<std::wstring(std::size_t)> makeText;         // for a size of 1 or 2 units
+  std::function<void(MXmlDocument&, std::size_t)> exercise;  // timed, after the text was made
+};
+
+std::wstring Repeat(std::wstring_view piece, std::size_t count) {
+  std::wstring text;
+  text.reserve(piece.size() * count);
+  for (std::size_t i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+std::wstring InRoot(const std::wstring& content) { return L"<r>" + content + L"</r>"; }
+
+std::wstring NumberedTags(std::size_t count, bool close) {
+  std::wstring text;
+  for (std::size_t i = 0; i < count; ++i) {
+    text += close ? L"</t" : L"<t";
+    text += std::to_wstring(i);
+    text += L'>';
+  }
+  return text;
+}
+
+void OnlyParse(MXmlDocument&, std::size_t) {}
+
+void ReadRoot(MXmlDocument& document, std::size_t) {
+  (void)document.GetData(1);
+  (void)document.GetAttributes(1);
+}
+
+void WriteFlat(MXmlDocument& document, std::size_t units) {
+  document.AddElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = 0; i < 100000 * units; ++i) document.AddElement(L"value", L"1");
+}
+
+void WriteFlatInTwoSteps(MXmlDocument& document, std::size_t units) {
+  document.AddElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = 0; i < 100000 * units; ++i) {
+    document.AddElement(L"value", L"1");
+    document.SetAttribute(L"type", L"int");
+    (void)document.GetDocumentText();
+  }
+}
+
+void WriteDeep(MXmlDocument& document, std::size_t units) {
+  for (std::size_t i = 0; i < 30000 * units; ++i) {
+    document.AddElement(L"value", L"1");
+    document.AddElement(L"section");
+    document.IntoElement();
+  }
+  while (document.OutOfElement()) document.AddElement(L"value", L"2");
+}
+
+void WriteManySections(MXmlDocument& document, std::size_t units) {
+  for (int i = 0; i < 1000; ++i) {
+    document.AddElement(L"deep");
+    document.IntoElement();
+  }
+  for (std::size_t i = 0; i < 30000 * units; ++i) {
+    document.AddElement(L"section");
+    document.IntoElement();
+    document.AddElement(L"value", L"1");
+    document.OutOfElement();
+  }
+}
+
+void ReadByTagBackwards(MXmlDocument& document, std::size_t units) {
+  document.FindElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = 20000 * units; i-- > 0;) {
+    document.FindFirstElement(L"t" + std::to_wstring(i));
+    (void)document.GetData(document.GetElement());
+    document.IntoElement();
+    document.FindFirstElement(L"missing");
+    document.OutOfElement();
+  }
+}
+
+const Shape kShapes[] = {
+    {"flat siblings", [](std::size_t n) { return InRoot(Repeat(L"<a>x</a>", 300000 * n)); },
+     OnlyParse},
+    {"nesting to the limit",
+     [](std::size_t n) { return Repeat(L"<a>", 32768 * n) + Repeat(L"</a>", 32768 * n); },
+     OnlyParse},
+    {"nesting past the limit",
+     [](std::size_t n) { return Repeat(L"<a>", 500000 * n) + Repeat(L"</a>", 500000 * n); },
+     OnlyParse},
+    {"unclosed tags of one name", [](std::size_t n) { return Repeat(L"<a>", 300000 * n); },
+     OnlyParse},
+    {"unclosed tags, closed by the root",
+     [](std::size_t n) { return InRoot(NumberedTags(30000 * n, false)); }, OnlyParse},
+    {"unclosed pairs", [](std::size_t n) { return InRoot(Repeat(L"<a><b></a>", 200000 * n)); },
+     OnlyParse},
+    {"end tags without start", [](std::size_t n) { return InRoot(Repeat(L"</a>", 300000 * n)); },
+     OnlyParse},
+    {"end tags without start in many open ones",
+     [](std::size_t n) { return Repeat(L"<a>", 32000 * n) + NumberedTags(100000 * n, true); },
+     OnlyParse},
+    {"tags of brackets",
+     [](std::size_t n) {
+       return Repeat(L"<a[x>", 30000 * n) + L"<" + Repeat(L"[", 300000 * n) + L">" +
+              Repeat(L"</a[y>", 100000 * n);
+     },
+     OnlyParse},
+    {"attributes on one element",
+     [](std::size_t n) { return L"<r" + Repeat(L" a='1'", 100000 * n) + L"/>"; }, ReadRoot},
+    {"one long text", [](std::size_t n) { return InRoot(std::wstring(8000000 * n, L'x')); },
+     ReadRoot},
+    {"references", [](std::size_t n) { return InRoot(Repeat(L"&amp;", 500000 * n)); }, ReadRoot},
+    {"ampersands", [](std::size_t n) { return InRoot(Repeat(L"&", 2000000 * n)); }, ReadRoot},
+    {"references without end", [](std::size_t n) { return InRoot(Repeat(L"&#0", 1000000 * n)); },
+     ReadRoot},
+    {"comments", [](std::size_t n) { return InRoot(Repeat(L"<!---->", 500000 * n)); }, ReadRoot},
+    {"comments without end", [](std::size_t n) { return InRoot(Repeat(L"<!--", 500000 * n)); },
+     ReadRoot},
+    {"incorrect tags", [](std::size_t n) { return InRoot(Repeat(L"<<", 500000 * n)); }, ReadRoot},
+    {"document type with nesting",
+     [](std::size_t n) {
+       return L"<!DOCTYPE r [" + Repeat(L"<!", 250000 * n) + Repeat(L">", 250000 * n) + L"]><r/>";
+     },
+     OnlyParse},
+    {"start tags past their limit",
+     [](std::size_t n) {
+       return InRoot(Repeat(L"<a b='" + std::wstring(4200000, L'x') + L"'/>", 2 * n));
+     },
+     ReadRoot},
+    {"end tags past their limit",
+     [](std::size_t n) {
+       return InRoot(Repeat(L"</" + std::wstring(1100, L'a') + L">", 2000 * n));
+     },
+     ReadRoot},
+    {"writing a flat level", [](std::size_t) { return std::wstring(); }, WriteFlat},
+    {"writing with the text looked at", [](std::size_t) { return std::wstring(); },
+     WriteFlatInTwoSteps},
+    {"writing deep nesting", [](std::size_t) { return std::wstring(); }, WriteDeep},
+    {"writing sections deep inside", [](std::size_t) { return std::wstring(); }, WriteManySections},
+    {"reading by tag, backwards",
+     [](std::size_t n) {
+       std::wstring text;
+       for (std::size_t i = 0; i < 20000 * n; ++i)
+         text += L"<t" + std::to_wstring(i) + L">v<x/></t" + std::to_wstring(i) + L">";
+       return InRoot(text);
+     },
+     ReadByTagBackwards},
+};
+
+/// The shortest of some runs, in milliseconds of the processor: what else the machine does only
+/// adds to it.
+double Measure(const Shape& shape, std::size_t units) {
+  const std::wstring text = shape.makeText(units);
+  double best = 1e9;
+  for (int round = 0; round < kRounds; ++round) {
+    std::wstring copy = text;
+    const std::clock_t start = std::clock();
+    MXmlDocument document;
+    if (!copy.empty()) document.SetDocument(std::move(copy));
+    shape.exercise(document, units);
+    const double time = 1000.0 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    best = std::min(best, time);
+  }
+  return best;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int failures = 0;
+  for (const Shape& shape : kShapes) {
+    if (argc > 1 && std::string_view(shape.name).find(argv[1]) == std::string_view::npos) continue;
+    const double one = Measure(shape, 1);
+    const double two = Measure(shape, 2);
+    const double ratio = two / one;
+    const bool failed = ratio >= kHighestRatio;
+    failures += failed ? 1 : 0;
+    std::printf("%-42s %9.2f ms %9.2f ms  ratio %4.2f%s\n", shape.name, one, two, ratio,
+                failed ? "  TOO SLOW" : "");
+    std::fflush(stdout);
+  }
+  return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+// Edits a parsed document in any order, then parses its text again: the index that the edits kept
+// and the new one must agree.
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "fuzz/fuzz_support.h"
+#include "orvel/filers/xml_document.h"
+#include "tests/filers/xml_model.h"
+
+using namespace Orvel::Fuzzing;
+using namespace Orvel::Testing;
+
+namespace {
+
+constexpr const wchar_t* kDocuments[] = {
+    L"",
+    L"<r/>",
+    L"<r></r>",
+    L"<?xml version='1.0'?>\n<r>\n  <a x='1'>one</a>\r\n<b><a/><a>two</a></b>\n</r>\n",
+    L"<r>text<a>x<![CDATA[<y>]]>&lt;</a><!-- c --> <?p q=\"1\"?></r>",
+    L"<!DOCTYPE r [<!ENTITY e 'v'>]><r><a><b/>unended</r>",
+    L"<R><a[1]>x</a><A b = c d></a></R>",
+    L"<r><a><b><a><b><a><b/></a></b></a></b></a></r><!-- end -->",
+};
+
+constexpr const wchar_t* kTexts[] = {L"a",
+                                     L"b",
+                                     L"A",
+                                     L"r",
+                                     L"x",
+                                     L"xml",
+                                     L"\n",
+                                     L"a b",
+                                     L"a[1]",
+                                     L"<a>",
+                                     L"]]>",
+                                     L"&amp;",
+                                     L"'\"",
+                                     L"--",
+                                     L"<a/>\n<a>",
+                                     L"&#65;",
+                                     L"<a b='c'>d<e/></a>"};
+
+class Editor {
+ public:
+  Editor(const std::uint8_t* data, std::size_t size)
+      : input_(data, size), document_(input_.ConsumeIntegral<std::uint8_t>()) {
+    document_.SetDocument(input_.ConsumeBool() ? input_.PickValueInArray(kDocuments)
+                                               : WidenBytes(input_.ConsumeRandomLengthString()));
+    isSound_ = document_.IsWellFormed() || document_.GetDocumentText().empty();
+  }
+
+  void Run() {
+    while (input_.remaining_bytes() > 0) {
+      Step();
+      if (input_.ConsumeBool()) Check();
+    }
+    Check();
+  }
+
+ private:
+  std::wstring Text() {
+    if (input_.ConsumeBool()) return input_.PickValueInArray(kTexts);
+    return WidenBytes(input_.ConsumeRandomLengthString(40));
+  }
+  std::uint32_t Element() {
+    return input_.ConsumeIntegralInRange<std::uint32_t>(0, document_.GetRecordCount());
+  }
+  MXmlReferences References() {
+    return input_.ConsumeBool() ? MXmlReferences::kKeep : MXmlReferences::kEscape;
+  }
+
+  void Step() {
+    switch (input_.ConsumeIntegralInRange<int>(0, 15)) {
+      case 0:
+        document_.FindElement(Text());
+        break;
+      case 1:
+        FindFirst(Text());
+        break;
+      case 2:
+        document_.FindNode(static_cast<MXmlNodeKind>(input_.ConsumeIntegral<std::uint8_t>()));
+        break;
+      case 3:
+        document_.IntoElement();
+        break;
+      case 4:
+        document_.OutOfElement();
+        break;
+      case 5:
+        document_.ResetPosition();
+        break;
+      case 6:
+        document_.ResetToLevelStart();
+        break;
+      case 7:
+        document_.SavePosition(input_.ConsumeBool() ? L"" : L"name");
+        break;
+      case 8:
+        document_.RestorePosition(input_.ConsumeBool() ? L"" : L"name");
+        break;
+      case 9:
+      case 10:
+        AddElement();
+        break;
+      case 11:
+        document_.AddNode(static_cast<MXmlNodeKind>(1U << input_.ConsumeIntegralInRange(0, 7)),
+                          Text());
+        break;
+      case 12:
+        SetAttribute();
+        break;
+      case 13:
+        document_.AddSubDocument(input_.ConsumeBool() ? Text()
+                                                      : document_.GetSubDocument(Element()));
+        break;
+      case 14:
+        (void)document_.GetData(Element());
+        (void)document_.GetAttributes(Element());
+        break;
+      default:
+        (void)document_.GetNodeName();
+        (void)document_.GetNodeText();
+        break;
+    }
+  }
+
+  void FindFirst(const std::wstring& name) {
+    const MXmlPosition before = document_.GetPosition();
+    const bool found = document_.FindFirstElement(name);
+    const MXmlPosition first = document_.GetPosition();
+    document_.SavePosition(L"found");
+    document_.ResetToLevelStart();
+    Require(document_.FindElement(name) == found, "first element is found only one way");
+    Require(!found || document_.GetElement() == first.element, "not the first element");
+    document_.RestorePosition(L"found");
+    Require(found || before.element == first.element, "position moved");
+  }
+
+  void AddElement() {
+    const std::wstring name = Text();
+    const std::wstring data = Text();
+    const bool added = input_.ConsumeBool()
+                           ? document_.AddElement(name, data, References())
+                           : document_.AddElement(name, data, Text(), Text(), References());
+    if (!added) return;
+    if (name.empty()) isSound_ = false;  // what no parser reads
+    Require(document_.GetTagName(document_.GetElement()) == name, "another tag");
+  }
+
+  void SetAttribute() {
+    const std::wstring name = Text();
+    const std::wstring value = Text();
+    const bool ofNode = input_.ConsumeBool();
+    const std::uint32_t element = Element();
+    const bool set =
+        ofNode ? document_.SetAttribute(name, value) : document_.SetAttribute(element, name, value);
+    if (!set) return;
+    std::wstring read;
+    Require(
+        ofNode ? document_.GetAttribute(name, read) : document_.GetAttribute(element, name, read),
+        "attribute is lost");
+    Require(read == value, "another value");
+  }
+
+  void Check() {
+    RequireNoFault(CheckRecords(document_));
+    if (!isSound_) return;
+    MXmlDocument parsed(document_.GetFlags());
+    parsed.SetDocument(document_.GetDocumentText());
+    const std::string difference = CompareTrees(document_, parsed);
+    if (!difference.empty()) PrintText(document_.GetDocumentText());
+    RequireNoFault(difference);
+  }
+
+  FuzzedDataProvider input_;
+  MXmlDocument document_;
+  bool isSound_ = true;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Editor(data, size).Run();
+  return 0;
+}
