@@ -311,48 +311,39 @@ TEST_F(RegistryFilersTest, NumbersAreNarrowedToTheirLowBits) {
 TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
   const Bytes oddBytes = {'a', 0, 'b', 0, 'c'};
   const std::wstring longText(3000, L'l');
-  struct Case {
-    const char* what;
-    RawRegistryValue stored;
-    bool isRead;
-    std::wstring text;
-  };
-  const Case cases[] = {
-      {"terminated", Text(L"abc"), true, L"abc"},
-      {"without terminator", {REG_SZ, TextBytes(L"abc")}, true, L"abc"},
-      {"without terminator, as long as the first buffer",
-       {REG_SZ, TextBytes(std::wstring(256, L'a'))},
-       true,
-       std::wstring(256, L'a')},
-      {"odd size", {REG_SZ, oddBytes}, true, L"ab"},
-      {"one byte", {REG_SZ, {'a'}}, true, L""},
-      {"zero size", {REG_SZ, {}}, true, L""},
-      {"embedded zero", Text(std::wstring(L"ab") + L'\0' + L"cd"), true, L"ab"},
-      {"only zeros", {REG_SZ, Bytes(9)}, true, L""},
-      {"long", Text(longText), true, longText},
-      {"long, without terminator", {REG_SZ, TextBytes(longText)}, true, longText},
-      {"with a variable", {REG_EXPAND_SZ, TextBytes(L"%PATH%")}, true, L"%PATH%"},
-      {"list", {REG_MULTI_SZ, TextBytes(L"ab")}, false, {}},
-      {"binary", {REG_BINARY, TextBytes(L"ab")}, false, {}},
-      {"long binary", {REG_BINARY, Bytes(4000, 'b')}, false, {}},
-      {"number", Number(0x410041), false, {}},
-      {"unknown type", {4711, TextBytes(L"ab")}, false, {}},
-  };
   RegistrySeam seam;
   ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(0)));
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    const std::wstring expected = c.isRead ? c.text : L"default";
+  const auto check = [&](const char* what, const RawRegistryValue& stored, bool isRead,
+                         const std::wstring& readable) {
+    SCOPED_TRACE(what);
+    const std::wstring expected = isRead ? readable : L"default";
     std::wstring text;
-    seam.finds = [&] { return c.stored; };
-    EXPECT_EQ(in_.ReadString(L"v", text, L"default"), c.isRead);
+    seam.finds = [&] { return stored; };
+    EXPECT_EQ(in_.ReadString(L"v", text, L"default"), isRead);
     EXPECT_EQ(text, expected);
 
     seam.finds = nullptr;
-    ASSERT_TRUE(sandbox_.Set(L"", L"v", c.stored));
-    EXPECT_EQ(in_.ReadString(L"v", text, L"default"), c.isRead);
+    ASSERT_TRUE(sandbox_.Set(L"", L"v", stored));
+    EXPECT_EQ(in_.ReadString(L"v", text, L"default"), isRead);
     EXPECT_EQ(text, expected);
-  }
+  };
+  check("terminated", Text(L"abc"), true, L"abc");
+  check("without terminator", {REG_SZ, TextBytes(L"abc")}, true, L"abc");
+  check("without terminator, as long as the first buffer",
+        {REG_SZ, TextBytes(std::wstring(256, L'a'))}, true, std::wstring(256, L'a'));
+  check("odd size", {REG_SZ, oddBytes}, true, L"ab");
+  check("one byte", {REG_SZ, {'a'}}, true, L"");
+  check("zero size", {REG_SZ, {}}, true, L"");
+  check("embedded zero", Text(std::wstring(L"ab") + L'\0' + L"cd"), true, L"ab");
+  check("only zeros", {REG_SZ, Bytes(9)}, true, L"");
+  check("long", Text(longText), true, longText);
+  check("long, without terminator", {REG_SZ, TextBytes(longText)}, true, longText);
+  check("with a variable", {REG_EXPAND_SZ, TextBytes(L"%PATH%")}, true, L"%PATH%");
+  check("list", {REG_MULTI_SZ, TextBytes(L"ab")}, false, {});
+  check("binary", {REG_BINARY, TextBytes(L"ab")}, false, {});
+  check("long binary", {REG_BINARY, Bytes(4000, 'b')}, false, {});
+  check("number", Number(0x410041), false, {});
+  check("unknown type", {4711, TextBytes(L"ab")}, false, {});
 }
 
 TEST_F(RegistryFilersTest, AValueThatGrowsIsAskedAgainABoundedNumberOfTimes) {
