@@ -9,7 +9,8 @@ enum class ExitCode : int {
   kSomeUnreadable = 1,
   kUsage = 2,
   kInterrupted = 3,
-  kFailure = 4
+  kFailure = 4,
+  kDifferent = 5
 };
 
 }  // namespace FolderAudit

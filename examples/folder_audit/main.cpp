@@ -9,7 +9,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "folder_audit/audit_comparison.h"
+#include "folder_audit/audit_file.h"
 #include "folder_audit/console_interrupt.h"
 #include "folder_audit/error_text.h"
 #include "folder_audit/exit_code.h"
@@ -25,10 +28,23 @@ namespace {
 using namespace FolderAudit;
 
 ExitCode RunAudit(const Options& options, Report& report) {
+  // First, so that a file that cannot be read costs no audit.
+  const std::vector<AuditEntry> before =
+      options.compareFile.empty() ? std::vector<AuditEntry>() : LoadAudit(options.compareFile);
   Audit audit(options, report, WatchConsoleInterrupt());
   const AuditResult result = audit.Run();
   report.PrintSummary(result);
   if (result.interrupted) return ExitCode::kInterrupted;
+  if (!options.saveFile.empty()) SaveAudit(options.saveFile, options.folder, result.entries);
+  if (!options.compareFile.empty()) {
+    const std::vector<FileDifference> differences = CompareAudits(before, result.entries);
+    report.PrintComparison(differences);
+    const bool differs =
+        std::any_of(differences.begin(), differences.end(), [](const FileDifference& difference) {
+          return difference.kind != FileDifference::Kind::kUnreadable;
+        });
+    if (differs) return ExitCode::kDifferent;
+  }
   const bool allRead =
       std::none_of(result.entries.begin(), result.entries.end(),
                    [](const AuditEntry& entry) { return entry.error.has_value(); });

@@ -32,7 +32,8 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       return options;
     } else if (argument == L"--list") {
       options.listsHashes = true;
-    } else if (argument == L"--flow-log" || argument == L"--skip") {
+    } else if (argument == L"--flow-log" || argument == L"--skip" || argument == L"--save" ||
+               argument == L"--compare") {
       if (i + 1 == arguments.size() || *arguments[i + 1] == L'\0') {
         problem = std::wstring(argument) + L" needs a name after it";
         return std::nullopt;
@@ -40,6 +41,10 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       const wchar_t* const value = arguments[++i];
       if (argument == L"--skip") {
         options.skippedNames.emplace_back(value);
+      } else if (argument == L"--save") {
+        options.saveFile = value;
+      } else if (argument == L"--compare") {
+        options.compareFile = value;
       } else {
         options.flowLogFile = value;
       }
@@ -62,13 +67,16 @@ Usage: folder_audit [OPTION...] FOLDER
 
   --list           print a line "HASH  PATH" for each file
   --skip NAME      leave out folders of this name; may be repeated
+  --save FILE      store the audit in FILE, as XML
+  --compare FILE   tell what was added, changed and removed since the audit that
+                   is stored in FILE; may be the file that --save replaces
   --flow-log FILE  write the flow log of the run to FILE
   --help           print this text
   --               what follows is the folder, also when it begins with "-"
 
 Files that cannot be read are reported, each with the reason, and do not end the
 audit. Links are counted and not followed. Ctrl-C ends it and reports what was
-hashed so far. Progress is shown when the output is a console.
+hashed so far; nothing is then stored or compared. Progress is shown when the output is a console.
 
 Exit codes:
   0  every file was read
@@ -76,6 +84,7 @@ Exit codes:
   2  the command line makes no sense
   3  interrupted
   4  the audit failed
+  5  with --compare: files were added, changed or removed
 )";
 }
 

@@ -13,6 +13,8 @@ namespace FolderAudit {
 struct Options {
   std::wstring folder;
   std::wstring flowLogFile;                ///< empty: no flow log
+  std::wstring saveFile;                   ///< empty: the audit is not stored
+  std::wstring compareFile;                ///< empty: the audit is not compared
   std::vector<std::wstring> skippedNames;  ///< folders of these names are left out
   bool listsHashes = false;
   bool showsHelp = false;  ///< nothing else counts then

@@ -2,6 +2,7 @@
 #include "folder_audit/report.h"
 
 #include <algorithm>
+#include <array>
 #include <iomanip>
 #include <new>
 #include <sstream>
@@ -82,6 +83,29 @@ void Report::PrintSummary(const AuditResult& result) {
        << L"Rate          " << std::setprecision(1)
        << static_cast<double>(bytes) / kMegabyte * perSecond << L" MB/s, " << std::setprecision(0)
        << static_cast<double>(hashed) * perSecond << L" files/s\n";
+  output_.Write(text.str());
+}
+
+void Report::PrintComparison(const std::vector<FileDifference>& differences) {
+  using Kind = FileDifference::Kind;
+  constexpr std::array kLabels = {L"added", L"changed", L"removed", L"unreadable",
+                                  L"unreadable before"};
+  std::array<std::uint64_t, kLabels.size()> counts{};
+  EraseProgress();
+  for (const auto& [kind, entry] : differences) {
+    const auto index = static_cast<std::size_t>(kind);
+    ++counts[index];
+    if (kind == Kind::kUnreadable) continue;  // told when it was met
+    std::wstring line = kLabels[index] + (L": " + Printable(entry->relativePath));
+    if (entry->error) line += L": " + DescribeCause(*entry->error);
+    output_.Write(line + L'\n');
+  }
+  std::wostringstream text = MakeStream();
+  text << L"Compared      ";
+  for (std::size_t index = 0; index < counts.size(); ++index) {
+    text << (index != 0 ? L", " : L"") << counts[index] << L' ' << kLabels[index];
+  }
+  text << L'\n';
   output_.Write(text.str());
 }
 

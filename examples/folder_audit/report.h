@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
+#include "folder_audit/audit_comparison.h"
 #include "folder_audit/folder_audit.h"
 #include "folder_audit/text_output.h"
 
@@ -25,6 +27,8 @@ class Report final : public IAuditObserver {
 
   /// Prints what the audit came to. Raises "CannotWrite".
   void PrintSummary(const AuditResult& result);
+  /// Prints what differs from an earlier audit, a line each, and how much. Raises "CannotWrite".
+  void PrintComparison(const std::vector<FileDifference>& differences);
   /// Takes a line of progress that is on the screen away, for what others print.
   void EraseProgress() noexcept;
 

@@ -71,6 +71,35 @@ TEST(FolderAuditTest, HashesEveryFileAndPrintsItsNameAsUtf8) {
   EXPECT_TRUE(std::regex_match(SummaryValue(run.output, "Time"), std::regex("\\d+\\.\\d{3} s")));
 }
 
+TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
+  TemporaryFolder folder;
+  TemporaryFolder store;
+  const std::wstring file = store.Expect(L"audit.xml");
+  folder.WriteFile(L"changed", "a");
+  folder.WriteFile(L"locked", "b");
+  folder.WriteFile(L"same", "c");
+  {
+    const KernelHandle lock = LockAway(folder.Extended(L"locked"));
+    EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1u);
+    const ProgramRun same = RunAudit({L"--compare", file, folder.GetPath()});
+    EXPECT_EQ(same.exitCode, 1u) << same.output;
+    EXPECT_EQ(SummaryValue(same.output, "Compared"),
+              "0 added, 0 changed, 0 removed, 1 unreadable, 0 unreadable before");
+  }
+  folder.WriteFile(L"added", "d");
+  folder.WriteFile(L"changed", "e");
+  const ProgramRun run = RunAudit({L"--compare", file, L"--save", file, folder.GetPath()});
+  EXPECT_EQ(run.exitCode, 5u);
+  EXPECT_THAT(run.output, HasSubstr("\nadded: added\nchanged: changed\n"
+                                    "unreadable before: locked: "));
+  EXPECT_THAT(run.output, HasSubstr("winErrorCode = 32"));
+  EXPECT_EQ(SummaryValue(run.output, "Compared"),
+            "1 added, 1 changed, 0 removed, 0 unreadable, 1 unreadable before");
+  const ProgramRun again = RunAudit({L"--compare", file, folder.GetPath()});
+  EXPECT_EQ(again.exitCode, 0u) << again.output;
+  EXPECT_EQ(RunAudit({L"--compare", store.GetPath(), folder.GetPath()}).exitCode, 4u);
+}
+
 TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOn) {
   TemporaryFolder folder;
   folder.WriteFile(L"a locked", "abc");
