@@ -48,7 +48,8 @@ std::wstring SystemPath(const std::string& path) {
 }  // namespace
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::wstring>& arguments,
-                           void* standardOutput, void* standardError, const std::wstring& folder) {
+                           void* standardOutput, void* standardError, const std::wstring& folder,
+                           std::uint32_t creationFlags) {
   const std::wstring path = SystemPath(program);
   std::wstring commandLine = L'"' + path + L'"';
   for (const std::wstring& argument : arguments) commandLine += L" \"" + argument + L'"';
@@ -63,11 +64,12 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::ws
   }
   PROCESS_INFORMATION created{};
   const BOOL started =
-      ::CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                       folder.empty() ? nullptr : folder.c_str(), &startup, &created);
+      ::CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, creationFlags,
+                       nullptr, folder.empty() ? nullptr : folder.c_str(), &startup, &created);
   const DWORD code = ::GetLastError();
   EXPECT_TRUE(started) << program << ": error " << code;
   process_ = Detail::KernelHandle(created.hProcess);
+  id_ = created.dwProcessId;
   const Detail::KernelHandle thread(created.hThread);
 }
 

@@ -15,16 +15,21 @@ namespace Orvel::Testing {
 class ChildProcess : public Libraries::NonCopyable {
  public:
   /// `program` is a path in the system's or the build machine's form; arguments are quoted here
-  /// and must not hold quotes or end in a backslash. An empty `folder` is this process's own.
+  /// and must not hold quotes or end in a backslash. An empty `folder` is this process's own;
+  /// `creationFlags` are those of CreateProcess.
   ChildProcess(const std::string& program, const std::vector<std::wstring>& arguments,
-               void* standardOutput, void* standardError, const std::wstring& folder = {});
+               void* standardOutput, void* standardError, const std::wstring& folder = {},
+               std::uint32_t creationFlags = 0);
   ~ChildProcess();
 
   /// The exit code; a failure of the running test when the program does not end in a minute.
   [[nodiscard]] std::uint32_t WaitForExit();
 
+  [[nodiscard]] std::uint32_t GetId() const noexcept { return id_; }
+
  private:
   Detail::KernelHandle process_;
+  std::uint32_t id_ = 0;
 };
 
 struct ProgramRun {

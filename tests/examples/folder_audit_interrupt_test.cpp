@@ -21,17 +21,14 @@ using testing::Not;
 
 constexpr std::chrono::seconds kOutputTimeout{60};
 
-/// Gives this process a console of its own instead of the one that it may have been started on:
-/// Ctrl-C then reaches nobody but the programs started here.
-void ExchangeConsole() {
+/// Presses Ctrl-C for every program on the console of `child` but this one, which joins them for
+/// that: it leaves the console that it may have been started on, whose programs are not meant.
+void PressCtrlC(const ChildProcess& child) {
   ::FreeConsole();
-  EXPECT_TRUE(::AllocConsole());
-}
-
-/// Presses Ctrl-C for every program on this process's console but itself.
-void PressCtrlC() {
-  EXPECT_TRUE(::SetConsoleCtrlHandler(nullptr, TRUE));
-  EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+  ASSERT_TRUE(::AttachConsole(child.GetId())) << ::GetLastError();
+  ASSERT_TRUE(::SetConsoleCtrlHandler(nullptr, TRUE));
+  ASSERT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << ::GetLastError();
+  ::FreeConsole();  // which ends with the last program on it
 }
 
 bool WaitForText(const std::wstring& file, const std::string& text) {
@@ -54,11 +51,10 @@ TEST(FolderAuditInterruptTest, CtrlCInTheMiddleOfAFileReportsTheFilesBefore) {
                                               FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                               CREATE_NEW, 0, nullptr));
 
-  ExchangeConsole();
   ChildProcess child(FOLDER_AUDIT_EXE, {L"--list", L"--flow-log", log, folder.GetPath()},
-                     outputFile.Get(), outputFile.Get());
+                     outputFile.Get(), outputFile.Get(), {}, CREATE_NO_WINDOW);
   ASSERT_TRUE(WaitForText(output, "f20015ad  abc\n"));
-  PressCtrlC();
+  ASSERT_NO_FATAL_FAILURE(PressCtrlC(child));
   EXPECT_EQ(child.WaitForExit(), 3u);
 
   const std::string text = ReadWholeFile(output);

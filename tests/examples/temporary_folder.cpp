@@ -7,15 +7,19 @@
 #include <winioctl.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <thread>
 
 #include "orvel/platform/kernel_handle.h"
 
 namespace Orvel::Testing {
 namespace {
+
+constexpr std::chrono::seconds kRemovalTimeout{20};
 
 Detail::KernelHandle CreateNewFile(const std::wstring& path) {
   const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
@@ -39,7 +43,15 @@ TemporaryFolder::~TemporaryFolder() {
     const std::wstring path = Extended(*name);
     if (!::DeleteFileW(path.c_str())) ::RemoveDirectoryW(path.c_str());
   }
-  EXPECT_TRUE(::RemoveDirectoryW(path_.c_str()));
+  // A deleted file stays until its last handle is closed, and the console window of a program that
+  // was started here may have inherited one.
+  const auto end = std::chrono::steady_clock::now() + kRemovalTimeout;
+  bool removed = ::RemoveDirectoryW(path_.c_str()) != 0;
+  while (!removed && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    removed = ::RemoveDirectoryW(path_.c_str()) != 0;
+  }
+  EXPECT_TRUE(removed);
 }
 
 std::wstring TemporaryFolder::Extended(const std::wstring& name) const {
