@@ -11,10 +11,13 @@
 
 #include "allocation_count.h"
 #include "bare/bare_recorder.h"
+#include "bare/bare_registry.h"
 #include "bare/bare_worker.h"
 #include "orvel/commands/command_processor.h"
 #include "orvel/commands/desync_event_scheduler.h"
 #include "orvel/commands/function_command.h"
+#include "orvel/filers/in_filer_tagged_registry.h"
+#include "orvel/filers/out_filer_tagged_registry.h"
 #include "orvel/logging/flow_trace.h"
 #include "orvel/logging/klogger_adapter.h"
 #include "orvel/platform/windows_api.h"
@@ -185,11 +188,41 @@ void CountScheduler() {
   }));
 }
 
+void CountRegistry() {
+  // Four keys opened and closed, and the value in the last one.
+  constexpr double kValue = 4 + 1 + 4;
+  constexpr const wchar_t* kApplicationKey = L"orvel-counts";
+  constexpr const wchar_t* kSection = L"Section";
+  const std::wstring tag = L"Value";
+
+  IOutFilerTaggedRegistry out(MRegistryRoot::kCurrentUser, kApplicationKey);
+  IInFilerTaggedRegistry in(MRegistryRoot::kCurrentUser, kApplicationKey);
+  out.BeginSection(kSection);
+  in.BeginSection(kSection);
+  std::uint32_t value = 0;
+  Counter("registry-write", "orvel", kValue, 0).Count([&](int count) {
+    for (int left = count; left > 0; --left) out.WriteUnsignedInt(tag, 7);
+  });
+  Counter("registry-read", "orvel", kValue, 0).Count([&](int count) {
+    for (int left = count; left > 0; --left) in.ReadUnsignedInt(tag, value, 0);
+  });
+
+  const BareRegistry bare(kApplicationKey, kSection);
+  Counter("registry-write", "floor", kValue, 0).Count([&](int count) {
+    for (int left = count; left > 0; --left) bare.WriteNumber(tag.c_str(), 7);
+  });
+  Counter("registry-read", "floor", kValue, 0).Count([&](int count) {
+    for (int left = count; left > 0; --left) bare.ReadNumber(tag.c_str(), value);
+  });
+  bare.Remove();
+}
+
 }  // namespace
 
 int main() {
   CountRecording();
   CountProcessor();
   CountScheduler();
+  CountRegistry();
   return 0;
 }

@@ -22,6 +22,10 @@ EXPECTED = {
     "RecordEvent/threads:2": 1.15,
     "TracedScope": 1.10,
     "SynchronousCommand": 1.05,
+    "RegistryWriteNumber": 1.10,
+    "RegistryWriteText": 1.10,
+    "RegistryReadNumber": 1.10,
+    "RegistryReadText": 1.10,
 }
 
 

@@ -19,7 +19,10 @@
 #include "folder_audit/flow_log_file.h"
 #include "folder_audit/folder_audit.h"
 #include "folder_audit/options.h"
+#include "folder_audit/paths.h"
 #include "folder_audit/report.h"
+#include "folder_audit/settings.h"
+#include "folder_audit/terminal_writer.h"
 #include "folder_audit/text_output.h"
 #include "orvel/logging/klogger_adapter.h"
 
@@ -27,15 +30,39 @@ namespace {
 
 using namespace FolderAudit;
 
-ExitCode RunAudit(const Options& options, Report& report) {
+/// Keeps what the next run wants to know about this one. An audit is as good without it.
+void KeepSettings(const Options& options, const AuditResult& result, TerminalWriter& terminal) {
+  static const MFlowPoint point(L"Main", L"KeepSettings");
+  try {
+    Settings settings = LoadSettings(options.settingsKey);
+    settings.lastFolder = MakeFullPath(options.folder);
+    ++settings.auditsRun;
+    if (result.interrupted) {
+      ++settings.auditsInterrupted;
+    } else if (!options.saveFile.empty()) {
+      settings.lastAuditFile = MakeFullPath(options.saveFile);
+    }
+    SaveSettings(options.settingsKey, settings);
+  } catch (const MException& exception) {
+    RecordDismissed(point, nullptr, exception);
+    terminal.PrintError(L"folder_audit: settings not kept: " + DescribeCause(exception) + L'\n');
+  }
+}
+
+ExitCode RunAudit(const Options& options, TextOutput& output, TextOutput& error) {
+  TerminalWriter terminal(output, error);
+  Report report(terminal, options.listsHashes);
   // First, so that a file that cannot be read costs no audit.
   const std::vector<AuditEntry> before =
       options.compareFile.empty() ? std::vector<AuditEntry>() : LoadAudit(options.compareFile);
   Audit audit(options, report, WatchConsoleInterrupt());
   const AuditResult result = audit.Run();
   report.PrintSummary(result);
+  if (!result.interrupted && !options.saveFile.empty()) {
+    SaveAudit(options.saveFile, options.folder, result.entries);
+  }
+  KeepSettings(options, result, terminal);
   if (result.interrupted) return ExitCode::kInterrupted;
-  if (!options.saveFile.empty()) SaveAudit(options.saveFile, options.folder, result.entries);
   if (!options.compareFile.empty()) {
     const std::vector<FileDifference> differences = CompareAudits(before, result.entries);
     report.PrintComparison(differences);
@@ -53,18 +80,21 @@ ExitCode RunAudit(const Options& options, Report& report) {
 
 /// Runs `action`, which gives an exit code; what it raises is told to the user and is a failure.
 template <class Action>
-ExitCode TellFailure(TextOutput& error, Report& report, Action action) {
+ExitCode TellFailure(TextOutput& error, Action action) {
   try {
     return action();
   } catch (const MException& exception) {
-    report.EraseProgress();
     error.WriteIfPossible(L"folder_audit: " + DescribeCause(exception) + L'\n');
   } catch (const std::exception& exception) {
     const std::string text = exception.what();
-    report.EraseProgress();
     error.WriteIfPossible(L"folder_audit: " + std::wstring(text.begin(), text.end()) + L'\n');
   }
   return ExitCode::kFailure;
+}
+
+ExitCode TellUsage(TextOutput& error, const std::wstring& problem) {
+  error.WriteIfPossible(L"folder_audit: " + Printable(problem) + L"\nTry folder_audit --help.\n");
+  return ExitCode::kUsage;
 }
 
 ExitCode Main(std::span<const wchar_t* const> arguments) {
@@ -74,18 +104,23 @@ ExitCode Main(std::span<const wchar_t* const> arguments) {
 
   std::wstring problem;
   const std::optional<Options> options = ParseOptions(arguments, problem);
-  if (!options) {
-    error.WriteIfPossible(L"folder_audit: " + Printable(problem) + L"\nTry folder_audit --help.\n");
-    return ExitCode::kUsage;
-  }
-  Report report(output, error, options->listsHashes);
-  return TellFailure(error, report, [&] {
+  if (!options) return TellUsage(error, problem);
+  return TellFailure(error, [&] {
     if (options->showsHelp) {
       output.Write(HelpText());
       return ExitCode::kAllRead;
     }
+    if (options->showsSettings) {
+      output.Write(DescribeSettings(options->settingsKey, LoadSettings(options->settingsKey)));
+      return ExitCode::kAllRead;
+    }
+    if (options->folder.empty()) {
+      const std::wstring last = LoadSettings(options->settingsKey).lastFolder;
+      return TellUsage(error, last.empty() ? L"no folder given"
+                                           : L"no folder given; the last one audited was " + last);
+    }
     FlowLogFile flowLog(options->flowLogFile);
-    const ExitCode code = TellFailure(error, report, [&] { return RunAudit(*options, report); });
+    const ExitCode code = TellFailure(error, [&] { return RunAudit(*options, output, error); });
     flowLog.Dump();  // a run that failed needs it most
     return code;
   });

@@ -9,7 +9,6 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
                                     std::wstring& problem) {
   Options options;
   bool optionsEnded = false;
-  bool hasFolder = false;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::wstring_view argument = arguments[i];
     const bool isOption = !optionsEnded && argument.size() > 1 && argument.front() == L'-';
@@ -19,12 +18,11 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
         problem = L"the name of the folder is empty";
         return std::nullopt;
       }
-      if (hasFolder) {
+      if (!options.folder.empty()) {
         problem = L"more than one folder: " + std::wstring(argument);
         return std::nullopt;
       }
       options.folder = argument;
-      hasFolder = true;
     } else if (argument == L"--") {
       optionsEnded = true;
     } else if (argument == L"--help" || argument == L"-h") {
@@ -32,8 +30,10 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       return options;
     } else if (argument == L"--list") {
       options.listsHashes = true;
+    } else if (argument == L"--settings") {
+      options.showsSettings = true;
     } else if (argument == L"--flow-log" || argument == L"--skip" || argument == L"--save" ||
-               argument == L"--compare") {
+               argument == L"--compare" || argument == L"--settings-key") {
       if (i + 1 == arguments.size() || *arguments[i + 1] == L'\0') {
         problem = std::wstring(argument) + L" needs a name after it";
         return std::nullopt;
@@ -45,6 +45,8 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
         options.saveFile = value;
       } else if (argument == L"--compare") {
         options.compareFile = value;
+      } else if (argument == L"--settings-key") {
+        options.settingsKey = value;
       } else {
         options.flowLogFile = value;
       }
@@ -52,10 +54,6 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       problem = L"unknown option " + std::wstring(argument);
       return std::nullopt;
     }
-  }
-  if (!hasFolder) {
-    problem = L"no folder given";
-    return std::nullopt;
   }
   return options;
 }
@@ -65,18 +63,22 @@ std::wstring_view HelpText() noexcept {
 
 Usage: folder_audit [OPTION...] FOLDER
 
-  --list           print a line "HASH  PATH" for each file
-  --skip NAME      leave out folders of this name; may be repeated
-  --save FILE      store the audit in FILE, as XML
-  --compare FILE   tell what was added, changed and removed since the audit that
-                   is stored in FILE; may be the file that --save replaces
-  --flow-log FILE  write the flow log of the run to FILE
-  --help           print this text
-  --               what follows is the folder, also when it begins with "-"
+  --list              print a line "HASH  PATH" for each file
+  --skip NAME         leave out folders of this name; may be repeated
+  --save FILE         store the audit in FILE, as XML
+  --compare FILE      tell what was added, changed and removed since the audit
+                      that is stored in FILE; may be the file that --save
+                      replaces
+  --flow-log FILE     write the flow log of the run to FILE
+  --settings          print what is kept from earlier audits, and audit nothing
+  --settings-key KEY  keep that in the registry under KEY, not FolderAudit
+  --help              print this text
+  --                  what follows is the folder, also when it begins with "-"
 
 Files that cannot be read are reported, each with the reason, and do not end the
 audit. Links are counted and not followed. Ctrl-C ends it and reports what was
-hashed so far; nothing is then stored or compared. Progress is shown when the output is a console.
+hashed so far; nothing is then stored or compared. Progress is shown when the
+output is a console.
 
 Exit codes:
   0  every file was read

@@ -11,13 +11,15 @@ namespace FolderAudit {
 
 /// What the command line asks for.
 struct Options {
-  std::wstring folder;
-  std::wstring flowLogFile;                ///< empty: no flow log
-  std::wstring saveFile;                   ///< empty: the audit is not stored
-  std::wstring compareFile;                ///< empty: the audit is not compared
-  std::vector<std::wstring> skippedNames;  ///< folders of these names are left out
+  std::wstring folder;                        ///< empty: none was given
+  std::wstring flowLogFile;                   ///< empty: no flow log
+  std::wstring saveFile;                      ///< empty: the audit is not stored
+  std::wstring compareFile;                   ///< empty: the audit is not compared
+  std::vector<std::wstring> skippedNames;     ///< folders of these names are left out
+  std::wstring settingsKey = L"FolderAudit";  ///< registry key below the framework's
   bool listsHashes = false;
-  bool showsHelp = false;  ///< nothing else counts then
+  bool showsSettings = false;  ///< nothing is audited then
+  bool showsHelp = false;      ///< nothing else counts then
 };
 
 /// Reads the arguments that follow the program's name. Empty when they make no sense, and `problem`

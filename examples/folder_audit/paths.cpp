@@ -6,8 +6,8 @@
 
 namespace FolderAudit {
 
-std::wstring MakeExtendedPath(const std::wstring& path) {
-  static MSourceContext context(L"Paths", L"MakeExtendedPath");
+std::wstring MakeFullPath(const std::wstring& path) {
+  static MSourceContext context(L"Paths", L"MakeFullPath");
   if (path.starts_with(LR"(\\?\)")) return path;
 
   std::wstring full;
@@ -18,11 +18,16 @@ std::wstring MakeExtendedPath(const std::wstring& path) {
         ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
     if (length == 0) {
       const DWORD code = ::GetLastError();
-      RaiseError(context.At(__LINE__, &context), L"BadPath", L"winErrorCode", code);
+      RaiseError(context.At(__LINE__, nullptr), L"BadPath", L"winErrorCode", code);
     }
   } while (length >= full.size());
   full.resize(length);
+  return full;
+}
 
+std::wstring MakeExtendedPath(const std::wstring& path) {
+  const std::wstring full = MakeFullPath(path);
+  if (full.starts_with(LR"(\\?\)")) return full;
   if (full.starts_with(LR"(\\.\)")) return full;
   if (full.starts_with(LR"(\\)")) return LR"(\\?\UNC\)" + full.substr(2);
   return LR"(\\?\)" + full;

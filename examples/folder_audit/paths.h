@@ -6,6 +6,10 @@
 
 namespace FolderAudit {
 
+/// `path` from the drive or share on, without `.` and `..`, as a user would type it; one in
+/// extended form stays as it is. Raises "BadPath" ("winErrorCode").
+[[nodiscard]] std::wstring MakeFullPath(const std::wstring& path);
+
 /// The full path of `path` in the form that has no length limit and takes every name as it stands,
 /// `\\?\C:\folder` or `\\?\UNC\server\share`. Raises "BadPath" ("winErrorCode").
 [[nodiscard]] std::wstring MakeExtendedPath(const std::wstring& path);

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/report.h"
 
-#include <algorithm>
 #include <array>
 #include <iomanip>
 #include <new>
 #include <sstream>
-#include <utility>
 
 #include "folder_audit/error_text.h"
 #include "orvel/foundation/locale.h"
@@ -27,11 +25,9 @@ std::wostringstream MakeStream() {
 
 }  // namespace
 
-Report::Report(TextOutput& output, TextOutput& error, bool listsHashes)
-    : output_(output),
-      error_(error),
+Report::Report(TerminalWriter& terminal, bool listsHashes)
+    : terminal_(terminal),
       listsHashes_(listsHashes),
-      showsProgress_(output.IsConsole()),
       nextProgress_(std::chrono::steady_clock::now() + kProgressInterval) {}
 
 void Report::OnFileStarted(const std::wstring& relativePath) {
@@ -51,18 +47,15 @@ void Report::OnBytesRead(std::uint64_t bytes) noexcept {
 void Report::OnEntry(const AuditEntry& entry) {
   ++fileCount_;
   if (entry.error) {
-    EraseProgress();
-    error_.Write(L"unreadable: " + Printable(entry.relativePath) + L": " +
-                 DescribeCause(*entry.error) + L'\n');
+    terminal_.PrintError(L"unreadable: " + Printable(entry.relativePath) + L": " +
+                         DescribeCause(*entry.error) + L'\n');
   } else if (listsHashes_) {
-    EraseProgress();
-    output_.Write(std::wstring(entry.sha256.begin(), entry.sha256.end()) + L"  " +
-                  Printable(entry.relativePath) + L'\n');
+    terminal_.Print(std::wstring(entry.sha256.begin(), entry.sha256.end()) + L"  " +
+                    Printable(entry.relativePath) + L'\n');
   }
 }
 
 void Report::PrintSummary(const AuditResult& result) {
-  EraseProgress();
   std::uint64_t bytes = 0;
   std::uint64_t unreadable = 0;
   for (const AuditEntry& entry : result.entries) {
@@ -83,7 +76,8 @@ void Report::PrintSummary(const AuditResult& result) {
        << L"Rate          " << std::setprecision(1)
        << static_cast<double>(bytes) / kMegabyte * perSecond << L" MB/s, " << std::setprecision(0)
        << static_cast<double>(hashed) * perSecond << L" files/s\n";
-  output_.Write(text.str());
+  terminal_.Print(text.str());
+  terminal_.Flush();
 }
 
 void Report::PrintComparison(const std::vector<FileDifference>& differences) {
@@ -91,14 +85,13 @@ void Report::PrintComparison(const std::vector<FileDifference>& differences) {
   constexpr std::array kLabels = {L"added", L"changed", L"removed", L"unreadable",
                                   L"unreadable before"};
   std::array<std::uint64_t, kLabels.size()> counts{};
-  EraseProgress();
   for (const auto& [kind, entry] : differences) {
     const auto index = static_cast<std::size_t>(kind);
     ++counts[index];
     if (kind == Kind::kUnreadable) continue;  // told when it was met
     std::wstring line = kLabels[index] + (L": " + Printable(entry->relativePath));
     if (entry->error) line += L": " + DescribeCause(*entry->error);
-    output_.Write(line + L'\n');
+    terminal_.Print(line + L'\n');
   }
   std::wostringstream text = MakeStream();
   text << L"Compared      ";
@@ -106,20 +99,12 @@ void Report::PrintComparison(const std::vector<FileDifference>& differences) {
     text << (index != 0 ? L", " : L"") << counts[index] << L' ' << kLabels[index];
   }
   text << L'\n';
-  output_.Write(text.str());
-}
-
-void Report::EraseProgress() noexcept {
-  if (shown_.empty()) return;
-  std::fill(shown_.begin(), shown_.end(), L' ');
-  output_.WriteIfPossible(L"\r");
-  output_.WriteIfPossible(shown_);
-  output_.WriteIfPossible(L"\r");
-  shown_.clear();
+  terminal_.Print(text.str());
+  terminal_.Flush();
 }
 
 void Report::ShowProgress() {
-  if (!showsProgress_) return;
+  if (!terminal_.ShowsProgress()) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < nextProgress_) return;
   nextProgress_ = now + kProgressInterval;
@@ -127,14 +112,7 @@ void Report::ShowProgress() {
   std::wostringstream stream = MakeStream();
   stream << fileCount_ << L" files, " << std::setprecision(1)
          << static_cast<double>(byteCount_) / kMegabyte << L" MB  " << Printable(currentFile_);
-  // In the last column the cursor would go on to the next line.
-  std::wstring line = stream.str().substr(0, output_.GetWidth() - 1);
-  const std::size_t length = line.size();
-  line.resize(std::max(length, shown_.size()), L' ');  // covers the one before
-  output_.WriteIfPossible(L"\r");
-  output_.WriteIfPossible(line);
-  line.resize(length);
-  shown_ = std::move(line);
+  terminal_.ShowProgress(stream.str());
 }
 
 }  // namespace FolderAudit

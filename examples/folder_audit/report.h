@@ -8,41 +8,38 @@
 
 #include "folder_audit/audit_comparison.h"
 #include "folder_audit/folder_audit.h"
-#include "folder_audit/text_output.h"
+#include "folder_audit/terminal_writer.h"
 
 namespace FolderAudit {
 
 /// Tells the user how the audit goes: progress while it runs, errors and, on request, hashes as
-/// they come, a summary at the end.
+/// they come, a summary at the end. While the audit runs nothing here waits for the terminal.
 ///
 /// For one audit at a time, whose calls do not overlap.
 class Report final : public IAuditObserver {
  public:
-  /// The outputs are borrowed.
-  Report(TextOutput& output, TextOutput& error, bool listsHashes);
+  /// `terminal` is borrowed.
+  Report(TerminalWriter& terminal, bool listsHashes);
 
   void OnFileStarted(const std::wstring& relativePath) override;
   void OnBytesRead(std::uint64_t bytes) noexcept override;
   void OnEntry(const AuditEntry& entry) override;
 
-  /// Prints what the audit came to. Raises "CannotWrite".
+  /// Prints what the audit came to, and waits until that and all before is written. Raises
+  /// "CannotWrite", also for what was to be told before.
   void PrintSummary(const AuditResult& result);
-  /// Prints what differs from an earlier audit, a line each, and how much. Raises "CannotWrite".
+  /// Prints what differs from an earlier audit, a line each, and how much; waits and raises as
+  /// well.
   void PrintComparison(const std::vector<FileDifference>& differences);
-  /// Takes a line of progress that is on the screen away, for what others print.
-  void EraseProgress() noexcept;
 
  private:
   void ShowProgress();
 
-  TextOutput& output_;
-  TextOutput& error_;
+  TerminalWriter& terminal_;
   const bool listsHashes_;
-  const bool showsProgress_;
   std::uint64_t fileCount_ = 0;
   std::uint64_t byteCount_ = 0;
   std::wstring currentFile_;
-  std::wstring shown_;  // the line of progress on the screen
   std::chrono::steady_clock::time_point nextProgress_;
 };
 

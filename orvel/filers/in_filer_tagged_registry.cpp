@@ -49,7 +49,7 @@ struct IInFilerTaggedRegistry::WholeValue {
  private:
   static constexpr std::uint32_t kMaxSizeInBytes = 0x7FFFFFFF;
 
-  wchar_t shortData_[256];  // one query is enough for what fits
+  wchar_t shortData_[256] = {};  // one query is enough for what fits
   std::vector<wchar_t> longData_;
 };
 

@@ -64,7 +64,7 @@ class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedR
  private:
   struct WholeValue;
   struct NameLess {
-    using is_transparent = void;
+    using is_transparent = void;  // NOLINT(readability-identifier-naming): the standard's name
     [[nodiscard]] bool operator()(std::wstring_view left, std::wstring_view right) const noexcept;
   };
   using NameSet = std::set<std::wstring, NameLess>;

@@ -11,6 +11,7 @@
 
 #include "child_process.h"
 #include "temporary_folder.h"
+#include "tests/support/registry_sandbox.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ using Orvel::Detail::KernelHandle;
 using Orvel::Testing::ChildProcess;
 using Orvel::Testing::ProgramRun;
 using Orvel::Testing::ReadWholeFile;
+using Orvel::Testing::RegistrySandbox;
 using Orvel::Testing::RunProgram;
 using Orvel::Testing::TemporaryFolder;
 using testing::HasSubstr;
@@ -31,7 +33,11 @@ constexpr const char* kHashOfAbc =
 constexpr const char* kHashOfAMillionA =
     "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0";
 
-ProgramRun RunAudit(const std::vector<std::wstring>& arguments) {
+/// Runs the program with settings that are not the user's own.
+ProgramRun RunAudit(std::vector<std::wstring> arguments, const std::wstring& settingsKey = {}) {
+  static const RegistrySandbox sandbox;
+  const std::wstring& key = settingsKey.empty() ? sandbox.GetApplicationKey() : settingsKey;
+  arguments.insert(arguments.begin(), {L"--settings-key", key});
   return RunProgram(FOLDER_AUDIT_EXE, arguments);
 }
 
@@ -48,6 +54,12 @@ std::string SummaryValue(const std::string& output, const std::string& label) {
   std::smatch match;
   const std::regex pattern("(?:^|\n)" + label + " +([^\n]*)");
   return std::regex_search(output, match, pattern) ? match[1].str() : "no such line";
+}
+
+std::string Narrow(const std::wstring& text) {
+  std::string narrow;
+  for (const wchar_t character : text) narrow += static_cast<char>(character);
+  return narrow;
 }
 
 TEST(FolderAuditTest, HashesEveryFileAndPrintsItsNameAsUtf8) {
@@ -98,6 +110,46 @@ TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
   const ProgramRun again = RunAudit({L"--compare", file, folder.GetPath()});
   EXPECT_EQ(again.exitCode, 0u) << again.output;
   EXPECT_EQ(RunAudit({L"--compare", store.GetPath(), folder.GetPath()}).exitCode, 4u);
+}
+
+TEST(FolderAuditTest, KeepsItsSettingsFromOneAuditToTheNext) {
+  const RegistrySandbox sandbox;
+  const std::wstring& key = sandbox.GetApplicationKey();
+  TemporaryFolder folder;
+  folder.WriteFile(L"abc", "abc");
+  const std::wstring file = folder.Expect(L"audit.xml");
+  EXPECT_THAT(RunAudit({L"--settings"}, key).output,
+              StartsWith("Last folder      none yet\nLast audit file  none yet\n"
+                         "Audits run       0, 0 of them interrupted\n"));
+  EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath() + L"\\."}, key).exitCode, 0u);
+  EXPECT_EQ(RunAudit({folder.GetPath()}, key).exitCode, 0u);
+  const ProgramRun settings = RunAudit({L"--settings"}, key);
+  EXPECT_EQ(settings.exitCode, 0u);
+  EXPECT_EQ(SummaryValue(settings.output, "Last folder"), Narrow(folder.GetPath()));
+  EXPECT_EQ(SummaryValue(settings.output, "Last audit file"), Narrow(file));
+  EXPECT_EQ(SummaryValue(settings.output, "Audits run"), "2, 0 of them interrupted");
+  const ProgramRun noFolder = RunAudit({}, key);
+  EXPECT_EQ(noFolder.exitCode, 2u);
+  EXPECT_THAT(noFolder.error, HasSubstr("the last one audited was " + Narrow(folder.GetPath())));
+}
+
+TEST(FolderAuditTest, ARegistryThatFailsOrHoldsNonsenseEndsNoAudit) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"abc", "abc");
+  const ProgramRun refused = RunAudit({folder.GetPath()}, L"no\\\\key");
+  EXPECT_EQ(refused.exitCode, 0u);
+  EXPECT_EQ(SummaryValue(refused.output, "Files hashed"), "1");
+  EXPECT_THAT(refused.error,
+              HasSubstr("settings not kept: Settings.SaveSettings:CannotSave (key = no\\\\key)"));
+
+  const RegistrySandbox sandbox;
+  constexpr std::uint32_t kBinary = 3;
+  ASSERT_TRUE(sandbox.Set(L"", L"LastFolder", {kBinary, {'a', 0, 'b', 0}}));
+  ASSERT_TRUE(sandbox.Set(L"Counters", L"AuditsRun", {kBinary, {1, 2, 3, 4, 5}}));
+  EXPECT_EQ(RunAudit({folder.GetPath()}, sandbox.GetApplicationKey()).exitCode, 0u);
+  EXPECT_EQ(
+      SummaryValue(RunAudit({L"--settings"}, sandbox.GetApplicationKey()).output, "Audits run"),
+      "1, 0 of them interrupted");
 }
 
 TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOn) {
@@ -165,9 +217,13 @@ TEST(FolderAuditTest, SkipsFoldersByNameWhateverTheCase) {
 }
 
 TEST(FolderAuditTest, RefusesACommandLineThatMakesNoSense) {
-  const std::vector<std::vector<std::wstring>> commandLines = {
-      {},          {L""}, {L"--flow-logs", L"."}, {L".", L"--flow-log"}, {L".", L"--skip", L""},
-      {L"a", L"b"}};
+  const std::vector<std::vector<std::wstring>> commandLines = {{},
+                                                               {L""},
+                                                               {L"--flow-logs", L"."},
+                                                               {L".", L"--flow-log"},
+                                                               {L".", L"--skip", L""},
+                                                               {L"a", L"b"},
+                                                               {L"--settings", L"--save"}};
   for (const auto& arguments : commandLines) {
     const ProgramRun run = RunAudit(arguments);
     EXPECT_EQ(run.exitCode, 2u);
@@ -253,6 +309,7 @@ TEST(FolderAuditTest, TheFlowLogTellsTheRunWithEveryName) {
         "% Scope_push in_class Audit at Run for_object .*\\(Main thread\\)",
         "% Scope_push in_class HashFileCommand at ExecuteCommand .*"
         "\\(Command processor thread\\)",
+        "% Scope_push in_class TerminalWriter at WriteText .*\\(Scheduler thread\\)",
         "% Root_error CannotOpenFile in_class FileReader at Open .*\\(FileReader\\)",
         "% State_change to Inactive in_class MEngineThread",
         "% Destruction in_class Audit at ~Audit"}) {

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/terminal_writer.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "orvel/foundation/exception.h"
+
+namespace FolderAudit {
+namespace {
+
+constexpr const wchar_t* kClassName = L"TerminalWriter";
+
+}  // namespace
+
+TerminalWriter::TerminalWriter(TextOutput& output, TextOutput& error)
+    : output_(output), error_(error) {
+  static const MFlowPoint point(kClassName, kClassName);
+  NameFlowObject(this, kClassName);
+  point.Record(MFlowEvent::kConstruction, this);
+  scheduler_.Enable();
+}
+
+TerminalWriter::~TerminalWriter() {
+  static const MFlowPoint point(kClassName, L"~TerminalWriter");
+  point.Record(MFlowEvent::kDestruction, this);
+  try {
+    WaitUntilWritten();
+  } catch (const MException& exception) {
+    RecordDismissed(point, this, exception);
+  } catch (const std::exception&) {
+    // No memory to wait with: what is still to be written gets lost.
+  }
+}
+
+void TerminalWriter::PostText(TextOutput& stream, std::wstring text) {
+  RaiseFailure();
+  Post([this, &stream, text = std::move(text)] {
+    static const MFlowPoint point(kClassName, L"WriteText");
+    const MFlowScope scope(point, this);
+    EraseProgress();
+    stream.Write(text);
+  });
+}
+
+/// Has `write` called on the scheduler's thread, and what it raises kept for the teller.
+void TerminalWriter::Post(std::function<void()> write) {
+  scheduler_.ScheduleDesyncEvent(MakeDesyncEvent([this, write = std::move(write)] {
+    if (hasFailed_.load(std::memory_order_relaxed)) return;
+    try {
+      write();
+    } catch (const std::exception&) {
+      failure_ = std::current_exception();
+      hasFailed_.store(true, std::memory_order_release);
+    }
+  }));
+}
+
+void TerminalWriter::ShowProgress(std::wstring line) noexcept {
+  if (!ShowsProgress() || progressIsQueued_.exchange(true, std::memory_order_relaxed)) return;
+  try {
+    Post([this, line = std::move(line)] {
+      progressIsQueued_.store(false, std::memory_order_relaxed);
+      Paint(line);
+    });
+  } catch (const std::exception&) {
+    progressIsQueued_.store(false, std::memory_order_relaxed);
+  }
+}
+
+void TerminalWriter::Flush() {
+  static const MFlowPoint point(kClassName, L"Flush");
+  const MFlowScope scope(point, this);
+  WaitUntilWritten();
+  RaiseFailure();
+}
+
+void TerminalWriter::WaitUntilWritten() {
+  {
+    const std::lock_guard lock(mutex_);
+    isWritten_ = false;
+  }
+  // A scheduler that is disabled leaves in the queue what it has not got to: a last event tells
+  // when the others are through.
+  scheduler_.ScheduleDesyncEvent(MakeDesyncEvent([this] {
+    EraseProgress();
+    const std::lock_guard lock(mutex_);
+    isWritten_ = true;
+    written_.notify_one();
+  }));
+  std::unique_lock lock(mutex_);
+  written_.wait(lock, [this] { return isWritten_; });
+}
+
+void TerminalWriter::RaiseFailure() const {
+  if (hasFailed_.load(std::memory_order_acquire)) std::rethrow_exception(failure_);
+}
+
+void TerminalWriter::Paint(std::wstring line) {
+  // In the last column the cursor would go on to the next line.
+  line.resize(std::min(line.size(), output_.GetWidth() - 1));
+  const std::size_t length = line.size();
+  line.resize(std::max(length, shown_.size()), L' ');  // covers the one before
+  output_.WriteIfPossible(L"\r");
+  output_.WriteIfPossible(line);
+  line.resize(length);
+  shown_ = std::move(line);
+}
+
+void TerminalWriter::EraseProgress() noexcept {
+  if (shown_.empty()) return;
+  std::fill(shown_.begin(), shown_.end(), L' ');
+  output_.WriteIfPossible(L"\r");
+  output_.WriteIfPossible(shown_);
+  output_.WriteIfPossible(L"\r");
+  shown_.clear();
+}
+
+}  // namespace FolderAudit

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "folder_audit/terminal_writer.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "orvel/platform/kernel_handle.h"
+#include "tests/support/hang_watchdog.h"
+#include "tests/support/raised_error.h"
+
+namespace {
+
+using namespace FolderAudit;
+using Orvel::Detail::KernelHandle;
+using Orvel::Testing::ErrorOf;
+using Orvel::Testing::HangWatchdog;
+
+/// Both outputs of this process, into one pipe. A line of progress is never shown there.
+struct PipedOutputs {
+  PipedOutputs() {
+    HANDLE readHandle = nullptr;
+    HANDLE writeHandle = nullptr;
+    EXPECT_TRUE(::CreatePipe(&readHandle, &writeHandle, nullptr, 0));
+    readEnd = KernelHandle(readHandle);
+    writeEnd = KernelHandle(writeHandle);
+    output = MakeOutput(STD_OUTPUT_HANDLE, TextOutput::Stream::kOutput);
+    error = MakeOutput(STD_ERROR_HANDLE, TextOutput::Stream::kError);
+  }
+
+  KernelHandle readEnd;
+  KernelHandle writeEnd;
+  std::unique_ptr<TextOutput> output;
+  std::unique_ptr<TextOutput> error;
+
+ private:
+  std::unique_ptr<TextOutput> MakeOutput(DWORD which, TextOutput::Stream stream) const {
+    const HANDLE before = ::GetStdHandle(which);
+    ::SetStdHandle(which, writeEnd.Get());
+    auto made = std::make_unique<TextOutput>(stream);
+    ::SetStdHandle(which, before);
+    return made;
+  }
+};
+
+std::string ReadToEnd(HANDLE pipe) {
+  std::string text;
+  std::array<char, 4096> buffer;
+  DWORD size = 0;
+  while (::ReadFile(pipe, buffer.data(), buffer.size(), &size, nullptr)) {
+    text.append(buffer.data(), size);
+  }
+  return text;
+}
+
+TEST(TerminalWriterTest, NobodyWaitsForATerminalThatDoesNotMoveAndEverythingComesInOrder) {
+  const HangWatchdog watchdog;
+  PipedOutputs outputs;
+  TerminalWriter writer(*outputs.output, *outputs.error);
+  std::wstring expected;
+  for (int i = 0; i < 2000; ++i) {
+    const std::wstring line = std::to_wstring(i) + std::wstring(500, L'x') + L'\n';
+    expected += line;
+    // To both outputs in turn: they share one order.
+    i % 2 == 0 ? writer.Print(line) : writer.PrintError(line);
+    writer.ShowProgress(L"progress");
+  }
+  DWORD inPipe = 0;
+  EXPECT_TRUE(::PeekNamedPipe(outputs.readEnd.Get(), nullptr, 0, nullptr, &inPipe, nullptr));
+  ASSERT_LT(inPipe, expected.size() / 2) << "the pipe took what it was to hold up";
+
+  std::string read;
+  std::jthread reader([&] { read = ReadToEnd(outputs.readEnd.Get()); });
+  writer.Flush();
+  outputs.writeEnd.Close();
+  reader.join();
+  EXPECT_TRUE(read == std::string(expected.begin(), expected.end()));
+}
+
+TEST(TerminalWriterTest, AWriteThatFailedReachesTheTellerWithTheNextCalls) {
+  const HangWatchdog watchdog;
+  PipedOutputs outputs;
+  outputs.readEnd.Close();
+  TerminalWriter writer(*outputs.output, *outputs.error);
+  writer.Print(L"into nothing\n");
+  const std::string error = ErrorOf([&] { writer.Flush(); });
+  EXPECT_TRUE(error.starts_with("TextOutput.Write:CannotWrite [winErrorCode=")) << error;
+  EXPECT_EQ(ErrorOf([&] { writer.PrintError(L"more\n"); }), error);
+}
+
+}  // namespace
