@@ -8,17 +8,17 @@
 namespace FolderAudit {
 namespace {
 
-std::stop_source& Interrupt() {
+StopRequest& Interrupt() {
   // Never destroyed: the system may call the handler to the very end of the process.
-  static std::stop_source* const source = new std::stop_source;
-  return *source;
+  static StopRequest* const request = new StopRequest;
+  return *request;
 }
 
 BOOL WINAPI OnConsoleEvent(DWORD event) noexcept {
   static const MFlowPoint point(L"ConsoleInterrupt", L"OnConsoleEvent");
   flowLogger().nameCurrentThread(L"Console event thread");
   const MFlowScope scope(point, &Interrupt());
-  if (!Interrupt().request_stop()) return FALSE;
+  if (!Interrupt().Make()) return FALSE;
   // Of the others the process would not survive the return: leave it time to report.
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
   return TRUE;
@@ -26,7 +26,7 @@ BOOL WINAPI OnConsoleEvent(DWORD event) noexcept {
 
 }  // namespace
 
-std::stop_token WatchConsoleInterrupt() {
+StopRequest& WatchConsoleInterrupt() {
   static MSourceContext context(L"ConsoleInterrupt", L"WatchConsoleInterrupt");
   NameFlowObject(&Interrupt(), L"ConsoleInterrupt");
   const MFlowScope scope(context, &Interrupt());
@@ -36,7 +36,7 @@ std::stop_token WatchConsoleInterrupt() {
     const DWORD code = ::GetLastError();
     RaiseError(context.At(__LINE__, &Interrupt()), L"CannotWatchConsole", L"winErrorCode", code);
   }
-  return Interrupt().get_token();
+  return Interrupt();
 }
 
 }  // namespace FolderAudit

@@ -16,9 +16,10 @@ constexpr const wchar_t* kClassName = L"Audit";
 
 }  // namespace
 
-Audit::Audit(const Options& options, IAuditObserver& observer, std::stop_token stop)
+Audit::Audit(const Options& options, IAuditObserver& observer, StopRequest& stop)
     : observer_(observer),
-      stop_(std::move(stop)),
+      stopRequest_(stop),
+      stop_(stop.GetToken()),
       root_(MakeExtendedPath(options.folder)),
       walker_(root_, options.skippedNames, stop_),
       hasher_(stop_, [&observer](std::uint64_t bytes) { observer.OnBytesRead(bytes); }) {
@@ -36,8 +37,7 @@ Audit::~Audit() {
 AuditResult Audit::Run() {
   static const MFlowPoint point(kClassName, L"Run");
   const MFlowScope scope(point, this);
-  // Runs on the thread that requests the stop and never raises; leaving this function waits for it.
-  const std::stop_callback stopProcessor(stop_, [this] { processor_.ForceStop(); });
+  const StopRequest::Action stopProcessor(stopRequest_, [this] { processor_.ForceStop(); });
 
   const auto start = std::chrono::steady_clock::now();
   AuditResult result;

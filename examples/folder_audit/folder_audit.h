@@ -9,6 +9,7 @@
 #include "folder_audit/file_hasher.h"
 #include "folder_audit/folder_walker.h"
 #include "folder_audit/options.h"
+#include "folder_audit/stop_request.h"
 #include "orvel/commands/command_processor.h"
 
 namespace FolderAudit {
@@ -34,9 +35,9 @@ class IAuditObserver {
 /// Thread-affine, but a stop may be requested from anywhere.
 class Audit {
  public:
-  /// Lists the folder and starts the worker. `observer` is borrowed. Raises what `FolderWalker`,
-  /// `Sha256Hasher` and the start of a thread raise.
-  Audit(const Options& options, IAuditObserver& observer, std::stop_token stop);
+  /// Lists the folder and starts the worker. `observer` and `stop` are borrowed. Raises what
+  /// `FolderWalker`, `Sha256Hasher` and the start of a thread raise.
+  Audit(const Options& options, IAuditObserver& observer, StopRequest& stop);
   ~Audit();
   Audit(const Audit&) = delete;
   Audit& operator=(const Audit&) = delete;
@@ -49,7 +50,8 @@ class Audit {
   [[nodiscard]] bool HashFile(AuditEntry& entry);
 
   IAuditObserver& observer_;
-  const std::stop_token stop_;
+  StopRequest& stopRequest_;
+  const std::stop_token stop_;  // of that request
   const std::wstring root_;
   FolderWalker walker_;
   FileHasher hasher_;

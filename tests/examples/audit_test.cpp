@@ -43,7 +43,8 @@ TEST(AuditTest, AFileThatVanishesIsAnEntryWithItsChain) {
     if (file != L"b") return;
     EXPECT_TRUE(::DeleteFileW(folder.Extended(file).c_str()));
   });
-  Audit audit(OptionsFor(folder), observer, {});
+  StopRequest stop;
+  Audit audit(OptionsFor(folder), observer, stop);
   const AuditResult result = audit.Run();
 
   ASSERT_EQ(result.entries.size(), 3u);
@@ -65,11 +66,11 @@ TEST(AuditTest, AFileThatVanishesIsAnEntryWithItsChain) {
 TEST(AuditTest, AStopBetweenFilesKeepsWhatWasHashed) {
   TemporaryFolder folder;
   for (const wchar_t* name : {L"a", L"b", L"c"}) folder.WriteFile(name, "text");
-  std::stop_source stop;
+  StopRequest stop;
   StartObserver observer([&](const std::wstring& file) {
-    if (file == L"b") stop.request_stop();
+    if (file == L"b") stop.Make();
   });
-  Audit audit(OptionsFor(folder), observer, stop.get_token());
+  Audit audit(OptionsFor(folder), observer, stop);
   const AuditResult result = audit.Run();
   EXPECT_TRUE(result.interrupted);
   ASSERT_EQ(result.entries.size(), 1u);
@@ -83,12 +84,12 @@ TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
     folder.WriteFile(std::to_wstring(i), std::string(1000 * i, 'x'));
   }
   for (int round = 0; round < 40; ++round) {
-    std::stop_source stop;
+    StopRequest stop;
     StartObserver observer([](const std::wstring&) {});
-    Audit audit(OptionsFor(folder), observer, stop.get_token());
+    Audit audit(OptionsFor(folder), observer, stop);
     std::jthread stopper([&, round] {
       std::this_thread::sleep_for(std::chrono::microseconds(400 * round));
-      stop.request_stop();
+      stop.Make();
     });
     const AuditResult result = audit.Run();
     EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles);
