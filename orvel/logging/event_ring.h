@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-
-#include "orvel/platform/clocks.h"
-#include "orvel/platform/kernel_handle.h"
 
 namespace Orvel::Detail {
 
@@ -91,8 +90,8 @@ class EventRing {
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };
 
-// In the header, so that it becomes part of whatever records: beside the clock, recording costs
-// little more than a call.
+// In the header, and on the system's calls themselves, so that it becomes part of whatever records:
+// beside the clock, recording costs little more than a call.
 inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2,
                               std::int32_t classId, std::int32_t pointId,
                               std::uint64_t object) noexcept {
@@ -101,7 +100,9 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
   if ((old & kRecordingEnabled) == 0) return;
   Slot& slot = slots_[PositionOf(old)];
-  slot.counter.store(ReadPerformanceCounter(), std::memory_order_relaxed);
+  LARGE_INTEGER counter;
+  ::QueryPerformanceCounter(&counter);
+  slot.counter.store(counter.QuadPart, std::memory_order_relaxed);
   slot.kind.store(kind, std::memory_order_relaxed);
   slot.arg1.store(arg1, std::memory_order_relaxed);
   slot.arg2.store(arg2, std::memory_order_relaxed);
@@ -111,7 +112,7 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   slot.pointId.store(pointId, std::memory_order_relaxed);
   // Release pairs with the acquire of Read: in a slot that was empty, the thread id says that the
   // other fields are there.
-  slot.threadId.store(CurrentThreadId(), std::memory_order_release);
+  slot.threadId.store(::GetCurrentThreadId(), std::memory_order_release);
 }
 
 }  // namespace Orvel::Detail

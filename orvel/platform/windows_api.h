@@ -2,7 +2,7 @@
 #pragma once
 
 // The system's headers, for sources. Not for public headers: one that holds a Windows structure by
-// value includes <windows.h> itself, without the macros below.
+// value or calls the system inline includes <windows.h> itself, without the macros below.
 
 #ifndef NOMINMAX
 #define NOMINMAX
