@@ -129,8 +129,14 @@ void MCommandProcessor::ThreadFunction() {
       [this] {
         if (threadEndCallback_ != nullptr) threadEndCallback_->Invoke();
       });
-  ReopenQueue();
-  SignalThreadStarted();
+  const bool wasClosed = ReopenQueue();
+  try {
+    SignalThreadStarted();
+  } catch (const MException&) {
+    // The start fails, so nobody serves a queue that was aborted before.
+    if (wasClosed) Abort();
+    throw;
+  }
   try {
     do {
       if (!WaitForEvents(idleTimeoutMs_)) RunIdleCallback();
@@ -193,18 +199,26 @@ void MCommandProcessor::Abort() {
   const MFlowScope scope(context, this);
   context.Trace(this);
   unserved_.fetch_or(kUnserved, std::memory_order_acq_rel);
-  Orvel::Detail::SetEventOrRaise(context.At(__LINE__, this), aborted_.Get());
+  // Callers that wait have nothing else to wake them: a refusal is worth a second try.
+  const bool isSignalled = Orvel::Detail::SetKernelEvent(aborted_.Get()) ||
+                           Orvel::Detail::SetKernelEvent(aborted_.Get());
+  const std::uint32_t code = Orvel::Detail::LastErrorCode();
   DeleteUnservedCommands();
+  if (isSignalled) return;
+  RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
 }
 
-void MCommandProcessor::ReopenQueue() {
+bool MCommandProcessor::ReopenQueue() {
   while ((unserved_.load(std::memory_order_acquire) & kUnserved) != 0) {
     DeleteUnservedCommands();
     std::uint32_t expected = kUnserved;
-    if (unserved_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) return;
+    if (unserved_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) {
+      return true;
+    }
     // Another thread is between taking a command out and saying so.
     Orvel::Detail::YieldThread();
   }
+  return false;
 }
 
 void MCommandProcessor::DeleteUnservedCommands() {

@@ -76,7 +76,8 @@ class MCommandProcessor : public MEngineThread {
   bool ExecuteNextCommand();
   void RunIdleCallback();
   void Abort();
-  void ReopenQueue();
+  /// Tells whether it was closed.
+  bool ReopenQueue();
   void DeleteUnservedCommands();
   void RequireNoWorker(const MRaiseSite& site) const;
 

@@ -144,9 +144,14 @@ void MEngineThread::Flush() {
   const MScopedLock lock(mutex_, lockDepth_);
   if (GetState() == MEngineState::kInactive) return;
 
+  const std::uint32_t asked = flushesAsked_.fetch_add(1, std::memory_order_acq_rel) + 1;
   SetEventOrRaise(context.At(__LINE__, this), flushRequest_.Get());
   const std::array<void*, 2> handles = {flushDone_.Get(), thread_.Get()};
-  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
+  WaitOutcome outcome;
+  do {
+    outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
+  } while (outcome.status == WaitStatus::kObject0 &&
+           flushesServed_.load(std::memory_order_acquire) != asked);
   switch (outcome.status) {
     case WaitStatus::kObject0:
       return;
@@ -158,7 +163,9 @@ void MEngineThread::Flush() {
   }
 }
 
-void MEngineThread::Stop() {
+void MEngineThread::Stop() { StopWorker(false); }
+
+void MEngineThread::StopWorker(bool endsAlways) {
   static MSourceContext context(kClassName, L"Stop");
   const MFlowScope scope(context, this);
   if (IsWorker()) {
@@ -170,26 +177,32 @@ void MEngineThread::Stop() {
   {
     const MScopedLock lock(mutex_, lockDepth_);
     const MEngineState state = GetState();
-    if (state == MEngineState::kInactive || IsStopRequested()) return;
+    if (state == MEngineState::kInactive || stopIsUnderWay_) return;
     ChangeState(MEngineState::kStopping);
     if (!Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
       const std::uint32_t code = Orvel::Detail::LastErrorCode();
-      ChangeState(state);
+      if (endsAlways) {
+        EndWorker();
+      } else {
+        ChangeState(state);
+      }
       RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
     }
     // Only the stop under way closes the handle, so it is good for the wait below.
     thread = thread_.Get();
-    ++stopsUnderWay_;
+    stopIsUnderWay_ = true;
   }
 
   const WaitOutcome outcome = Orvel::Detail::WaitForOne(thread, kWaitForever);
 
+  // After this lock is released the object may be gone: another thread may wait to destroy it.
   const MScopedLock lock(mutex_, lockDepth_);
-  --stopsUnderWay_;
+  stopIsUnderWay_ = false;
   if (outcome.status == WaitStatus::kObject0) {
     BecomeInactive();
     return;
   }
+  if (endsAlways) EndWorker();
   if (outcome.status == WaitStatus::kAbandoned0) {
     RaiseError(context.At(__LINE__, this), L"Abandoned");
   }
@@ -201,24 +214,16 @@ void MEngineThread::ForceStop() noexcept {
   const MFlowScope scope(point, this);
   if (!IsWorker()) {
     const MScopedLock lock(mutex_, lockDepth_);
-    const MEngineState state = GetState();
-    if (state == MEngineState::kInactive || IsStopRequested()) return;
-    if (state != MEngineState::kRunning) {
+    if (GetState() == MEngineState::kStarting) {
       // Only a start that failed gets here: it holds the lock as long as the state is "Starting".
       EndWorker();
       return;
     }
   }
   try {
-    // Without the lock, which Stop must release while it waits. What other threads do in between
-    // it finds out by itself.
-    Stop();
+    StopWorker(true);
   } catch (const MException& exception) {
     RecordDismissed(point, this, exception);
-    // A worker that calls this lives on, and its owner must still be able to stop it.
-    if (IsWorker()) return;
-    const MScopedLock lock(mutex_, lockDepth_);
-    EndWorker();
   }
 }
 
@@ -226,7 +231,7 @@ void MEngineThread::StopBeforeDestruction() noexcept {
   ForceStop();
   const auto stopIsUnderWay = [this] {
     const MScopedLock lock(mutex_, lockDepth_);
-    return stopsUnderWay_ > 0;
+    return stopIsUnderWay_;
   };
   {
     // The other thread can finish only after this lock is released, so the handle stays good.
@@ -332,7 +337,9 @@ void MEngineThread::ChangeState(MEngineState newState) noexcept {
 void MEngineThread::OnFlushWrapper() {
   static MSourceContext context(kClassName, L"OnFlushWrapper");
   const MFlowScope scope(context, this);
+  const std::uint32_t asked = flushesAsked_.load(std::memory_order_acquire);
   OnFlush();
+  flushesServed_.store(asked, std::memory_order_release);
   SetEventOrRaise(context.At(__LINE__, this), flushDone_.Get());
 }
 

@@ -60,7 +60,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// Asks the worker to leave its loop, which runs `OnStop`, and waits, without limit, until it has
   /// ended. Returns at once while "Inactive" and when another stop is under way, also on the
   /// worker. Raises "CannotStopSelf" on the worker, "Abandoned" (without parameter), "Unexpected"
-  /// ("status") and "WaitFailed".
+  /// ("status") and "WaitFailed"; after the last three another call waits once more.
   void Stop();
 
   /// `Stop` for destructors: an error is recorded in the flow log and the object becomes
@@ -134,6 +134,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void OnStopWrapper();
   void OnRestartEventLoop();
 
+  void StopWorker(bool endsAlways);
   [[nodiscard]] bool IsStopRequested() const noexcept;
   void EndWorker() noexcept ORVEL_REQUIRES(*mutex_);
   void BecomeInactive() noexcept ORVEL_REQUIRES(*mutex_);
@@ -157,6 +158,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   const std::uint64_t arg_;
   std::wstring reservedText_;  // kept for subclasses of old, never interpreted
   bool wakesForMessages_ = false;
-  bool stopIsServed_ = false;                                 // worker, and Start before it
-  std::int32_t stopsUnderWay_ ORVEL_GUARDED_BY(*mutex_) = 0;  // callers waiting in Stop
+  bool stopIsServed_ = false;                              // worker, and Start before it
+  bool stopIsUnderWay_ ORVEL_GUARDED_BY(*mutex_) = false;  // a caller waits for the worker's end
+  // A flush whose wait failed leaves an answer behind, which the next one must not take for its
+  // own. Written with release by the one side, read with acquire by the other.
+  std::atomic<std::uint32_t> flushesAsked_{0};
+  std::atomic<std::uint32_t> flushesServed_{0};
 };

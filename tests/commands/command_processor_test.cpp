@@ -31,6 +31,7 @@ using Orvel::Testing::FlowEventsWith;
 using Orvel::Testing::ForObject;
 using Orvel::Testing::Functor;
 using Orvel::Testing::Latch;
+using Orvel::Testing::SystemAnswer;
 using Orvel::Testing::SystemCall;
 using Orvel::Testing::SystemCallHook;
 using Orvel::Testing::TakeFlowLog;
@@ -321,6 +322,41 @@ TEST_F(MCommandProcessorTest, KeepsItsPromisesWhenTheSystemRefuses) {
     EXPECT_EQ(ErrorOf([&] { static_cast<void>(processor_->IsAborted()); }),
               "MCommandProcessor.IsAborted:ErrorAccessingEvent [winErrorCode=6]");
   }
+}
+
+TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNothingQueued) {
+  std::unique_ptr<SystemCallHook> hook;  // the worker's
+  const auto refuseNext = [&] {
+    hook = std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0, SystemAnswer{0, 6});
+  };
+  processor_->SetThreadEndCallback(Functor([&] { hook.reset(); }));
+  processor_->Start();
+  Tally awaited;
+  {
+    BusyWorker busy(*processor_);
+    processor_->QueueCommand(MakeCommand([&] {
+      refuseNext();  // of the abort that the error brings about
+      RaiseError(context, L"Plain");
+    }));
+    Latch waiting(1);
+    std::jthread caller([&] {
+      const SystemCallHook wait(SystemCall::kWaitForMultipleObjects, [&] { waiting.CountDown(); });
+      EXPECT_EQ(ErrorOf([&] {
+                  processor_->ExecuteSynchronously(std::make_unique<TalliedSynchronous>(awaited));
+                }),
+                "MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted");
+    });
+    waiting.Wait();
+    busy.Release();
+  }
+  EXPECT_TRUE(awaited.DeletedUnexecuted());
+  processor_->Stop();
+
+  Tally unserved;
+  processor_->SetThreadStartCallback(Functor(refuseNext));
+  EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), "MEngineThread.Start:ThreadExitedUnexpectedly");
+  Queue(unserved);
+  EXPECT_TRUE(unserved.DeletedUnexecuted());
 }
 
 TEST_F(MCommandProcessorTest, IsDestroyedWhileItRunsAndLeavesNoHandleBehind) {

@@ -3,13 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "orvel/threads/engine_thread.h"
 #include "tests/support/flow_log.h"
 #include "tests/support/function_functor.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/hang_watchdog.h"
+#include "tests/support/meeting.h"
 #include "tests/support/raised_error.h"
 #include "tests/support/system_call_hook.h"
 #include "tests/threads/scripted_engine.h"
@@ -19,10 +23,12 @@ namespace {
 using Orvel::Testing::CountOpenHandles;
 using Orvel::Testing::ErrorOf;
 using Orvel::Testing::Functor;
+using Orvel::Testing::Latch;
 using Orvel::Testing::ScriptedEngine;
 using Orvel::Testing::SystemAnswer;
 using Orvel::Testing::SystemCall;
 using Orvel::Testing::SystemCallHook;
+using Orvel::Testing::WaitUntilStopIsUnderWay;
 
 constexpr std::uint64_t kWaitFailed = 0xFFFFFFFF;
 
@@ -77,13 +83,15 @@ TEST_P(MEngineThreadFailedWaitTest, InStopLeavesAnObjectThatCanBeDestroyed) {
     engine.onStop = [&] { ++stops; };
     engine.Start();
     {
-      // The first single wait is the look at the stop event.
-      const SystemCallHook hook(SystemCall::kWaitForSingleObject, 1, GetParam().answer);
+      const SystemCallHook hook(SystemCall::kWaitForSingleObject, 0, GetParam().answer);
       EXPECT_EQ(ErrorOf([&] { engine.Stop(); }),
                 std::string("MEngineThread.Stop:") + GetParam().errorOfOneWait);
     }
     EXPECT_EQ(engine.GetState(), MEngineState::kStopping);
-    std::jthread([&] { engine.Stop(); }).join();
+    if (round == 0) {
+      engine.Stop();
+      EXPECT_EQ(engine.GetState(), MEngineState::kInactive) << "another call may try again";
+    }
     whole.reset();
     EXPECT_EQ(stops, 1);
   }
@@ -166,14 +174,57 @@ TEST(MEngineThreadFaultTest, ARefusedSignalLeavesItRunning) {
   EXPECT_EQ(engine.flushes, 2);
 }
 
+// Whoever comes second would else wait on a handle that the first one closes.
+TEST(MEngineThreadFaultTest, AStopBesideAnotherOneAsksTheSystemForNothing) {
+  const Orvel::Testing::HangWatchdog watchdog;
+  ScriptedEngine engine;
+  Latch release(1);
+  engine.onStop = [&] { release.Wait(); };
+  engine.Start();
+  std::jthread stopper([&] { engine.Stop(); });
+  WaitUntilStopIsUnderWay(engine);
+  for (const bool force : {false, true}) {
+    const SystemCallHook hook(SystemCall::kWaitForSingleObject, 0, {kWaitFailed, 5});
+    EXPECT_EQ(ErrorOf([&] { force ? engine.ForceStop() : engine.Stop(); }), "");
+    EXPECT_FALSE(hook.WasReached());
+  }
+  EXPECT_EQ(engine.GetState(), MEngineState::kStopping);
+  release.CountDown();
+}
+
+TEST(MEngineThreadFaultTest, TheAnswerToAFlushThatGaveUpWaitingIsNotTakenForTheNextOnes) {
+  const Orvel::Testing::HangWatchdog watchdog;
+  ScriptedEngine engine;
+  Latch entered(1);
+  Latch release(1);
+  std::atomic<int> served{0};
+  engine.onFlush = [&] {
+    if (engine.flushes == 1) {
+      entered.CountDown();
+      release.Wait();
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    ++served;
+  };
+  engine.Start();
+  {
+    const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, 0, {kWaitFailed, 5});
+    EXPECT_EQ(ErrorOf([&] { engine.Flush(); }), "MEngineThread.Flush:WaitFailed [winErrorCode=5]");
+  }
+  entered.Wait();
+  const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, [&] { release.CountDown(); });
+  engine.Flush();
+  EXPECT_EQ(served, 2);
+}
+
 TEST(MEngineThreadFaultTest, ForceStopRecordsTheErrorAndEndsTheWorkerAllTheSame) {
   const Orvel::Testing::HangWatchdog watchdog;
   static_cast<void>(Orvel::Testing::TakeFlowLog());
   ScriptedEngine engine;
   engine.Start();
   {
-    // Looks at the stop event twice, once for itself and once in Stop.
-    const SystemCallHook hook(SystemCall::kWaitForSingleObject, 2, {kWaitFailed, 5});
+    const SystemCallHook hook(SystemCall::kWaitForSingleObject, 0, {kWaitFailed, 5});
     engine.ForceStop();
     EXPECT_TRUE(hook.WasReached());
   }

@@ -423,7 +423,7 @@ TEST_F(MEngineThreadTest, ItsDestructorWaitsForAStopUnderWay) {
     std::jthread stopper([whole = engine.get()] { whole->Stop(); });
     WaitUntilStopIsUnderWay(*engine);
     {
-      // Its first single wait is the look at the stop event, the wait for the worker comes next.
+      // Its first single wait is the one for the worker.
       const SystemCallHook hook(SystemCall::kWaitForSingleObject,
                                 [&] { destructorWaits.CountDown(); });
       engine.reset();

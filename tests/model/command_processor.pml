@@ -1,0 +1,492 @@
+// SPDX-License-Identifier: MIT
+// The protocol between an MCommandProcessor, its worker and its callers. Names are those of
+// orvel/threads/engine_thread.cpp and orvel/commands/command_processor.cpp; README.md beside this
+// file tells what is covered and how it is run.
+
+// Two callers make FIRST_CALLS and SECOND_CALLS calls, chosen in every way there is.
+#define COMMANDS (FIRST_CALLS + SECOND_CALLS)
+#define LIVES (FIRST_CALLS + SECOND_CALLS + 1)
+
+mtype = { kInactive, kStarting, kRunning, kStopping };
+mtype:fate = { kOpen, kRuns, kOver };
+
+// The engine. A life of the worker has a number, which is its thread's id and its handle at once.
+mtype state_ = kInactive;
+bool mutex_;
+byte threadId_;
+byte thread_;
+bool flushRequest_;
+bool stopRequest_;
+bool threadStarted_;
+bool flushDone_;
+bool stopIsServed_;
+bool stopIsUnderWay_;
+byte flushesAsked_;
+byte flushesServed_;
+byte lives;
+bool ended[LIVES + 1];
+
+// The processor. The not-empty event is set and reset under the queue's lock: it is the queue.
+chan queue_ = [COMMANDS] of { byte };
+bool kUnserved;
+byte deleters;  // the rest of unserved_
+bool aborted_;
+
+typedef Command {
+  bool executed;
+  bool deleted;
+  bool mustRun;      // was queued for a worker that was neither asked to stop nor failed since
+  bool synchronous;
+  mtype:fate fate;
+  bool done;
+  bool callerLeft;
+};
+Command commands[COMMANDS];
+byte made;
+
+// What goes wrong, anywhere, at most so often.
+byte failingCalls = FAILING_CALLS;
+byte raisingCommands = RAISING_COMMANDS;
+#define CALL_FAILS atomic { failingCalls > 0 -> failingCalls-- }
+
+bool workerFails;  // what is queued now need not be run
+bool destroyed;
+byte settled;  // callers that are through, or in a last call that is a stop waiting for the worker
+
+inline Lock() {
+  atomic { !mutex_ -> mutex_ = true; assert(!destroyed) }
+}
+inline Unlock() {
+  atomic { assert(!destroyed); mutex_ = false }
+}
+
+inline WaitForThread(handle) {
+  assert(handle == thread_);  // open still
+  if
+  :: ended[handle] -> failed = false
+  :: CALL_FAILS -> failed = true
+  fi
+}
+
+inline BecomeInactive() {
+  state_ = kInactive;
+  threadId_ = 0;
+  thread_ = 0
+}
+
+inline EndWorker() {
+  if
+  :: thread_ != 0 ->
+    if
+    :: stopRequest_ = true; WaitForThread(thread_)
+    :: CALL_FAILS
+    fi
+  :: else
+  fi;
+  BecomeInactive()
+}
+
+inline PollStopRequest() {
+  if
+  :: requested = stopRequest_; failed = false
+  :: CALL_FAILS -> requested = false; failed = true
+  fi
+}
+
+inline Start() {
+  Lock();
+  if
+  :: state_ != kInactive
+  :: else ->
+    atomic {
+      stopRequest_ = false; flushRequest_ = false; threadStarted_ = false; flushDone_ = false;
+      stopIsServed_ = false
+    }
+    atomic { lives++; thread_ = lives; run Worker(lives) }
+    threadId_ = thread_;
+    state_ = kStarting;
+    if
+    :: atomic { threadStarted_ -> threadStarted_ = false }; state_ = kRunning
+    :: !threadStarted_ && ended[thread_] -> EndWorker()
+    :: CALL_FAILS -> EndWorker()
+    fi
+  fi;
+  Unlock()
+}
+
+inline Flush() {
+  Lock();
+  if
+  :: state_ == kInactive
+  :: else ->
+    flushesAsked_++;
+    if
+    :: flushRequest_ = true;
+      do
+      :: atomic { flushDone_ -> flushDone_ = false };
+        if
+#ifndef TAKE_ANY_ANSWER_TO_A_FLUSH
+        :: flushesServed_ != flushesAsked_
+#endif
+        :: else -> assert(!queued || commands[mine].deleted); break
+        fi
+#ifndef FLUSH_WITHOUT_LOOKING_AT_THE_THREAD
+      :: !flushDone_ && ended[thread_] -> break
+#endif
+      :: CALL_FAILS -> break
+      od
+    :: CALL_FAILS
+    fi
+  fi;
+  Unlock()
+}
+
+inline StopWorker(endsAlways) {
+  Lock();
+  if
+  :: state_ == kInactive || stopIsUnderWay_ -> Unlock()
+  :: else ->
+    before = state_;
+    state_ = kStopping;
+    if
+    :: stopRequest_ = true;
+      handle = thread_;
+      stopIsUnderWay_ = true;
+      atomic {
+        Unlock();
+        if
+        :: last -> settled++; last = false
+        :: else
+        fi
+      };
+      WaitForThread(handle);
+      Lock();
+      stopIsUnderWay_ = false;
+      if
+      :: !failed -> BecomeInactive()
+      :: failed && endsAlways -> EndWorker()
+      :: failed && !endsAlways
+      fi
+    :: CALL_FAILS ->
+      if
+      :: endsAlways -> EndWorker()
+      :: else -> state_ = before
+      fi
+    fi;
+    Unlock()
+  fi
+}
+
+inline StopBeforeDestruction() {
+  StopWorker(true);
+#ifndef DESTRUCTION_DURING_A_STOP
+  Lock();
+  if
+  :: thread_ != 0 -> WaitForThread(thread_)
+  :: else
+  fi;
+  Unlock();
+  atomic { !mutex_ && !stopIsUnderWay_ }
+#endif
+}
+
+inline DeleteUnservedCommands() {
+  do
+  :: atomic { !kUnserved -> break }
+  :: atomic { kUnserved -> deleters++ };
+    if
+    :: atomic { queue_?unserved -> taken = true }
+    :: atomic { empty(queue_) -> taken = false }
+    fi;
+    deleters--;
+    atomic {
+      if
+      :: taken ->
+        assert(!commands[unserved].mustRun && !commands[unserved].deleted);
+        commands[unserved].deleted = true
+      :: else -> break
+      fi
+    }
+  od
+}
+
+inline Push(isSynchronous) {
+  atomic {
+    mine = made;
+    made++;
+    commands[mine].synchronous = isSynchronous;
+    commands[mine].fate = kOpen
+  };
+  if
+  :: atomic {
+      queue_!mine;
+      commands[mine].mustRun = !kUnserved && !stopRequest_ && !workerFails;
+      queued = true
+    };
+    DeleteUnservedCommands()
+  :: atomic { CALL_FAILS -> commands[mine].deleted = true; queued = false }
+  fi
+}
+
+inline ExecuteSynchronously() {
+  if
+  :: aborted_
+  :: else ->
+    Push(true);
+    if
+    :: !queued
+    :: else ->
+      if
+      :: atomic { commands[mine].done -> commands[mine].done = false };
+        assert(commands[mine].executed)
+#ifndef WAIT_WITHOUT_ABORT
+      :: atomic { !commands[mine].done && aborted_ }; Leave()
+#endif
+      :: CALL_FAILS -> Leave()
+      fi
+    fi
+  fi
+}
+
+inline Leave() {
+#ifndef LEAVE_WHILE_IT_RUNS
+  atomic { commands[mine].fate != kRuns -> commands[mine].fate = kOver };
+#endif
+  atomic { assert(commands[mine].fate != kRuns); commands[mine].callerLeft = true }
+}
+
+proctype Caller(byte left) {
+  byte handle, mine, unserved;
+  mtype before;
+  bool failed, taken, queued, last;
+  do
+  :: left == 0 -> break
+  :: else ->
+    atomic { left--; last = (left == 0) };
+    if  // A guard each: an "else" at the start of a call would stand for all the others, too.
+    :: true -> Start()
+    :: true -> Flush()
+    :: true -> StopWorker(false)  // Stop
+    :: true -> StopWorker(true)   // ForceStop
+    :: true -> Push(false)        // QueueCommand
+    :: true -> ExecuteSynchronously()
+    fi
+  od;
+  if
+  :: last -> settled++
+  :: else
+  fi
+}
+
+// What a handler may do wrong. Without knowing that it is the worker it would wait for the lock.
+inline CallItself() {
+  if
+  :: threadId_ == life
+  :: else -> Lock(); Unlock()
+  fi
+}
+
+inline ExecuteNextCommand() {
+  atomic {
+    if
+    :: queue_?command -> more = true
+    :: empty(queue_) -> more = false
+    fi
+  };
+  if
+  :: !more
+  :: else ->
+    assert(!destroyed);
+    if
+    :: atomic { commands[command].synchronous && commands[command].fate == kOver }
+    :: atomic {
+        !commands[command].synchronous || commands[command].fate == kOpen ->
+        commands[command].fate = kRuns
+      };
+      CallItself();
+      atomic { assert(!commands[command].executed && !commands[command].callerLeft);
+        commands[command].executed = true };
+      if
+      :: commands[command].synchronous ->
+        commands[command].fate = kOver;
+        if
+        :: commands[command].done = true
+        :: CALL_FAILS -> raised = true
+        fi
+      :: !commands[command].synchronous
+      :: atomic {
+          !commands[command].synchronous && raisingCommands > 0 ->
+          raisingCommands--;
+          raised = true
+        }
+      fi
+    fi;
+    atomic { assert(!commands[command].deleted); commands[command].deleted = true }
+  fi
+}
+
+inline Abort() {
+#ifndef ABORT_WITHOUT_CLOSING_THE_QUEUE
+  kUnserved = true;
+#endif
+  if
+  :: aborted_ = true
+  :: CALL_FAILS ->
+#ifdef ABORT_WITHOUT_A_SECOND_TRY
+    raised = true
+#else
+    if
+    :: aborted_ = true
+    :: CALL_FAILS -> raised = true
+    fi
+#endif
+  fi;
+  DeleteUnservedCommands()
+}
+
+inline OnFlushWrapper() {
+  asked = flushesAsked_;
+  do
+  :: ExecuteNextCommand();
+    if
+    :: raised || !more -> break
+    :: else
+    fi
+  od;
+  if
+  :: raised
+  :: else ->
+    flushesServed_ = asked;
+    if
+    :: flushDone_ = true
+    :: CALL_FAILS -> raised = true
+    fi
+  fi
+}
+
+inline OnStopWrapper() {
+  if
+  :: stopIsServed_
+  :: else ->
+    stopIsServed_ = true;
+    do
+    :: ExecuteNextCommand();
+      raised = false;
+      if
+      :: !more -> break
+      :: else
+      fi
+    od;
+    Abort()
+  fi
+}
+
+inline ReopenQueue() {
+  wasClosed = false;
+  do
+  :: !kUnserved -> break
+  :: else ->
+    wasClosed = true;
+    DeleteUnservedCommands();
+#ifdef REOPEN_AMONG_DELETERS
+    kUnserved = false
+#else
+    atomic { deleters == 0 -> kUnserved = false }
+#endif
+  od
+}
+
+inline Fail() {
+  atomic {
+    workerFails = true;
+    index = 0;
+    do
+    :: index < COMMANDS -> commands[index].mustRun = false; index++
+    :: else -> break
+    od;
+    index = 0
+  }
+}
+
+proctype Worker(byte life) {
+  byte command, unserved, index, asked;
+  bool more, raised, failed, requested, taken, wasClosed;
+#ifndef WORKER_WITHOUT_ITS_ID
+  threadId_ = life;
+#endif
+  workerFails = false;
+  CallItself();  // the thread-start callback
+  ReopenQueue();
+  if
+  :: threadStarted_ = true
+  :: atomic { life > 1 && failingCalls > 0 -> failingCalls-- };
+    // Not in a first start, which would leave callers waiting for another one.
+    if
+    :: wasClosed -> Fail(); Abort()
+    :: else
+    fi;
+    goto end
+  fi;
+  do
+  :: // WaitForEvents: the first that is signalled
+    if
+    :: atomic { flushRequest_ -> flushRequest_ = false }; OnFlushWrapper()
+    :: !flushRequest_ && stopRequest_ -> OnStopWrapper()
+    :: !flushRequest_ && !stopRequest_ && nempty(queue_) -> ExecuteNextCommand()
+    :: CALL_FAILS -> raised = true
+    fi;
+    if
+    :: raised -> break
+    :: else
+    fi;
+    // ServeStopRequest
+    PollStopRequest();
+    if
+    :: failed -> raised = true; break
+    :: !failed && !requested
+    :: !failed && requested ->
+#ifndef LEAVE_WITHOUT_ON_STOP
+      if
+      :: stopIsServed_
+      :: else ->
+        if
+        :: atomic { flushRequest_ -> flushRequest_ = false }; OnFlushWrapper(); raised = false
+        :: !flushRequest_
+        :: CALL_FAILS
+        fi;
+        OnStopWrapper()
+      fi;
+#endif
+      break
+    fi
+  od;
+  if
+  :: raised ->
+    raised = false;
+    Fail();
+    Abort()
+  :: else
+  fi;
+end:
+  atomic { assert(!destroyed); ended[life] = true }
+}
+
+init {
+  byte handle, index;
+  mtype before;
+  bool failed, last;
+  Start();
+  atomic { run Caller(FIRST_CALLS); run Caller(SECOND_CALLS) };
+  // An object is not destroyed while others are about to call it; a stop that waits may be.
+  settled == 2;
+  StopBeforeDestruction();
+  atomic {
+    destroyed = true;
+    assert(thread_ == 0 || ended[thread_]);
+    assert(empty(queue_));
+    do
+    :: index < made -> assert(commands[index].deleted); index++
+    :: else -> break
+    od
+  }
+}
