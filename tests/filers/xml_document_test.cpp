@@ -201,6 +201,7 @@ TEST(MXmlDocumentTest, WalksNodesOfEveryKind) {
   document.SetDocument(
       L"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r> <!--c-->t&lt;<a/></z><![CDATA[d]]>"
       L"</r>");
+  EXPECT_EQ(document.GetNodeName(), L"") << "nothing was found yet";
   std::vector<std::wstring> names;
   const auto all = static_cast<MXmlNodeKind>(0xFF);
   while (document.FindNode(all)) names.push_back(document.GetNodeName());
@@ -258,6 +259,10 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   }
   EXPECT_FALSE(document.FindFirstElement(L"t"));
   EXPECT_FALSE(document.FindFirstElement(L"t0>1")) << "no name, though the text goes on like that";
+  EXPECT_FALSE(document.FindElement(L"t0>1"));
+  EXPECT_FALSE(document.FindFirstElement(L"T7"));
+  document.SetFlags(MXmlDocument::kIgnoreCase);
+  EXPECT_TRUE(document.FindFirstElement(L"T7"));
   // The table follows what is added, in front too.
   document.ResetToLevelStart();
   ASSERT_TRUE(document.AddElement(L"last", L"3"));

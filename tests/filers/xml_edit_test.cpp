@@ -146,6 +146,22 @@ TEST(MXmlDocumentEditTest, SubDocumentsGoInWhole) {
             L"<r><a/>\n<x><y a='1'>1<z/></y><y/></x>\n<b/></r>\n</x>\n<b/></r>");
 }
 
+TEST(MXmlDocumentEditTest, WhatIsAddedBeforeASavedNodeMovesIt) {
+  MXmlDocument document;
+  document.SetDocument(L"<r>t<a/>u</r>");
+  const auto text = MXmlNodeKind::kText;
+  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(text));
+  document.SavePosition(L"t");
+  ASSERT_TRUE(document.FindNode(text));
+  document.SavePosition(L"u");
+  document.RestorePosition(L"t");
+  ASSERT_TRUE(document.AddElement(L"first"));
+  ASSERT_TRUE(document.RestorePosition(L"u"));
+  EXPECT_EQ(document.GetNodeText(), L"u");
+  ASSERT_TRUE(document.AddElement(L"last"));
+  EXPECT_EQ(CheckedText(document), L"<r>t<first/>\n<a/>u<last/>\n</r>");
+}
+
 TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   MXmlDocument document;
   document.SetDocument(L"<r><s/></r>");
@@ -166,6 +182,10 @@ TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   EXPECT_FALSE(document.AddNode(MXmlNodeKind::kText, L"x"));
   for (const wchar_t* const text : {L"", L"x", L"<a>", L"<a/><b/>", L"<a></b></a>", L"<a><"})
     EXPECT_FALSE(document.AddSubDocument(text)) << text;
+  MXmlDocument open;  // what is added would be a part of the string
+  open.SetDocument(L"<r a='1/>");
+  EXPECT_FALSE(open.SetAttribute(1, L"b", L"x"));
+  EXPECT_EQ(open.GetDocumentText(), L"<r a='1/>");
   document.SetLengthLimit(14);
   EXPECT_FALSE(document.AddElement(L"a"));
   EXPECT_FALSE(document.SetAttribute(1, L"a", L""));

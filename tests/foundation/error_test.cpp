@@ -142,6 +142,7 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
       {build, EventCode::kRootError},
       {[&] { inHandlerOf(standard, build); }, EventCode::kCascadeError},
       {[&] { inHandlerOf(own, build); }, EventCode::kRootError},
+      {[&] { inHandlerOf(42, build); }, EventCode::kRootError},
       // The innermost handler decides.
       {[&] { inHandlerOf(own, [&] { inHandlerOf(standard, build); }); }, EventCode::kCascadeError},
       {[&] { inHandlerOf(standard, [&] { inHandlerOf(own, build); }); }, EventCode::kRootError},
