@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -244,8 +245,10 @@ TEST(MDesyncEventSchedulerLifeTest, LivesLeaveNoHandlesBehind) {
   const HangWatchdog watchdog;
   const auto live = [] {
     MDesyncEventScheduler scheduler;
+    Latch ran(1);
     scheduler.Enable();
-    scheduler.ScheduleDesyncEvent(MakeDesyncEvent([] {}));
+    scheduler.ScheduleDesyncEvent(MakeDesyncEvent([&ran] { ran.CountDown(); }));
+    ran.Wait();
     scheduler.Disable();
     scheduler.Enable();
   };
@@ -273,6 +276,8 @@ TEST_F(MDesyncEventSchedulerTest, ManyProducersEachKeepTheirOrderAndEveryEventRu
   };
   std::array<std::size_t, kProducers> next{};  // the scheduler's thread only
   std::atomic<std::size_t> deleted = 0;
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
   StartLine start(kProducers);
   scheduler_.Enable();
   {
@@ -286,9 +291,14 @@ TEST_F(MDesyncEventSchedulerTest, ManyProducersEachKeepTheirOrderAndEveryEventRu
       });
     }
     // Lives change meanwhile: nothing may be lost or doubled by that.
-    for (int life = 0; life < 5; ++life) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::minstd_rand random(seed);
+    const auto pause = [&] {
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+    };
+    for (int life = 0; life < 20; ++life) {
+      pause();
       scheduler_.Disable();
+      pause();
       scheduler_.Enable();
     }
   }
