@@ -39,19 +39,24 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
+  // The console of a program that was started here may have inherited a file, and holds it until it
+  // has ended as well.
+  const auto end = std::chrono::steady_clock::now() + kRemovalTimeout;
+  while (!Remove()) {
+    if (std::chrono::steady_clock::now() > end) {
+      ADD_FAILURE() << "something is left of a temporary folder";
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+bool TemporaryFolder::Remove() const {
   for (auto name = names_.rbegin(); name != names_.rend(); ++name) {
     const std::wstring path = Extended(*name);
     if (!::DeleteFileW(path.c_str())) ::RemoveDirectoryW(path.c_str());
   }
-  // A deleted file stays until its last handle is closed, and the console window of a program that
-  // was started here may have inherited one.
-  const auto end = std::chrono::steady_clock::now() + kRemovalTimeout;
-  bool removed = ::RemoveDirectoryW(path_.c_str()) != 0;
-  while (!removed && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    removed = ::RemoveDirectoryW(path_.c_str()) != 0;
-  }
-  EXPECT_TRUE(removed);
+  return ::RemoveDirectoryW(path_.c_str()) != FALSE;
 }
 
 std::wstring TemporaryFolder::Extended(const std::wstring& name) const {

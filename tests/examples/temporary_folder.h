@@ -31,6 +31,9 @@ class TemporaryFolder : public Libraries::NonCopyable {
   std::wstring Expect(const std::wstring& name);
 
  private:
+  /// False when something is left.
+  [[nodiscard]] bool Remove() const;
+
   std::wstring path_;
   std::vector<std::wstring> names_;  // folders before what is in them
 };
