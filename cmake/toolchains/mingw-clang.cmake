@@ -24,9 +24,11 @@ foreach(orvelIncludeDir IN ITEMS c++ c++/x86_64-w64-mingw32 c++/backward)
   string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${orvelGccDir}/include/${orvelIncludeDir}")
 endforeach()
 
-# GNU ld prints lines of remarks about sections that the two compilers lay out differently. The flag
-# for headers means nothing to the linker.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -L${orvelGccDir} -Wno-unused-command-line-argument")
+# Not lld: in what version 14 links, an exception passes the functions of libstdc++ without their
+# handlers. GNU ld remarks on sections that the two compilers lay out differently, hence no warnings.
+# The flag for headers means nothing to the linker.
+set(CMAKE_EXE_LINKER_FLAGS_INIT
+  "-fuse-ld=bfd -Wl,--no-warnings -L${orvelGccDir} -Wno-unused-command-line-argument")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")
 
 # The static libstdc++ needs the unwinder and the threads behind it, and clang names neither.
