@@ -33,7 +33,8 @@ EXPECTED = (
 
 def split_name(name):
     parts = [part for part in name.split("/")
-             if part not in ("real_time", "manual_time") and not part.startswith("iterations:")]
+             if part not in ("real_time", "manual_time")
+             and not part.startswith(("iterations:", "min_time:"))]
     return "/".join([parts[0]] + parts[2:]), parts[1]
 
 

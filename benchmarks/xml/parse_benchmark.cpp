@@ -4,9 +4,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <pugixml.hpp>
 #include <string>
 #include <utility>
@@ -64,8 +65,23 @@ struct Tinyxml2 {
   }
 };
 
+/// Made once, for all who parse it.
+class LazyText {
+ public:
+  explicit LazyText(std::function<std::wstring()> make) : make_(std::move(make)) {}
+  const SampleText& Get() {
+    if (text_.wide.empty()) text_ = MakeSample(make_());
+    return text_;
+  }
+
+ private:
+  std::function<std::wstring()> make_;
+  SampleText text_;
+};
+
 template <class Side>
-void ParseText(benchmark::State& state, const SampleText& text) {
+void ParseText(benchmark::State& state, const std::shared_ptr<LazyText>& lazyText) {
+  const SampleText& text = lazyText->Get();
   for (auto _ : state) {
     typename Side::Input input = Side::Prepare(text);
     Stopwatch stopwatch(state);
@@ -80,20 +96,19 @@ void ParseText(benchmark::State& state, const SampleText& text) {
 }
 
 template <class Side>
-void Register(const std::string& name, const SampleText& text) {
-  constexpr std::size_t kUnitsPerRepetition = 1000000;
+void Register(const std::string& name, const std::shared_ptr<LazyText>& text) {
   benchmark::RegisterBenchmark(name.c_str(), ParseText<Side>, text)
-      ->Iterations(static_cast<std::int64_t>(1 + kUnitsPerRepetition / text.wide.size()))
+      ->MinTime(kSecondsPerRepetition)
       ->UseManualTime();
 }
 
 }  // namespace
 
-void RegisterParsing(const std::string& name, std::wstring text) {
-  const SampleText sample = MakeSample(std::move(text));
-  Register<Moved>("ParseMoved/orvel/" + name, sample);
-  Register<PugixmlInPlace>("ParseMoved/pugixml/" + name, sample);
-  Register<Tinyxml2>("ParseMoved/tinyxml2/" + name, sample);
-  Register<Copied>("ParseCopied/orvel/" + name, sample);
-  Register<PugixmlCopied>("ParseCopied/pugixml/" + name, sample);
+void RegisterParsing(const std::string& name, std::function<std::wstring()> makeText) {
+  const auto text = std::make_shared<LazyText>(std::move(makeText));
+  Register<Moved>("ParseMoved/orvel/" + name, text);
+  Register<PugixmlInPlace>("ParseMoved/pugixml/" + name, text);
+  Register<Tinyxml2>("ParseMoved/tinyxml2/" + name, text);
+  Register<Copied>("ParseCopied/orvel/" + name, text);
+  Register<PugixmlCopied>("ParseCopied/pugixml/" + name, text);
 }

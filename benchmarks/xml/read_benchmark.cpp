@@ -163,7 +163,7 @@ void Register(const std::string& operation, const std::string& side, bool isRepe
     for (const std::int64_t count : {100, 1000, 10000}) {
       benchmark::RegisterBenchmark(name.c_str(), ReadValues<Side>, ReadCase{isReversed, isRepeated})
           ->Arg(count)
-          ->Iterations(1 + 10000 / count)
+          ->MinTime(kSecondsPerRepetition)
           ->UseManualTime();
     }
   }

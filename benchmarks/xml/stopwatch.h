@@ -5,6 +5,9 @@
 
 #include <chrono>
 
+/// Short, so that some repetitions have the machine for themselves.
+inline constexpr double kSecondsPerRepetition = 0.01;
+
 /// Times a part of an iteration, from its construction to Stop(), for benchmarks with manual time:
 /// what is prepared before and destroyed afterwards is left out.
 class Stopwatch {

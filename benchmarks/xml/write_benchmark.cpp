@@ -205,7 +205,7 @@ void Register(const std::string& name, bool nested) {
     for (const std::int64_t count : {100, 1000, 10000, 100000}) {
       benchmark::RegisterBenchmark((name + "/" + side).c_str(), run, nested)
           ->Arg(count)
-          ->Iterations(1 + 20000 / count)
+          ->MinTime(kSecondsPerRepetition)
           ->UseManualTime();
     }
   };
