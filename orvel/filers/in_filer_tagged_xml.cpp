@@ -48,7 +48,8 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
 }
 
 template <class Convert>
-bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const wchar_t* type, Convert convert) {
+bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, std::wstring_view type,
+                                  Convert convert) {
   if (document_ == nullptr) return false;
   document_->SavePosition({});
   const bool isRead = document_->FindFirstElement(tag) &&
@@ -69,7 +70,7 @@ bool MInFilerTaggedXml::Extract(const std::wstring& text, Integer& value) {
 }
 
 template <class Extracted, class Value>
-bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, const wchar_t* type, Value& value,
+bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, std::wstring_view type, Value& value,
                                     Value defaultValue) {
   value = defaultValue;
   return ReadValue(tag, type, [&](const std::wstring& text) {

@@ -6,6 +6,7 @@
 #include <ios>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "orvel/filers/in_filer_tagged.h"
 #include "orvel/filers/xml_document.h"
@@ -62,9 +63,10 @@ class MInFilerTaggedXml final : public IInFilerTagged {
 
   void EnterRoot(bool isWellFormed);
   template <class Convert>
-  bool ReadValue(const std::wstring& tag, const wchar_t* type, Convert convert);
+  bool ReadValue(const std::wstring& tag, std::wstring_view type, Convert convert);
   template <class Extracted, class Value>
-  bool ReadInteger(const std::wstring& tag, const wchar_t* type, Value& value, Value defaultValue);
+  bool ReadInteger(const std::wstring& tag, std::wstring_view type, Value& value,
+                   Value defaultValue);
   template <class Integer>
   bool Extract(const std::wstring& text, Integer& value);
 

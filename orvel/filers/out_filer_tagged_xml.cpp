@@ -42,7 +42,7 @@ MOutFilerTaggedXml::MOutFilerTaggedXml() : document_(std::make_unique<MXmlDocume
 }
 
 bool MOutFilerTaggedXml::WriteValue(const std::wstring& tag, std::wstring_view text,
-                                    const wchar_t* type) {
+                                    std::wstring_view type) {
   return document_ != nullptr && document_->AddElement(tag, text, Format::kTypeAttribute, type);
 }
 

@@ -150,10 +150,6 @@ bool MXmlDocument::FindElement(std::wstring_view name) {
 }
 
 bool MXmlDocument::FindFirstElement(std::wstring_view name) {
-  if (FindXmlChar(name.data(), name.data() + name.size(), kXmlTagNameEnd) !=
-      name.data() + name.size()) {
-    return false;
-  }
   const std::uint32_t found =
       name.empty() ? store_->index.At(position_.parent).firstChild
                    : store_->lookup.FindFirst(*store_, position_.parent, name, IgnoresCase());

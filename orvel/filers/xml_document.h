@@ -264,6 +264,7 @@ class MXmlDocument {
   [[nodiscard]] std::uint32_t GetLevelBelow(std::uint32_t parent) const noexcept;
   [[nodiscard]] std::size_t GetLineBreakLength(std::size_t offset) const noexcept;
   [[nodiscard]] Place FindPlace(MXmlNodeKind kind) const noexcept;
+  void BeginScratch(const Place& place);
   bool InsertScratch(const Place& place);
   void TrimScratch() noexcept;
   void ShiftBehind(std::size_t offset, std::uint32_t parent, std::uint32_t previous,
@@ -281,5 +282,4 @@ class MXmlDocument {
   std::size_t errorOffset_ = 0;
   MXmlPosition position_;
   std::map<std::wstring, MXmlPosition, std::less<>> savedPositions_;
-  std::wstring scratch_;  // what an edit inserts; kept for its memory
 };

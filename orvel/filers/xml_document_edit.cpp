@@ -12,6 +12,7 @@ using Orvel::Detail::AppendXmlEscaped;
 using Orvel::Detail::AppendXmlUnescaped;
 using Orvel::Detail::FindWide;
 using Orvel::Detail::FindXmlChar;
+using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlAttributeScanner;
 using Orvel::Detail::XmlIndex;
 using Orvel::Detail::XmlToken;
@@ -43,17 +44,17 @@ bool IsAttributeName(std::wstring_view name) noexcept {
          name.find(L'<') == std::wstring_view::npos;
 }
 
-void AppendAssignment(std::wstring_view value, MXmlReferences references, std::wstring& output) {
-  output += L"=\"";
+void AppendAssignment(std::wstring_view value, MXmlReferences references, WideBuffer& output) {
+  output.Append(L"=\"");
   AppendXmlEscaped(
       value, {.escapeQuotes = true, .keepReferences = references == MXmlReferences::kKeep}, output);
-  output += L'"';
+  output.Append(L'"');
 }
 
 void AppendAttribute(std::wstring_view name, std::wstring_view value, MXmlReferences references,
-                     std::wstring& output) {
-  output += L' ';
-  output += name;
+                     WideBuffer& output) {
+  output.Append(L' ');
+  output.Append(name);
   AppendAssignment(value, references, output);
 }
 
@@ -61,24 +62,24 @@ std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
   return {begin, static_cast<std::size_t>(end - begin)};
 }
 
-/// Sets `output` to an element; `attributeName` is empty for none. Returns the length of its start
-/// tag.
-std::size_t WriteElement(std::wstring_view name, std::wstring_view data,
-                         std::wstring_view attributeName, std::wstring_view attributeValue,
-                         MXmlReferences references, std::wstring& output) {
-  output.assign(1, L'<');
-  output += name;
+/// Appends an element; `attributeName` is empty for none. Returns the length of its start tag.
+std::size_t AppendElement(std::wstring_view name, std::wstring_view data,
+                          std::wstring_view attributeName, std::wstring_view attributeValue,
+                          MXmlReferences references, WideBuffer& output) {
+  const std::size_t start = output.GetSize();
+  output.Append(L'<');
+  output.Append(name);
   if (!attributeName.empty()) AppendAttribute(attributeName, attributeValue, references, output);
   if (data.empty()) {
-    output += L"/>";
-    return output.size();
+    output.Append(L"/>");
+    return output.GetSize() - start;
   }
-  output += L'>';
-  const std::size_t startTagLength = output.size();
+  output.Append(L'>');
+  const std::size_t startTagLength = output.GetSize() - start;
   AppendXmlEscaped(data, {.keepReferences = references == MXmlReferences::kKeep}, output);
-  output += L"</";
-  output += name;
-  output += L'>';
+  output.Append(L"</");
+  output.Append(name);
+  output.Append(L'>');
   return startTagLength;
 }
 
@@ -190,29 +191,29 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
   XmlAttributeScanner scanner(attributes);
   bool found = false;
   while (!found && scanner.Next()) found = scanner.GetName() == name;
-  scratch_.clear();
+  store_->scratch.Clear();
   std::size_t offset = place.start + place.length;
   std::size_t removed = 0;
   if (found) {
     offset = place.start + scanner.GetAssignmentStart();
     removed = scanner.GetEnd() - scanner.GetAssignmentStart();
-    AppendAssignment(value, references, scratch_);
+    AppendAssignment(value, references, store_->scratch);
   } else if (scanner.HasOpenString()) {
     return false;  // what is added would be a part of it
   } else {
     const std::size_t last = attributes.find_last_not_of(L" \t\n\r");
     const bool lacksValue = last != std::wstring_view::npos && attributes[last] == L'=';
-    if (lacksValue) scratch_ += L"\"\"";
-    AppendAttribute(name, value, references, scratch_);
+    if (lacksValue) store_->scratch.Append(L"\"\"");
+    AppendAttribute(name, value, references, store_->scratch);
   }
-  const auto difference = static_cast<std::uint32_t>(scratch_.size() - removed);
-  if (store_->text.GetSize() - removed + scratch_.size() > lengthLimit_) return false;
+  const auto difference = static_cast<std::uint32_t>(store_->scratch.GetSize() - removed);
+  if (store_->text.GetSize() - removed + store_->scratch.GetSize() > lengthLimit_) return false;
   if (place.element != 0 &&
-      store_->index.At(place.element).GetStartTagLength() - removed + scratch_.size() >
+      store_->index.At(place.element).GetStartTagLength() - removed + store_->scratch.GetSize() >
           MXmlElementRecord::kMaxStartTagLength) {
     return false;
   }
-  store_->text.Replace(offset, removed, scratch_);
+  store_->text.Replace(offset, removed, store_->scratch.GetView());
 
   const std::size_t behind = offset + removed;
   if (place.element == 0) {
@@ -267,9 +268,10 @@ bool MXmlDocument::AddElementText(std::wstring_view name, std::wstring_view data
   const Place place = FindPlace(MXmlNodeKind::kElement);
   const std::uint32_t level = GetLevelBelow(place.parent);
   if (!place.exists || level > MXmlElementRecord::kMaxLevel) return false;
+  BeginScratch(place);
   const std::size_t startTagLength =
-      WriteElement(name, data, attributeName, attributeValue, references, scratch_);
-  const std::size_t length = scratch_.size();
+      AppendElement(name, data, attributeName, attributeValue, references, store_->scratch);
+  const std::size_t length = store_->scratch.GetSize() - place.prefix.size();
   if (startTagLength > MXmlElementRecord::kMaxStartTagLength) return false;
   store_->index.Reserve(1);
   if (!InsertScratch(place)) return false;
@@ -310,11 +312,11 @@ bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
   if (endsEarly || text.find(end) != std::wstring_view::npos) return false;
   const Place place = FindPlace(kind);
   if (!place.exists) return false;
-  scratch_.clear();
-  scratch_ += begin;
-  scratch_ += text;
-  scratch_ += end;
-  const std::size_t length = scratch_.size();
+  BeginScratch(place);
+  store_->scratch.Append(begin);
+  store_->scratch.Append(text);
+  store_->scratch.Append(end);
+  const std::size_t length = store_->scratch.GetSize() - place.prefix.size();
   if (!InsertScratch(place)) return false;
   position_ = {place.parent,
                place.previous,
@@ -341,7 +343,8 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
     if (level + added.At(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
   }
   const std::uint32_t rootStart = added.At(root).start;
-  scratch_.assign(text.substr(rootStart, added.At(root).length));
+  BeginScratch(place);
+  store_->scratch.Append(text.substr(rootStart, added.At(root).length));
   store_->index.Reserve(added.GetNext() - root);
   if (!InsertScratch(place)) return false;
 
@@ -408,24 +411,31 @@ std::size_t MXmlDocument::GetLineBreakLength(std::size_t offset) const noexcept 
   return isPair ? 2 : 0;
 }
 
-/// Writes the scratch text as a node at a place, and whatever belongs around it, and moves what
-/// stands behind. False, with nothing changed, when the text would get too long.
+/// Begins the scratch text with what belongs in front of a node at a place.
+void MXmlDocument::BeginScratch(const Place& place) {
+  store_->scratch.Clear();
+  store_->scratch.Append(place.prefix);
+}
+
+/// Writes the scratch text, in which a node was put behind its beginning, at a place, with whatever
+/// belongs behind it, and moves what stands behind. False, with nothing changed, when the text
+/// would get too long.
 bool MXmlDocument::InsertScratch(const Place& place) {
-  if (place.breaksLine) scratch_ += L'\n';
+  if (place.breaksLine) store_->scratch.Append(L'\n');
   std::size_t endTagLength = 0;
   if (place.opensParent) {
     const std::wstring_view name = store_->GetTagName(place.parent);
     endTagLength = name.size() + 3;
-    scratch_ += L"</";
-    scratch_ += name;
-    scratch_ += L'>';
+    store_->scratch.Append(L"</");
+    store_->scratch.Append(name);
+    store_->scratch.Append(L'>');
   }
-  if (!place.prefix.empty()) scratch_.insert(0, place.prefix);
-  if (store_->text.GetSize() - place.removed + scratch_.size() > lengthLimit_) return false;
-  store_->text.Replace(place.offset, place.removed, scratch_);
+  if (store_->text.GetSize() - place.removed + store_->scratch.GetSize() > lengthLimit_)
+    return false;
+  store_->text.Replace(place.offset, place.removed, store_->scratch.GetView());
 
   const std::size_t behind = place.offset + place.removed;
-  const auto difference = static_cast<std::uint32_t>(scratch_.size() - place.removed);
+  const auto difference = static_cast<std::uint32_t>(store_->scratch.GetSize() - place.removed);
   ShiftBehind(behind, place.parent, place.previous, difference);
   store_->index.GrowAround(place.parent, difference);
   if (place.opensParent) {
@@ -442,7 +452,7 @@ bool MXmlDocument::InsertScratch(const Place& place) {
 
 /// Gives the scratch text's memory back after an edit with much text.
 void MXmlDocument::TrimScratch() noexcept {
-  if (scratch_.capacity() > kScratchKept) scratch_ = std::wstring();
+  if (store_->scratch.GetCapacity() > kScratchKept) store_->scratch = {};
 }
 
 /// Moves the records that stand behind an insertion in the level of `parent`, behind its child

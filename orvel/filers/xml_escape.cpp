@@ -89,15 +89,19 @@ std::size_t AppendReference(std::wstring_view text, std::wstring& output) {
   return 0;
 }
 
+std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
+  return {begin, static_cast<std::size_t>(end - begin)};
+}
+
 }  // namespace
 
-void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, std::wstring& output) {
+void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuffer& output) {
   const unsigned classes = kXmlTextEscape | (options.escapeQuotes ? kXmlQuote : 0U);
   const wchar_t* const begin = text.data();
   const wchar_t* const end = begin + text.size();
   const wchar_t* plain = begin;
   const wchar_t* next = FindXmlChar(begin, end, classes);
-  if (next != end) output.reserve(output.size() + text.size() + text.size() / 10 + 7);
+  if (next != end) output.Reserve(text.size() + text.size() / 10 + 7);
   while (next != end) {
     if (*next == L'&' && options.keepReferences) {
       const std::size_t length =
@@ -107,17 +111,17 @@ void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, std::wst
         continue;
       }
     }
-    output.append(plain, next);
+    output.Append(Range(plain, next));
     for (const NamedReference& reference : kNamedReferences) {
       if (reference.character != *next) continue;
-      output += L'&';
-      output += reference.name;
+      output.Append(L'&');
+      output.Append(reference.name);
       break;
     }
     plain = next + 1;
     next = FindXmlChar(plain, end, classes);
   }
-  output.append(plain, end);
+  output.Append(Range(plain, end));
 }
 
 void AppendXmlUnescaped(std::wstring_view text, std::wstring& output) {

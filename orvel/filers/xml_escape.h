@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "orvel/filers/wide_buffer.h"
+
 namespace Orvel::Detail {
 
 /// How text is escaped; the two may be combined.
@@ -14,7 +16,7 @@ struct XmlEscapeOptions {
 
 /// Appends `text` to `output` with `<`, `&` and `>` (and quotes, if asked for) replaced by
 /// references. `text` may not be part of `output`.
-void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, std::wstring& output);
+void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuffer& output);
 
 /// Appends `text` to `output` with references resolved: the five names that XML knows, and numbers
 /// of valid code points, decimal or hexadecimal (as a surrogate pair above U+FFFF where wchar_t

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 class MXmlDocument;
 
@@ -10,15 +11,15 @@ namespace Orvel::Detail::XmlFilerFormat {
 /// What the tagged XML writer and reader agree on.
 inline constexpr const wchar_t* kRootTag = L"ExceptionChain";
 inline constexpr const wchar_t* kSubDocumentRootTag = L"MFilerTaggedXml";
-inline constexpr const wchar_t* kTypeAttribute = L"type";
+inline constexpr std::wstring_view kTypeAttribute = L"type";
 
-inline constexpr const wchar_t* kFloatType = L"float";
-inline constexpr const wchar_t* kBoolType = L"bool";
-inline constexpr const wchar_t* kByteType = L"byte";
-inline constexpr const wchar_t* kUnsignedType = L"uint";
-inline constexpr const wchar_t* kSignedType = L"int";
-inline constexpr const wchar_t* kCharType = L"char";
-inline constexpr const wchar_t* kStringType = L"string";
+inline constexpr std::wstring_view kFloatType = L"float";
+inline constexpr std::wstring_view kBoolType = L"bool";
+inline constexpr std::wstring_view kByteType = L"byte";
+inline constexpr std::wstring_view kUnsignedType = L"uint";
+inline constexpr std::wstring_view kSignedType = L"int";
+inline constexpr std::wstring_view kCharType = L"char";
+inline constexpr std::wstring_view kStringType = L"string";
 
 /// True when `text` is a document whose root element can become an element of another one.
 [[nodiscard]] bool IsSubDocument(const std::wstring& text);

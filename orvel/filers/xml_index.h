@@ -104,4 +104,20 @@ class XmlIndex {
   std::uint32_t growth_ = 0;
 };
 
+inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t number) noexcept {
+  MXmlElementRecord& record = At(number);
+  MXmlElementRecord& parentRecord = At(parent);
+  record.parent = parent;
+  if (parentRecord.firstChild == 0) {
+    parentRecord.firstChild = number;
+    record.previousSibling = number;
+    record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
+    return;
+  }
+  MXmlElementRecord& first = At(parentRecord.firstChild);
+  record.previousSibling = first.previousSibling;
+  At(first.previousSibling).nextSibling = number;
+  first.previousSibling = number;
+}
+
 }  // namespace Orvel::Detail

@@ -53,23 +53,24 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
   constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
   const HashSeed& seed = GetSeed();
   std::uint64_t state = seed.start + name.size();
-  const wchar_t* next = name.data();
-  std::size_t left = name.size();
-  for (;;) {
-    std::uint64_t chunk = 0;
-    const std::size_t count = left < kStep ? left : kStep;
-    if (count == kStep) {
-      std::memcpy(&chunk, next, sizeof chunk);
-    } else {
-      for (std::size_t i = 0; i < count; ++i)
-        chunk = (chunk << 16) ^ static_cast<std::uint32_t>(next[i]);
-    }
+  const auto add = [&state, &seed](std::uint64_t chunk) {
     state = (state ^ chunk) * seed.factor;
     state ^= state >> 32;
-    if (left <= kStep) break;
-    next += count;
-    left -= count;
+  };
+  const wchar_t* const text = name.data();
+  if (name.size() < kStep) {
+    std::uint64_t chunk = 0;
+    for (const wchar_t c : name) chunk = (chunk << 16) ^ static_cast<std::uint32_t>(c);
+    add(chunk);
+    return state;
   }
+  const auto load = [](const wchar_t* next) {
+    std::uint64_t chunk = 0;
+    std::memcpy(&chunk, next, sizeof chunk);
+    return chunk;
+  };
+  for (std::size_t i = 0; i + kStep < name.size(); i += kStep) add(load(text + i));
+  add(load(text + name.size() - kStep));  // may take some a second time, which does no harm
   return state;
 }
 

@@ -52,6 +52,8 @@ class XmlParser {
   void ParseChildren();
   void OpenTag(const XmlToken& token, const wchar_t* begin);
   void CloseTag(const XmlToken& token, const wchar_t* begin);
+  [[nodiscard]] std::size_t CloseInnermost(const wchar_t* begin, const wchar_t* end);
+  void EndInnermost(std::uint32_t start, std::uint32_t length);
   [[nodiscard]] std::size_t FindOpen(std::wstring_view name, std::size_t offset);
   void CloseUnended(std::size_t from);
   void MarkError() noexcept;
@@ -70,8 +72,18 @@ class XmlParser {
 void XmlParser::ParseChildren() {
   const wchar_t* const begin = text_.data();
   const wchar_t* const end = begin + text_.size();
-  for (const wchar_t* next = FindWide(begin, end, L'<'); next != end;
-       next = FindWide(next, end, L'<')) {
+  const wchar_t* next = begin;
+  while (next != end) {
+    if (*next != L'<') {
+      // Markup often follows markup on the next line: worth a look before a search.
+      ++next;
+      if (next != end && *next != L'<') next = FindWide(next, end, L'<');
+      continue;
+    }
+    if (const std::size_t length = CloseInnermost(next, end)) {
+      next += length;
+      continue;
+    }
     const XmlToken token = ScanXmlMarkup(next, end);
     switch (token.kind) {
       case XmlTokenKind::kStartTag:
@@ -145,8 +157,28 @@ void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
              {name, innermost.GetName()}, {start, index_.At(innermost.number).start}, start);
     CloseUnended(depth + 1);
   }
+  EndInnermost(start, static_cast<std::uint32_t>(token.length));
+}
+
+/// Closes the innermost open element if its end tag, without any white space, begins at `begin`: no
+/// need to scan what is known. Returns the length of the tag, 0 if it is not there.
+std::size_t XmlParser::CloseInnermost(const wchar_t* begin, const wchar_t* end) {
+  if (open_.empty()) return 0;
+  const OpenElement& innermost = open_.back();
+  const std::size_t length = std::size_t{innermost.nameLength} + 3;
+  if (length > MXmlElementRecord::kMaxEndTagLength ||
+      length > static_cast<std::size_t>(end - begin) || begin[1] != L'/' ||
+      begin[length - 1] != L'>' ||
+      !EqualWideInText(innermost.name, begin + 2, innermost.nameLength, end)) {
+    return 0;
+  }
+  EndInnermost(static_cast<std::uint32_t>(begin - text_.data()),
+               static_cast<std::uint32_t>(length));
+  return length;
+}
+
+void XmlParser::EndInnermost(std::uint32_t start, std::uint32_t length) {
   MXmlElementRecord& record = index_.At(open_.back().number);
-  const auto length = static_cast<std::uint32_t>(token.length);
   record.length = start + length - record.start;
   record.SetTagLengths(record.tagLengths, length);
   open_.pop_back();

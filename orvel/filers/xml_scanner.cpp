@@ -39,9 +39,8 @@ XmlToken MakeIncorrect(const wchar_t* construct) noexcept {
 
 }  // namespace
 
-bool EqualXmlNames(std::wstring_view a, std::wstring_view b, bool ignoreCase) noexcept {
+bool EqualFoldedXmlNames(std::wstring_view a, std::wstring_view b) noexcept {
   if (a.size() != b.size()) return false;
-  if (!ignoreCase) return a == b;
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (FoldXmlCase(a[i]) != FoldXmlCase(b[i])) return false;
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -61,14 +62,45 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
 }
 
+/// Compares two names without regard to case, of the same length or not.
+[[nodiscard]] bool EqualFoldedXmlNames(std::wstring_view a, std::wstring_view b) noexcept;
+
 /// Compares two names, of the same length or not.
-[[nodiscard]] bool EqualXmlNames(std::wstring_view a, std::wstring_view b,
-                                 bool ignoreCase) noexcept;
+[[nodiscard]] inline bool EqualXmlNames(std::wstring_view a, std::wstring_view b,
+                                        bool ignoreCase) noexcept {
+  if (ignoreCase) return EqualFoldedXmlNames(a, b);
+  return a.size() == b.size() && EqualWide(a.data(), b.data(), a.size());
+}
+
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+/// A bit for each of 16 characters that ends a tag name.
+[[nodiscard]] inline unsigned XmlTagNameEndBits(__m128i bytes) noexcept {
+  __m128i hits = BytesInRange(bytes, '<', '?');                // < = > ?
+  hits = _mm_or_si128(hits, BytesInRange(bytes, ' ', '!'));    // and these two
+  hits = _mm_or_si128(hits, BytesInRange(bytes, '\t', '\n'));  // and these
+  hits = _mm_or_si128(hits, EqualBytes(bytes, '\r'));
+  hits = _mm_or_si128(hits, EqualBytes(bytes, '/'));
+  hits = _mm_or_si128(hits, EqualBytes(bytes, '\\'));
+  return ByteBits(hits);
+}
+#endif
+
+/// First character in the range that ends a tag name, or `end`.
+[[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,
+                                                      const wchar_t* end) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  for (; end - begin >= kNarrowLanes; begin += kNarrowLanes) {
+    const unsigned bits = XmlTagNameEndBits(LoadNarrow(begin));
+    if (bits != 0) return begin + std::countr_zero(bits);
+  }
+#endif
+  return FindXmlChar(begin, end, kXmlTagNameEnd);
+}
 
 /// The length of the tag name that begins at `begin`.
 [[nodiscard]] inline std::size_t XmlTagNameLength(const wchar_t* begin,
                                                   const wchar_t* end) noexcept {
-  return static_cast<std::size_t>(FindXmlChar(begin, end, kXmlTagNameEnd) - begin);
+  return static_cast<std::size_t>(FindXmlTagNameEnd(begin, end) - begin);
 }
 
 /// What ScanXmlMarkup() found.
@@ -95,13 +127,87 @@ struct XmlToken {
 /// no tag begins with.
 [[nodiscard]] XmlToken ScanXmlDeclaration(const wchar_t* begin, const wchar_t* end) noexcept;
 
+/// The `>` that ends a start tag of which `next` is a part outside of strings, the first `skipped`
+/// characters of which, at most 16, are not looked at; `end` if there is none.
+[[nodiscard]] inline const wchar_t* FindXmlStartTagClose(const wchar_t* next, const wchar_t* end,
+                                                         int skipped) noexcept {
+  wchar_t string = 0;  // the quote that began the string that `next` is in
+  for (;;) {
+    const wchar_t* stop = end;
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+    // A search for each quote would have to wait for the one before. Here nothing waits, and there
+    // are no branches that depend on where the quotes are.
+    if (end - next >= kNarrowLanes) {
+      const __m128i bytes = LoadNarrow(next);
+      const unsigned ahead = ~0U << skipped;
+      const unsigned quotes = ByteBits(EqualBytes(bytes, '"')) & ahead;
+      const unsigned apostrophes = ByteBits(EqualBytes(bytes, '\'')) & ahead;
+      if (quotes == 0 || apostrophes == 0) {
+        const unsigned both = quotes | apostrophes;
+        const unsigned marks = string == 0 ? both : (string == L'"' ? quotes : apostrophes);
+        // Bit by bit, whether the number of marks up to there is odd.
+        unsigned inside = marks ^ (marks << 1);
+        inside ^= inside << 2;
+        inside ^= inside << 4;
+        inside ^= inside << 8;
+        if (string != 0) inside = ~inside;
+        const unsigned closes = ByteBits(EqualBytes(bytes, '>')) & ahead & ~inside;
+        if (closes != 0) return next + std::countr_zero(closes);
+        if ((inside & 0x8000U) == 0) {
+          string = 0;
+        } else if (string == 0) {
+          string = quotes != 0 ? L'"' : L'\'';
+        }
+        next += kNarrowLanes;
+        skipped = 0;
+        continue;
+      }
+      stop = next + kNarrowLanes;
+    }
+#endif
+    for (next += skipped; next != stop; ++next) {
+      if (string != 0) {
+        if (*next == string) string = 0;
+      } else if (*next == L'>') {
+        return next;
+      } else if (IsXmlChar(*next, kXmlQuote)) {
+        string = *next;
+      }
+    }
+    if (stop == end) return end;
+    skipped = 0;
+  }
+}
+
+struct XmlStartTagEnds {
+  const wchar_t* name;
+  const wchar_t* tag;  // points to the `>`; the end of the range if there is none
+};
+
+/// Where the name that begins at `name`, and the start tag of that name, end.
+[[nodiscard]] inline XmlStartTagEnds FindXmlStartTagEnds(const wchar_t* name,
+                                                         const wchar_t* end) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (end - name >= kNarrowLanes) {
+    if (const unsigned nameEnds = XmlTagNameEndBits(LoadNarrow(name))) {
+      const int nameLength = std::countr_zero(nameEnds);
+      const wchar_t* const nameEnd = name + nameLength;
+      if (*nameEnd == L'>') return {nameEnd, nameEnd};
+      return {nameEnd, FindXmlStartTagClose(name, end, nameLength)};
+    }
+  }
+#endif
+  const wchar_t* const nameEnd = FindXmlTagNameEnd(name, end);
+  return {nameEnd, FindXmlStartTagClose(nameEnd, end, 0)};
+}
+
 /// Scans the construct at `begin`, which must point to a `<` before `end`. The time is
 /// proportional to the length of the token.
 [[nodiscard]] inline XmlToken ScanXmlMarkup(const wchar_t* begin, const wchar_t* end) noexcept {
   XmlToken token;
   const wchar_t* const name = begin + 1;
   if (name != end && *name == L'/') {
-    const wchar_t* nameEnd = FindXmlChar(name + 1, end, kXmlTagNameEnd);
+    const wchar_t* nameEnd = FindXmlTagNameEnd(name + 1, end);
     token.nameLength = static_cast<std::size_t>(nameEnd - name) - 1;
     const wchar_t* const close = FindWide(nameEnd, end, L'>');
     token.construct = L"Element end tag";
@@ -114,15 +220,8 @@ struct XmlToken {
     }
     return token;
   }
-  const wchar_t* const nameEnd = FindXmlChar(name, end, kXmlTagNameEnd);
+  const auto [nameEnd, close] = FindXmlStartTagEnds(name, end);
   if (nameEnd == name) return ScanXmlDeclaration(begin, end);
-  const wchar_t* close = nameEnd;
-  while (close != end && *close != L'>') {
-    close = FindWideOfThree(close, end, L'>', L'"', L'\'');
-    if (close == end || *close == L'>') break;
-    close = FindWide(close + 1, end, *close);
-    if (close != end) ++close;
-  }
   token.kind = XmlTokenKind::kStartTag;
   token.construct = L"Element tag";
   token.nameLength = static_cast<std::size_t>(nameEnd - name);

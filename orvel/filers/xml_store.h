@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "orvel/filers/wide_buffer.h"
 #include "orvel/filers/xml_index.h"
 #include "orvel/filers/xml_scanner.h"
 #include "orvel/filers/xml_tag_lookup.h"
@@ -18,6 +19,7 @@ struct XmlStore {
   XmlText text;
   XmlIndex index;
   XmlTagLookup lookup;
+  WideBuffer scratch;            ///< what an edit inserts; kept for its memory
   std::uint32_t lastInText = 0;  ///< the element that begins last, 0 if there is none
 
   [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {

@@ -30,6 +30,7 @@ std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std
   Level& level = levels_.back();
   if (level.slots.empty()) {
     if (level.steps <= kStepsBeforeTable) {
+      if (XmlTagNameLength(name.data(), name.data() + name.size()) != name.size()) return 0;
       std::uint32_t child = store.index.At(parent).firstChild;
       while (child != 0 && !store.HasTagName(child, name, ignoreCase)) {
         ++level.steps;
@@ -58,7 +59,7 @@ void XmlTagLookup::NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreC
   const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
   Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
   if (slot.number != 0) return;
-  slot = {hash, number};
+  slot = {hash, number, static_cast<std::uint32_t>(name.size())};
   ++level.used;
 }
 
@@ -76,7 +77,7 @@ void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {
        child = store.index.At(child).nextSibling) {
     ++count;
   }
-  level.slots.assign(std::bit_ceil(count * 2), Slot{0, 0});
+  level.slots.assign(std::bit_ceil(count * 2), Slot{});
   level.used = 0;
   for (std::uint32_t child = store.index.At(level.parent).firstChild; child != 0;
        child = store.index.At(child).nextSibling) {
@@ -84,7 +85,7 @@ void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {
     const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
     Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
     if (slot.number != 0) continue;
-    slot = {hash, child};
+    slot = {hash, child, static_cast<std::uint32_t>(name.size())};
     ++level.used;
   }
 }
@@ -95,7 +96,10 @@ XmlTagLookup::Slot& XmlTagLookup::FindSlot(Level& level, XmlStore& store, std::w
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     Slot& slot = level.slots[i];
     if (slot.number == 0) return slot;
-    if (slot.hash == hash && store.HasTagName(slot.number, name, ignoreCase)) return slot;
+    if (slot.hash != hash || slot.nameLength != name.size()) continue;
+    const std::wstring_view tag =
+        store.text.GetView(store.index.At(slot.number).start + 1, slot.nameLength);
+    if (EqualXmlNames(tag, name, ignoreCase)) return slot;
   }
 }
 

@@ -20,8 +20,7 @@ class XmlTagLookup {
   /// Forgets all tables: the document is another one.
   void Clear() noexcept { levels_.clear(); }
 
-  /// First child of `parent` with the tag `name`, 0 if there is none. The name must not be empty
-  /// and must hold no character that ends tag names.
+  /// First child of `parent` with the tag `name`, which must not be empty; 0 if there is none.
   [[nodiscard]] std::uint32_t FindFirst(XmlStore& store, std::uint32_t parent,
                                         std::wstring_view name, bool ignoreCase);
 
@@ -31,7 +30,8 @@ class XmlTagLookup {
  private:
   struct Slot {
     std::uint32_t hash;
-    std::uint32_t number;  // 0 in an empty slot
+    std::uint32_t number;      // 0 in an empty slot
+    std::uint32_t nameLength;  // spares the search for the end of the name in the text
   };
   struct Level {
     std::uint32_t parent = 0;

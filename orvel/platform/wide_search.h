@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
@@ -32,9 +34,40 @@ inline __m128i FillLanes(wchar_t character) noexcept {
     return _mm_set1_epi32(static_cast<int>(character));
 }
 
-/// Position of the first lane in a byte mask that is not 0.
-inline std::ptrdiff_t FirstLane(int mask) noexcept {
-  return std::countr_zero(static_cast<unsigned>(mask)) / static_cast<int>(sizeof(wchar_t));
+inline constexpr std::ptrdiff_t kNarrowLanes = 16;
+
+/// The 16 characters at `text`, a byte each: those below 256 as they are, others as 0 or 255.
+inline __m128i LoadNarrow(const wchar_t* text) noexcept {
+  const auto* const blocks = reinterpret_cast<const __m128i*>(text);
+  if constexpr (sizeof(wchar_t) == 2) {
+    return _mm_packus_epi16(_mm_loadu_si128(blocks), _mm_loadu_si128(blocks + 1));
+  } else {
+    return _mm_packus_epi16(
+        _mm_packs_epi32(_mm_loadu_si128(blocks), _mm_loadu_si128(blocks + 1)),
+        _mm_packs_epi32(_mm_loadu_si128(blocks + 2), _mm_loadu_si128(blocks + 3)));
+  }
+}
+
+/// All bits set in each byte that is `character`.
+inline __m128i EqualBytes(__m128i bytes, char character) noexcept {
+  return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(character));
+}
+
+/// All bits set in each byte from `first` to `last`.
+inline __m128i BytesInRange(__m128i bytes, char first, char last) noexcept {
+  const __m128i distance = _mm_sub_epi8(bytes, _mm_set1_epi8(first));
+  const __m128i bound = _mm_set1_epi8(static_cast<char>(last - first));
+  return _mm_cmpeq_epi8(_mm_min_epu8(distance, bound), distance);
+}
+
+/// A bit for each byte of a mask, the first one lowest.
+inline unsigned ByteBits(__m128i mask) noexcept {
+  return static_cast<unsigned>(_mm_movemask_epi8(mask));
+}
+
+/// Position of the first lane in a byte mask, not 0, of two blocks of lanes that were joined.
+inline std::ptrdiff_t FirstJoinedLane(int mask) noexcept {
+  return std::countr_zero(static_cast<unsigned>(mask)) * 2 / static_cast<int>(sizeof(wchar_t));
 }
 
 #endif
@@ -43,34 +76,59 @@ inline std::ptrdiff_t FirstLane(int mask) noexcept {
 inline const wchar_t* FindWide(const wchar_t* begin, const wchar_t* end, wchar_t wanted) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
   const __m128i pattern = FillLanes(wanted);
-  for (; end - begin >= kWideLanes; begin += kWideLanes) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
-    const int mask = _mm_movemask_epi8(EqualLanes(block, pattern));
-    if (mask != 0) return begin + FirstLane(mask);
+  for (; end - begin >= 2 * kWideLanes; begin += 2 * kWideLanes) {
+    const auto* const blocks = reinterpret_cast<const __m128i*>(begin);
+    // Joined without loss: all bits of a lane are the same.
+    const __m128i hits = _mm_packs_epi16(EqualLanes(_mm_loadu_si128(blocks), pattern),
+                                         EqualLanes(_mm_loadu_si128(blocks + 1), pattern));
+    const int mask = _mm_movemask_epi8(hits);
+    if (mask != 0) return begin + FirstJoinedLane(mask);
   }
 #endif
   while (begin != end && *begin != wanted) ++begin;
   return begin;
 }
 
-/// First of the three characters in the range, or `end`. Reads nothing outside the range.
-inline const wchar_t* FindWideOfThree(const wchar_t* begin, const wchar_t* end, wchar_t a,
-                                      wchar_t b, wchar_t c) noexcept {
-#ifdef ORVEL_WIDE_SEARCH_SSE2
-  const __m128i patternA = FillLanes(a);
-  const __m128i patternB = FillLanes(b);
-  const __m128i patternC = FillLanes(c);
-  for (; end - begin >= kWideLanes; begin += kWideLanes) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
-    const __m128i hits =
-        _mm_or_si128(_mm_or_si128(EqualLanes(block, patternA), EqualLanes(block, patternB)),
-                     EqualLanes(block, patternC));
-    const int mask = _mm_movemask_epi8(hits);
-    if (mask != 0) return begin + FirstLane(mask);
+/// True when `count` characters are the same. For short texts, where a call costs more than the
+/// comparison.
+inline bool EqualWide(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
+  constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
+  const auto load = [](const wchar_t* text) {
+    std::uint64_t chunk = 0;
+    std::memcpy(&chunk, text, sizeof chunk);
+    return chunk;
+  };
+  if (count < kStep) {
+    for (std::size_t i = 0; i < count; ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
   }
+  for (std::size_t i = 0; i + kStep < count; i += kStep) {
+    if (load(a + i) != load(b + i)) return false;
+  }
+  return load(a + count - kStep) == load(b + count - kStep);
+}
+
+/// The same for parts of one text that ends at `end`, `a` in front of `b`: so that what stands
+/// behind them may be read, in one step whatever the count is.
+inline bool EqualWideInText(const wchar_t* a, const wchar_t* b, std::size_t count,
+                            const wchar_t* end) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  constexpr auto kAtOnce = static_cast<std::size_t>(2 * kWideLanes);
+  if (count <= kAtOnce && static_cast<std::size_t>(end - b) >= kAtOnce) {
+    const auto* const blocksA = reinterpret_cast<const __m128i*>(a);
+    const auto* const blocksB = reinterpret_cast<const __m128i*>(b);
+    const __m128i same =
+        _mm_packs_epi16(EqualLanes(_mm_loadu_si128(blocksA), _mm_loadu_si128(blocksB)),
+                        EqualLanes(_mm_loadu_si128(blocksA + 1), _mm_loadu_si128(blocksB + 1)));
+    const std::uint64_t wanted = (std::uint64_t{1} << (count * sizeof(wchar_t) / 2)) - 1;
+    return (~static_cast<std::uint64_t>(ByteBits(same)) & wanted) == 0;
+  }
+#else
+  static_cast<void>(end);
 #endif
-  while (begin != end && *begin != a && *begin != b && *begin != c) ++begin;
-  return begin;
+  return EqualWide(a, b, count);
 }
 
 }  // namespace Orvel::Detail

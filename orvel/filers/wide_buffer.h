@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+namespace Orvel::Detail {
+
+/// Text that is put together from short pieces, where a call of the runtime for each would cost
+/// more than its copying. Keeps its memory when it is cleared.
+///
+/// Thread-unsafe. When memory runs out, std::bad_alloc comes out and the text is as before.
+class WideBuffer {
+ public:
+  [[nodiscard]] std::size_t GetSize() const noexcept { return size_; }
+  [[nodiscard]] std::size_t GetCapacity() const noexcept { return capacity_; }
+  [[nodiscard]] std::wstring_view GetView() const noexcept { return {data_.get(), size_}; }
+
+  void Clear() noexcept { size_ = 0; }
+
+  /// Makes room for `count` more characters.
+  void Reserve(std::size_t count) {
+    if (capacity_ - size_ < count) Grow(count);
+  }
+
+  void Append(wchar_t character) {
+    Reserve(1);
+    data_[size_++] = character;
+  }
+
+  /// `piece` may not be a part of this text.
+  void Append(std::wstring_view piece);
+
+  /// Appends a literal.
+  template <std::size_t size>
+  void Append(const wchar_t (&piece)[size]) {
+    Reserve(size - 1);
+    for (std::size_t i = 0; i < size - 1; ++i) data_[size_ + i] = piece[i];
+    size_ += size - 1;
+  }
+
+ private:
+  void Grow(std::size_t count);
+
+  std::unique_ptr<wchar_t[]> data_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
+
+}  // namespace Orvel::Detail
