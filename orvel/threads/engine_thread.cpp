@@ -147,7 +147,7 @@ void MEngineThread::Flush() {
   const std::uint32_t asked = flushesAsked_.fetch_add(1, std::memory_order_acq_rel) + 1;
   SetEventOrRaise(context.At(__LINE__, this), flushRequest_.Get());
   const std::array<void*, 2> handles = {flushDone_.Get(), thread_.Get()};
-  WaitOutcome outcome;
+  WaitOutcome outcome{};
   do {
     outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
   } while (outcome.status == WaitStatus::kObject0 &&
