@@ -184,7 +184,8 @@ struct XmlStartTagEnds {
   const wchar_t* tag;  // points to the `>`; the end of the range if there is none
 };
 
-/// Where the name that begins at `name`, and the start tag of that name, end.
+/// Where the name that begins at `name`, and the start tag of that name, end. Without a name there
+/// is no tag, and nothing is searched for its end.
 [[nodiscard]] inline XmlStartTagEnds FindXmlStartTagEnds(const wchar_t* name,
                                                          const wchar_t* end) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
@@ -192,12 +193,13 @@ struct XmlStartTagEnds {
     if (const unsigned nameEnds = XmlTagNameEndBits(LoadNarrow(name))) {
       const int nameLength = std::countr_zero(nameEnds);
       const wchar_t* const nameEnd = name + nameLength;
-      if (*nameEnd == L'>') return {nameEnd, nameEnd};
+      if (nameLength == 0 || *nameEnd == L'>') return {nameEnd, nameEnd};
       return {nameEnd, FindXmlStartTagClose(name, end, nameLength)};
     }
   }
 #endif
   const wchar_t* const nameEnd = FindXmlTagNameEnd(name, end);
+  if (nameEnd == name) return {name, name};
   return {nameEnd, FindXmlStartTagClose(nameEnd, end, 0)};
 }
 
