@@ -86,7 +86,7 @@ Exit codes:
   2  the command line makes no sense
   3  interrupted
   4  the audit failed
-  5  with --compare: files were added, changed or removed
+  5  with --compare: files were added, changed or removed, or can be read now
 )";
 }
 

@@ -9,12 +9,14 @@
 
 #include "child_process.h"
 #include "temporary_folder.h"
+#include "tests/support/registry_sandbox.h"
 
 namespace {
 
 using Orvel::Detail::KernelHandle;
 using Orvel::Testing::ChildProcess;
 using Orvel::Testing::ReadWholeFile;
+using Orvel::Testing::RegistrySandbox;
 using Orvel::Testing::TemporaryFolder;
 using testing::HasSubstr;
 using testing::Not;
@@ -51,7 +53,10 @@ TEST(FolderAuditInterruptTest, CtrlCInTheMiddleOfAFileReportsTheFilesBefore) {
                                               FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                               CREATE_NEW, 0, nullptr));
 
-  ChildProcess child(FOLDER_AUDIT_EXE, {L"--list", L"--flow-log", log, folder.GetPath()},
+  const RegistrySandbox settings;
+  ChildProcess child(FOLDER_AUDIT_EXE,
+                     {L"--list", L"--flow-log", log, L"--settings-key",
+                      settings.GetApplicationKey(), folder.GetPath()},
                      outputFile.Get(), outputFile.Get(), {}, CREATE_NO_WINDOW);
   ASSERT_TRUE(WaitForText(output, "f20015ad  abc\n"));
   ASSERT_NO_FATAL_FAILURE(PressCtrlC(child));
