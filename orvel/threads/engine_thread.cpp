@@ -108,6 +108,7 @@ void MEngineThread::Start() {
     ResetEventOrRaise(context.At(__LINE__, this), event->Get());
   }
   stopIsServed_ = false;
+  stopIsAsked_ = false;
 
   unsigned threadId = 0;
   const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, &threadId);
@@ -177,7 +178,7 @@ void MEngineThread::StopWorker(bool endsAlways) {
   {
     const MScopedLock lock(mutex_, lockDepth_);
     const MEngineState state = GetState();
-    if (state == MEngineState::kInactive || stopIsUnderWay_) return;
+    if (state == MEngineState::kInactive || stopIsAsked_) return;
     ChangeState(MEngineState::kStopping);
     if (!Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
       const std::uint32_t code = Orvel::Detail::LastErrorCode();
@@ -190,6 +191,7 @@ void MEngineThread::StopWorker(bool endsAlways) {
     }
     // Only the stop under way closes the handle, so it is good for the wait below.
     thread = thread_.Get();
+    stopIsAsked_ = true;
     stopIsUnderWay_ = true;
   }
 

@@ -58,9 +58,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void Flush();
 
   /// Asks the worker to leave its loop, which runs `OnStop`, and waits, without limit, until it has
-  /// ended. Returns at once while "Inactive" and when another stop is under way, also on the
+  /// ended. Returns at once while "Inactive" and when the worker was asked before, also on the
   /// worker. Raises "CannotStopSelf" on the worker, "Abandoned" (without parameter), "Unexpected"
-  /// ("status") and "WaitFailed"; after the last three another call waits once more.
+  /// ("status") and "WaitFailed"; after the last three the worker ends all the same, but only the
+  /// destructor waits for it.
   void Stop();
 
   /// `Stop` for destructors: an error is recorded in the flow log and the object becomes
@@ -159,6 +160,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   std::wstring reservedText_;  // kept for subclasses of old, never interpreted
   bool wakesForMessages_ = false;
   bool stopIsServed_ = false;                              // worker, and Start before it
+  bool stopIsAsked_ ORVEL_GUARDED_BY(*mutex_) = false;     // as the stop event, which may fail
   bool stopIsUnderWay_ ORVEL_GUARDED_BY(*mutex_) = false;  // a caller waits for the worker's end
   // A flush whose wait failed leaves an answer behind, which the next one must not take for its
   // own. Written with release by the one side, read with acquire by the other.

@@ -20,6 +20,7 @@ bool stopRequest_;
 bool threadStarted_;
 bool flushDone_;
 bool stopIsServed_;
+bool stopIsAsked_;
 bool stopIsUnderWay_;
 byte flushesAsked_;
 byte flushesServed_;
@@ -100,7 +101,8 @@ inline Start() {
   :: else ->
     atomic {
       stopRequest_ = false; flushRequest_ = false; threadStarted_ = false; flushDone_ = false;
-      stopIsServed_ = false
+      stopIsServed_ = false;
+      stopIsAsked_ = false
     }
     atomic { lives++; thread_ = lives; run Worker(lives) }
     threadId_ = thread_;
@@ -144,13 +146,14 @@ inline Flush() {
 inline StopWorker(endsAlways) {
   Lock();
   if
-  :: state_ == kInactive || stopIsUnderWay_ -> Unlock()
+  :: state_ == kInactive || stopIsAsked_ -> Unlock()
   :: else ->
     before = state_;
     state_ = kStopping;
     if
     :: stopRequest_ = true;
       handle = thread_;
+      stopIsAsked_ = true;
       stopIsUnderWay_ = true;
       atomic {
         Unlock();
