@@ -23,15 +23,14 @@ class IntegerText {
   explicit IntegerText(Integer value) {
     char narrow[kLongest] = {};
     const char* const end = std::to_chars(std::begin(narrow), std::end(narrow), value).ptr;
-    for (const char* digit = narrow; digit != end; ++digit) {
-      text_[length_++] = static_cast<wchar_t>(*digit);
-    }
+    length_ = static_cast<std::size_t>(end - narrow);
+    for (std::size_t i = 0; i < kLongest; ++i) text_[i] = static_cast<wchar_t>(narrow[i]);
   }
   [[nodiscard]] std::wstring_view Get() const noexcept { return {text_, length_}; }
 
  private:
-  static constexpr std::size_t kLongest = 12;  // "-2147483648" and one to spare
-  wchar_t text_[kLongest] = {};
+  static constexpr std::size_t kLongest = 16;  // for "-2147483648"; widened in one step
+  wchar_t text_[kLongest];
   std::size_t length_ = 0;
 };
 

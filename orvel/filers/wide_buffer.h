@@ -5,6 +5,8 @@
 #include <memory>
 #include <string_view>
 
+#include "orvel/platform/wide_copy.h"
+
 namespace Orvel::Detail {
 
 /// Text that is put together from short pieces, where a call of the runtime for each would cost
@@ -30,7 +32,11 @@ class WideBuffer {
   }
 
   /// `piece` may not be a part of this text.
-  void Append(std::wstring_view piece);
+  void Append(std::wstring_view piece) {
+    Reserve(piece.size());
+    CopyWide(piece, data_.get() + size_);
+    size_ += piece.size();
+  }
 
   /// Appends a literal.
   template <std::size_t size>

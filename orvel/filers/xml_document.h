@@ -248,6 +248,7 @@ class MXmlDocument {
 
  private:
   struct Attributes;
+  struct ElementText;
   struct Place;
 
   [[nodiscard]] bool IgnoresCase() const noexcept { return (flags_ & kIgnoreCase) != 0; }
@@ -258,17 +259,15 @@ class MXmlDocument {
   bool ReadAttribute(const Attributes& place, std::wstring_view name, std::wstring& value) const;
   bool WriteAttribute(const Attributes& place, std::wstring_view name, std::wstring_view value,
                       MXmlReferences references);
-  bool AddElementText(std::wstring_view name, std::wstring_view data,
-                      std::wstring_view attributeName, std::wstring_view attributeValue,
-                      MXmlReferences references);
+  bool AddElementText(ElementText& element, MXmlReferences references);
   [[nodiscard]] std::uint32_t GetLevelBelow(std::uint32_t parent) const noexcept;
   [[nodiscard]] std::size_t GetLineBreakLength(std::size_t offset) const noexcept;
   [[nodiscard]] Place FindPlace(MXmlNodeKind kind) const noexcept;
-  void BeginScratch(const Place& place);
-  bool InsertScratch(const Place& place);
+  [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece);
+  void MakeWritable(ElementText& element, MXmlReferences references);
+  [[nodiscard]] wchar_t* Insert(const Place& place, std::size_t length);
   void TrimScratch() noexcept;
-  void ShiftBehind(std::size_t offset, std::uint32_t parent, std::uint32_t previous,
-                   std::uint32_t difference) noexcept;
+  void ShiftBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t difference) noexcept;
   void LinkAdded(const Place& place, std::uint32_t number, std::uint32_t lastInText) noexcept;
   void MovePositions(std::size_t offset, std::uint32_t difference, bool insideNode) noexcept;
   void SetUnreadable(std::wstring_view reason);

@@ -10,8 +10,11 @@
 
 using Orvel::Detail::AppendXmlEscaped;
 using Orvel::Detail::AppendXmlUnescaped;
+using Orvel::Detail::CopyWide;
 using Orvel::Detail::FindWide;
 using Orvel::Detail::FindXmlChar;
+using Orvel::Detail::HoldsXmlEscape;
+using Orvel::Detail::HoldsXmlTagNameEnd;
 using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlAttributeScanner;
 using Orvel::Detail::XmlIndex;
@@ -24,24 +27,21 @@ using Orvel::Detail::kXmlQuote;
 using Orvel::Detail::kXmlSeparator;
 using Orvel::Detail::kXmlSpace;
 using Orvel::Detail::kXmlTagNameEnd;
+using Orvel::Detail::kXmlTagStart;
 
 constexpr std::wstring_view kCDataStart = L"<![CDATA[";
 constexpr std::wstring_view kCDataEnd = L"]]>";
 constexpr std::size_t kLongestName = MXmlElementRecord::kMaxEndTagLength - 3;
 constexpr std::size_t kScratchKept = 65536;
 
-bool HoldsXmlChar(std::wstring_view text, unsigned classes) noexcept {
-  const wchar_t* const end = text.data() + text.size();
-  return FindXmlChar(text.data(), end, classes) != end;
-}
-
 bool IsTagName(std::wstring_view name) noexcept {
-  return name.size() <= kLongestName && !HoldsXmlChar(name, kXmlTagNameEnd);
+  return name.size() <= kLongestName && !HoldsXmlTagNameEnd(name);
 }
 
 bool IsAttributeName(std::wstring_view name) noexcept {
-  return !name.empty() && !HoldsXmlChar(name, kXmlSeparator | kXmlQuote) &&
-         name.find(L'<') == std::wstring_view::npos;
+  const wchar_t* const end = name.data() + name.size();
+  return !name.empty() &&
+         FindXmlChar(name.data(), end, kXmlSeparator | kXmlQuote | kXmlTagStart) == end;
 }
 
 void AppendAssignment(std::wstring_view value, MXmlReferences references, WideBuffer& output) {
@@ -60,27 +60,6 @@ void AppendAttribute(std::wstring_view name, std::wstring_view value, MXmlRefere
 
 std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
   return {begin, static_cast<std::size_t>(end - begin)};
-}
-
-/// Appends an element; `attributeName` is empty for none. Returns the length of its start tag.
-std::size_t AppendElement(std::wstring_view name, std::wstring_view data,
-                          std::wstring_view attributeName, std::wstring_view attributeValue,
-                          MXmlReferences references, WideBuffer& output) {
-  const std::size_t start = output.GetSize();
-  output.Append(L'<');
-  output.Append(name);
-  if (!attributeName.empty()) AppendAttribute(attributeName, attributeValue, references, output);
-  if (data.empty()) {
-    output.Append(L"/>");
-    return output.GetSize() - start;
-  }
-  output.Append(L'>');
-  const std::size_t startTagLength = output.GetSize() - start;
-  AppendXmlEscaped(data, {.keepReferences = references == MXmlReferences::kKeep}, output);
-  output.Append(L"</");
-  output.Append(name);
-  output.Append(L'>');
-  return startTagLength;
 }
 
 /// Appends the text and CDATA in a piece of content without elements, unescaped.
@@ -110,6 +89,52 @@ struct MXmlDocument::Attributes {
   std::uint32_t element = 0;  // 0 for a node that is none
 };
 
+/// What an element without child elements is written of. `data` and `attributeValue` are escaped;
+/// `attributeName` is empty for none.
+struct MXmlDocument::ElementText {
+  std::wstring_view name;
+  std::wstring_view data;
+  std::wstring_view attributeName;
+  std::wstring_view attributeValue;
+
+  [[nodiscard]] std::size_t GetStartTagLength() const noexcept {
+    const std::size_t attribute =
+        attributeName.empty() ? 0 : attributeName.size() + attributeValue.size() + 4;
+    return name.size() + attribute + (data.empty() ? 3 : 2);
+  }
+  [[nodiscard]] std::size_t GetEndTagLength() const noexcept {
+    return data.empty() ? 0 : name.size() + 3;
+  }
+  [[nodiscard]] std::size_t GetLength() const noexcept {
+    return GetStartTagLength() + data.size() + GetEndTagLength();
+  }
+
+  void Write(wchar_t* to) const noexcept {
+    *to++ = L'<';
+    to = CopyWide(name, to);
+    if (!attributeName.empty()) {
+      *to++ = L' ';
+      to = CopyWide(attributeName, to);
+      *to++ = L'=';
+      *to++ = L'"';
+      to = CopyWide(attributeValue, to);
+      *to++ = L'"';
+    }
+    if (data.empty()) *to++ = L'/';
+    *to++ = L'>';
+    if (data.empty()) return;
+    to = CopyWide(data, to);
+    WriteEndTag(name, to);
+  }
+
+  static void WriteEndTag(std::wstring_view name, wchar_t* to) noexcept {
+    *to++ = L'<';
+    *to++ = L'/';
+    to = CopyWide(name, to);
+    *to = L'>';
+  }
+};
+
 /// Where a node is added, and what has to be written around it.
 struct MXmlDocument::Place {
   bool exists = false;
@@ -120,8 +145,13 @@ struct MXmlDocument::Place {
   std::wstring_view prefix;    // between the offset and the node
   bool breaksLine = false;     // behind the node
   bool opensParent = false;    // the parent gets its end tag
+  std::size_t parentName = 0;  // length of the tag name of a parent that is opened
 
   [[nodiscard]] std::size_t GetNodeStart() const noexcept { return offset + prefix.size(); }
+  /// What stands around the node with it.
+  [[nodiscard]] std::size_t GetFrameLength() const noexcept {
+    return prefix.size() + (breaksLine ? 1 : 0) + (opensParent ? parentName + 3 : 0);
+  }
 };
 
 MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) const noexcept {
@@ -213,11 +243,12 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
           MXmlElementRecord::kMaxStartTagLength) {
     return false;
   }
-  store_->text.Replace(offset, removed, store_->scratch.GetView());
+  const std::wstring_view added = store_->scratch.GetView();
+  CopyWide(added, store_->text.Replace(offset, removed, added.size()));
 
   const std::size_t behind = offset + removed;
   if (place.element == 0) {
-    ShiftBehind(behind, position_.parent, position_.element, difference);
+    if (store_->IsAnyFrom(behind)) ShiftBehind(position_.parent, position_.element, difference);
     store_->index.GrowAround(position_.parent, difference);
   } else {
     if (store_->IsAnyFrom(behind))
@@ -251,38 +282,40 @@ std::wstring MXmlDocument::GetData(std::uint32_t element) const {
 
 bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
                               MXmlReferences references) {
-  return AddElementText(name, data, {}, {}, references);
+  ElementText element{name, data, {}, {}};
+  return AddElementText(element, references);
 }
 
 bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
                               std::wstring_view attributeName, std::wstring_view attributeValue,
                               MXmlReferences references) {
-  return IsAttributeName(attributeName) &&
-         AddElementText(name, data, attributeName, attributeValue, references);
+  if (!IsAttributeName(attributeName)) return false;
+  ElementText element{name, data, attributeName, attributeValue};
+  return AddElementText(element, references);
 }
 
-bool MXmlDocument::AddElementText(std::wstring_view name, std::wstring_view data,
-                                  std::wstring_view attributeName, std::wstring_view attributeValue,
-                                  MXmlReferences references) {
-  if (!IsTagName(name)) return false;
+bool MXmlDocument::AddElementText(ElementText& element, MXmlReferences references) {
+  if (!IsTagName(element.name)) return false;
   const Place place = FindPlace(MXmlNodeKind::kElement);
   const std::uint32_t level = GetLevelBelow(place.parent);
   if (!place.exists || level > MXmlElementRecord::kMaxLevel) return false;
-  BeginScratch(place);
-  const std::size_t startTagLength =
-      AppendElement(name, data, attributeName, attributeValue, references, store_->scratch);
-  const std::size_t length = store_->scratch.GetSize() - place.prefix.size();
+  MakeWritable(element, references);
+  const std::size_t startTagLength = element.GetStartTagLength();
   if (startTagLength > MXmlElementRecord::kMaxStartTagLength) return false;
   store_->index.Reserve(1);
-  if (!InsertScratch(place)) return false;
+  const std::size_t length = element.GetLength();
+  wchar_t* const text = Insert(place, length);
+  if (text == nullptr) return false;
+  element.Write(text);
+  TrimScratch();
 
-  const std::uint32_t number = store_->index.Add();
-  MXmlElementRecord& record = store_->index.At(number);
+  MXmlElementRecord record{};
   record.start = static_cast<std::uint32_t>(place.GetNodeStart());
   record.length = static_cast<std::uint32_t>(length);
   record.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
-                       data.empty() ? 0 : static_cast<std::uint32_t>(name.size()) + 3);
-  record.flagsAndLevel = level | (data.empty() ? MXmlElementRecord::kSelfClosed : 0);
+                       static_cast<std::uint32_t>(element.GetEndTagLength()));
+  record.flagsAndLevel = level | (element.data.empty() ? MXmlElementRecord::kSelfClosed : 0);
+  const std::uint32_t number = store_->index.Add(record);
   LinkAdded(place, number, number);
   return true;
 }
@@ -295,7 +328,7 @@ bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
     case MXmlNodeKind::kInstruction:
       begin = L"<?";
       end = L"?>";
-      endsEarly = text.empty() || HoldsXmlChar(text.substr(0, 1), kXmlTagNameEnd);
+      endsEarly = text.empty() || Orvel::Detail::IsXmlChar(text.front(), kXmlTagNameEnd);
       break;
     case MXmlNodeKind::kComment:
       begin = L"<!--";
@@ -312,12 +345,12 @@ bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
   if (endsEarly || text.find(end) != std::wstring_view::npos) return false;
   const Place place = FindPlace(kind);
   if (!place.exists) return false;
-  BeginScratch(place);
-  store_->scratch.Append(begin);
-  store_->scratch.Append(text);
-  store_->scratch.Append(end);
-  const std::size_t length = store_->scratch.GetSize() - place.prefix.size();
-  if (!InsertScratch(place)) return false;
+  text = KeepOutside(text);
+  const std::size_t length = begin.size() + text.size() + end.size();
+  wchar_t* node = Insert(place, length);
+  if (node == nullptr) return false;
+  for (const std::wstring_view piece : {begin, text, end}) node = CopyWide(piece, node);
+  TrimScratch();
   position_ = {place.parent,
                place.previous,
                0,
@@ -343,24 +376,26 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
     if (level + added.At(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
   }
   const std::uint32_t rootStart = added.At(root).start;
-  BeginScratch(place);
-  store_->scratch.Append(text.substr(rootStart, added.At(root).length));
+  text = KeepOutside(text.substr(rootStart, added.At(root).length));
   store_->index.Reserve(added.GetNext() - root);
-  if (!InsertScratch(place)) return false;
+  wchar_t* const node = Insert(place, text.size());
+  if (node == nullptr) return false;
+  CopyWide(text, node);
+  TrimScratch();
 
   const std::uint32_t number = store_->index.GetNext();
   const auto renumber = [root, number](std::uint32_t& link) {
     if (link != 0) link += number - root;
   };
   for (std::uint32_t i = root; i < added.GetNext(); ++i) {
-    MXmlElementRecord& record = store_->index.At(store_->index.Add());
-    record = added.At(i);
+    MXmlElementRecord record = added.At(i);
     record.start += static_cast<std::uint32_t>(place.GetNodeStart()) - rootStart;
     record.flagsAndLevel += level;
     renumber(record.parent);
     renumber(record.firstChild);
     renumber(record.nextSibling);
     renumber(record.previousSibling);
+    store_->index.Add(record);
   }
   store_->index.At(number).flagsAndLevel &= ~MXmlElementRecord::kFirstChild;
   LinkAdded(place, number, store_->index.GetNext() - 1);
@@ -389,7 +424,8 @@ MXmlDocument::Place MXmlDocument::FindPlace(MXmlNodeKind kind) const noexcept {
   const MXmlElementRecord& parent = store_->index.At(place.parent);
   if (parent.GetEndTagLength() == 0) {
     place.opensParent = true;
-    place.exists = store_->GetTagName(place.parent).size() <= kLongestName;
+    place.parentName = store_->GetTagName(place.parent).size();
+    place.exists = place.parentName <= kLongestName;
     place.prefix = place.breaksLine ? L">\n" : L">";
     if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
       place.removed = 2;
@@ -411,43 +447,64 @@ std::size_t MXmlDocument::GetLineBreakLength(std::size_t offset) const noexcept 
   return isPair ? 2 : 0;
 }
 
-/// Begins the scratch text with what belongs in front of a node at a place.
-void MXmlDocument::BeginScratch(const Place& place) {
+/// `piece`, or a copy of it in the scratch text when it is a part of the document's own text.
+std::wstring_view MXmlDocument::KeepOutside(std::wstring_view piece) {
+  if (!store_->text.Holds(piece)) return piece;
   store_->scratch.Clear();
-  store_->scratch.Append(place.prefix);
+  store_->scratch.Append(piece);
+  return store_->scratch.GetView();
 }
 
-/// Writes the scratch text, in which a node was put behind its beginning, at a place, with whatever
-/// belongs behind it, and moves what stands behind. False, with nothing changed, when the text
-/// would get too long.
-bool MXmlDocument::InsertScratch(const Place& place) {
-  if (place.breaksLine) store_->scratch.Append(L'\n');
-  std::size_t endTagLength = 0;
-  if (place.opensParent) {
-    const std::wstring_view name = store_->GetTagName(place.parent);
-    endTagLength = name.size() + 3;
-    store_->scratch.Append(L"</");
-    store_->scratch.Append(name);
-    store_->scratch.Append(L'>');
+/// Replaces the pieces of an element by escaped copies in the scratch text, unless all of them may
+/// be written as they are: nothing is to be escaped, and no edit moves them.
+void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references) {
+  const auto& text = store_->text;
+  if (!HoldsXmlEscape(element.data, false) && !HoldsXmlEscape(element.attributeValue, true) &&
+      !text.Holds(element.name) && !text.Holds(element.data) &&
+      !text.Holds(element.attributeName) && !text.Holds(element.attributeValue)) {
+    return;
   }
-  if (store_->text.GetSize() - place.removed + store_->scratch.GetSize() > lengthLimit_)
-    return false;
-  store_->text.Replace(place.offset, place.removed, store_->scratch.GetView());
+  const bool keepReferences = references == MXmlReferences::kKeep;
+  WideBuffer& scratch = store_->scratch;
+  scratch.Clear();
+  scratch.Append(element.name);
+  const std::size_t nameEnd = scratch.GetSize();
+  AppendXmlEscaped(element.data, {.keepReferences = keepReferences}, scratch);
+  const std::size_t dataEnd = scratch.GetSize();
+  scratch.Append(element.attributeName);
+  const std::size_t attributeNameEnd = scratch.GetSize();
+  AppendXmlEscaped(element.attributeValue, {.escapeQuotes = true, .keepReferences = keepReferences},
+                   scratch);
+  const std::wstring_view pieces = scratch.GetView();
+  element = {pieces.substr(0, nameEnd), pieces.substr(nameEnd, dataEnd - nameEnd),
+             pieces.substr(dataEnd, attributeNameEnd - dataEnd), pieces.substr(attributeNameEnd)};
+}
+
+/// Makes room for `length` units of a node at a place, writes what belongs around it, and moves
+/// what stands behind. The caller writes the node to where the result points. Null, with nothing
+/// changed, when the text would get too long.
+wchar_t* MXmlDocument::Insert(const Place& place, std::size_t length) {
+  const std::size_t added = place.GetFrameLength() + length;
+  if (store_->text.GetSize() - place.removed + added > lengthLimit_) return nullptr;
+  wchar_t* const node =
+      CopyWide(place.prefix, store_->text.Replace(place.offset, place.removed, added));
+  wchar_t* next = node + length;
+  if (place.breaksLine) *next++ = L'\n';
 
   const std::size_t behind = place.offset + place.removed;
-  const auto difference = static_cast<std::uint32_t>(store_->scratch.GetSize() - place.removed);
-  ShiftBehind(behind, place.parent, place.previous, difference);
+  const auto difference = static_cast<std::uint32_t>(added - place.removed);
+  if (store_->IsAnyFrom(behind)) ShiftBehind(place.parent, place.previous, difference);
   store_->index.GrowAround(place.parent, difference);
   if (place.opensParent) {
     MXmlElementRecord& parent = store_->index.At(place.parent);
+    ElementText::WriteEndTag(store_->text.GetView(parent.start + 1, place.parentName), next);
     const bool selfClosed = parent.HasFlag(MXmlElementRecord::kSelfClosed);
     parent.SetTagLengths(parent.GetStartTagLength() - (selfClosed ? 1 : 0),
-                         static_cast<std::uint32_t>(endTagLength));
+                         static_cast<std::uint32_t>(place.parentName + 3));
     parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
   }
   MovePositions(behind, difference, false);
-  TrimScratch();
-  return true;
+  return node;
 }
 
 /// Gives the scratch text's memory back after an edit with much text.
@@ -457,9 +514,8 @@ void MXmlDocument::TrimScratch() noexcept {
 
 /// Moves the records that stand behind an insertion in the level of `parent`, behind its child
 /// `previous` (0: before its first child).
-void MXmlDocument::ShiftBehind(std::size_t offset, std::uint32_t parent, std::uint32_t previous,
+void MXmlDocument::ShiftBehind(std::uint32_t parent, std::uint32_t previous,
                                std::uint32_t difference) noexcept {
-  if (!store_->IsAnyFrom(offset)) return;
   store_->index.ShiftFrom(
       previous != 0 ? store_->index.GetNextBehind(previous) : store_->index.GetNextInText(parent),
       difference);

@@ -31,21 +31,15 @@ void XmlIndex::Grow() {
   capacity_ = capacity;
 }
 
-void XmlIndex::LinkBehind(std::uint32_t parent, std::uint32_t previous,
-                          std::uint32_t number) noexcept {
-  MXmlElementRecord& parentRecord = At(parent);
-  const std::uint32_t next = previous == 0 ? parentRecord.firstChild : At(previous).nextSibling;
-  if (next == 0) {
-    LinkLast(parent, number);
-    return;
-  }
+void XmlIndex::LinkBetween(std::uint32_t parent, std::uint32_t previous, std::uint32_t next,
+                           std::uint32_t number) noexcept {
   MXmlElementRecord& record = At(number);
   record.parent = parent;
   record.nextSibling = next;
   record.previousSibling = previous == 0 ? At(next).previousSibling : previous;
   At(next).previousSibling = number;
   if (previous == 0) {
-    parentRecord.firstChild = number;
+    At(parent).firstChild = number;
     record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
   } else {
     At(previous).nextSibling = number;

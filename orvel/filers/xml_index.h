@@ -42,19 +42,26 @@ class XmlIndex {
     while (capacity_ - next_ < count) Grow();
   }
 
-  /// Adds a record of zeros and returns its number.
-  std::uint32_t Add() {
+  /// Adds a record, of zeros unless told otherwise, and returns its number.
+  std::uint32_t Add(const MXmlElementRecord& record = {}) {
     if (next_ == capacity_) Grow();
-    At(next_) = MXmlElementRecord{};
+    At(next_) = record;
     return next_++;
   }
 
-  /// Links a record as its parent's last child and tells it its parent. A first child gets its
-  /// mark.
-  void LinkLast(std::uint32_t parent, std::uint32_t number) noexcept;
+  /// Links a record as its parent's last child, behind the one that was the last, 0 if there was
+  /// none, and tells it its parent. A first child gets its mark.
+  void LinkLast(std::uint32_t parent, std::uint32_t last, std::uint32_t number) noexcept;
 
   /// Links a record behind `previous` under `parent`, as the first child when `previous` is 0.
-  void LinkBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t number) noexcept;
+  void LinkBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t number) noexcept {
+    const std::uint32_t next = previous == 0 ? At(parent).firstChild : At(previous).nextSibling;
+    if (next == 0) {
+      LinkLast(parent, previous, number);
+    } else {
+      LinkBetween(parent, previous, next, number);
+    }
+  }
 
   /// Last child of an element, 0 if it has none.
   [[nodiscard]] std::uint32_t GetLastChild(std::uint32_t parent) const noexcept {
@@ -74,14 +81,18 @@ class XmlIndex {
   /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of all that
   /// enclose it. Takes the time of the way through the tree from the last growth to this one.
   void GrowAround(std::uint32_t number, std::uint32_t difference) noexcept {
-    MoveGrowth(number);
+    if (growthAt_ != number) MoveGrowth(number);
     growth_ += difference;
   }
 
   /// Sees to it that the record of an element has its true length.
   void SettleLength(std::uint32_t number) noexcept {
-    if (growth_ != 0) MoveGrowth(At(number).parent);
-    if (number == 0) SettleAll();
+    if (number == 0) {
+      SettleAll();
+    } else if (growth_ != 0) {
+      const std::uint32_t parent = At(number).parent;
+      if (growthAt_ != parent) MoveGrowth(parent);
+    }
   }
 
   /// Adds `difference` (modulo 2^32) to the starts of `first` and of all records behind it in the
@@ -92,6 +103,8 @@ class XmlIndex {
   static constexpr std::uint32_t kPageSize = 65536;
 
   void Grow();
+  void LinkBetween(std::uint32_t parent, std::uint32_t previous, std::uint32_t next,
+                   std::uint32_t number) noexcept;
   void MoveGrowth(std::uint32_t number) noexcept;
   void SettleAll() noexcept;
 
@@ -104,20 +117,20 @@ class XmlIndex {
   std::uint32_t growth_ = 0;
 };
 
-inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t number) noexcept {
+inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t last,
+                               std::uint32_t number) noexcept {
   MXmlElementRecord& record = At(number);
   MXmlElementRecord& parentRecord = At(parent);
   record.parent = parent;
-  if (parentRecord.firstChild == 0) {
+  if (last == 0) {
     parentRecord.firstChild = number;
     record.previousSibling = number;
     record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
     return;
   }
-  MXmlElementRecord& first = At(parentRecord.firstChild);
-  record.previousSibling = first.previousSibling;
-  At(first.previousSibling).nextSibling = number;
-  first.previousSibling = number;
+  record.previousSibling = last;
+  At(last).nextSibling = number;
+  At(parentRecord.firstChild).previousSibling = number;
 }
 
 }  // namespace Orvel::Detail

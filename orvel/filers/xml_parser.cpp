@@ -64,6 +64,7 @@ class XmlParser {
   const bool ignoreCase_;
   XmlIndex& index_;
   std::vector<OpenElement> open_;          // innermost last
+  std::uint32_t lastChild_ = 0;            // of the innermost open element, or of the document
   std::optional<XmlOpenNames> openNames_;  // of all of open_, once it was needed
   std::size_t vainSteps_ = 0;              // of searches that found nothing
   XmlParseError error_;
@@ -127,17 +128,16 @@ void XmlParser::OpenTag(const XmlToken& token, const wchar_t* begin) {
     SetError(L"Nesting at offset %d too deep", {}, {start}, start);
     return;
   }
-  const std::uint32_t number = index_.Add();
-  MXmlElementRecord& record = index_.At(number);
+  MXmlElementRecord record{};
   record.start = start;
+  record.length = token.selfClosed ? length : 0;
   record.tagLengths = length;
-  record.flagsAndLevel = static_cast<std::uint32_t>(open_.size());
-  index_.LinkLast(GetParent(), number);
-  if (token.selfClosed) {
-    record.flagsAndLevel |= MXmlElementRecord::kSelfClosed;
-    record.length = length;
-    return;
-  }
+  record.flagsAndLevel = static_cast<std::uint32_t>(open_.size()) |
+                         (token.selfClosed ? MXmlElementRecord::kSelfClosed : 0);
+  const std::uint32_t number = index_.Add(record);
+  index_.LinkLast(GetParent(), lastChild_, number);
+  lastChild_ = token.selfClosed ? number : 0;
+  if (token.selfClosed) return;
   open_.push_back({begin + 1, static_cast<std::uint32_t>(token.nameLength), number});
   if (openNames_) openNames_->Push(open_.back().GetName(), open_.size() - 1);
 }
@@ -181,6 +181,7 @@ void XmlParser::EndInnermost(std::uint32_t start, std::uint32_t length) {
   MXmlElementRecord& record = index_.At(open_.back().number);
   record.length = start + length - record.start;
   record.SetTagLengths(record.tagLengths, length);
+  lastChild_ = open_.back().number;
   open_.pop_back();
   if (openNames_) openNames_->PopTo(open_.size());
 }
@@ -229,6 +230,7 @@ void XmlParser::CloseUnended(std::size_t from) {
   }
   index_.At(parent).flagsAndLevel |= mark;
   index_.At(index_.At(parent).firstChild).previousSibling = last;
+  lastChild_ = last;
   open_.resize(from);
   if (openNames_) openNames_->PopTo(from);
 }

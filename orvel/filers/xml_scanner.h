@@ -18,6 +18,7 @@ inline constexpr unsigned kXmlTagNameEnd = 2;   ///< ends the name of a tag
 inline constexpr unsigned kXmlSeparator = 4;    ///< ends the name of an attribute; so does a quote
 inline constexpr unsigned kXmlQuote = 8;        ///< apostrophe and double quote
 inline constexpr unsigned kXmlTextEscape = 16;  ///< must be escaped in text: < & >
+inline constexpr unsigned kXmlTagStart = 32;    ///< <
 
 /// The classes of the characters below 128; no other character is in one.
 inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
@@ -33,6 +34,7 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
   add("= \t\n\r>/?", kXmlSeparator);
   add("'\"", kXmlQuote);
   add("<&>", kXmlTextEscape);
+  add("<", kXmlTagStart);
   return classes;
 }();
 
@@ -84,6 +86,35 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
   return ByteBits(hits);
 }
 #endif
+
+/// True when a text holds a character that ends tag names.
+[[nodiscard]] inline bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= 4) return HoldsAnyNarrow(text, XmlTagNameEndBits);
+#endif
+  const wchar_t* const end = text.data() + text.size();
+  return FindXmlChar(text.data(), end, kXmlTagNameEnd) != end;
+}
+
+/// True when a text holds a character that must be escaped in text, or in a value of an attribute.
+[[nodiscard]] inline bool HoldsXmlEscape(std::wstring_view text, bool inAttribute) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= 4) {
+    return HoldsAnyNarrow(text, [inAttribute](__m128i bytes) {
+      __m128i hits = _mm_or_si128(EqualBytes(bytes, '<'), EqualBytes(bytes, '>'));
+      hits = _mm_or_si128(hits, EqualBytes(bytes, '&'));
+      if (inAttribute) {
+        hits = _mm_or_si128(hits, EqualBytes(bytes, '"'));
+        hits = _mm_or_si128(hits, EqualBytes(bytes, '\''));
+      }
+      return ByteBits(hits);
+    });
+  }
+#endif
+  const unsigned classes = kXmlTextEscape | (inAttribute ? kXmlQuote : 0U);
+  const wchar_t* const end = text.data() + text.size();
+  return FindXmlChar(text.data(), end, classes) != end;
+}
 
 /// First character in the range that ends a tag name, or `end`.
 [[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,

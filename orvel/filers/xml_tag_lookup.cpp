@@ -44,8 +44,7 @@ std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std
   return FindSlot(level, store, name, hash, ignoreCase).number;
 }
 
-void XmlTagLookup::NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase) {
-  if (levels_.empty()) return;
+void XmlTagLookup::NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase) {
   const MXmlElementRecord& record = store.index.At(number);
   LeaveTo(store, record.parent);
   if (levels_.empty()) return;

@@ -25,7 +25,9 @@ class XmlTagLookup {
                                         std::wstring_view name, bool ignoreCase);
 
   /// To be called when the element `number` was linked under its parent.
-  void NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase);
+  void NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase) {
+    if (!levels_.empty()) NoteAddedToLevel(store, number, ignoreCase);
+  }
 
  private:
   struct Slot {
@@ -40,6 +42,7 @@ class XmlTagLookup {
     std::vector<Slot> slots;  // a power of two, at most half of them used; empty without a table
   };
 
+  void NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase);
   void LeaveTo(XmlStore& store, std::uint32_t parent) noexcept;
   static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);
   static Slot& FindSlot(Level& level, XmlStore& store, std::wstring_view name, std::uint32_t hash,

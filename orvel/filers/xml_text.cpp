@@ -4,12 +4,25 @@
 #include <algorithm>
 #include <utility>
 
+#include "orvel/platform/wide_copy.h"
+
 namespace Orvel::Detail {
 namespace {
 
 constexpr std::size_t kFirstGap = 256;
 
 using Traits = std::wstring::traits_type;
+
+/// Moves `piece` to `to`, which may overlap it. Most gaps move by a line break or an end tag.
+void MoveWide(std::wstring_view piece, wchar_t* to) noexcept {
+  constexpr std::size_t kShort = 16;
+  if (piece.size() > kShort) {
+    Traits::move(to, piece.data(), piece.size());
+    return;
+  }
+  wchar_t copy[kShort];
+  CopyWide({copy, static_cast<std::size_t>(CopyWide(piece, copy) - copy)}, to);
+}
 
 }  // namespace
 
@@ -43,14 +56,13 @@ void XmlText::Set(std::wstring&& text) noexcept {
   nextGap_ = 0;
 }
 
-void XmlText::Replace(std::size_t offset, std::size_t length, std::wstring_view piece) {
-  MoveGap(offset + length);
-  if (piece.size() > length + gapLength_) GrowGap(piece.size() - length);
-  gapStart_ -= length;
-  gapLength_ += length;
-  Traits::copy(buffer_.data() + gapStart_, piece.data(), piece.size());
-  gapStart_ += piece.size();
-  gapLength_ -= piece.size();
+wchar_t* XmlText::Replace(std::size_t offset, std::size_t removed, std::size_t length) {
+  MoveGap(offset + removed);
+  if (length > removed + gapLength_) GrowGap(length - removed);
+  wchar_t* const added = buffer_.data() + gapStart_ - removed;
+  gapStart_ += length - removed;
+  gapLength_ -= length - removed;
+  return added;
 }
 
 void XmlText::MoveGap(std::size_t offset) noexcept {
@@ -58,9 +70,9 @@ void XmlText::MoveGap(std::size_t offset) noexcept {
   if (gapLength_ == 0) {
     // There is nothing to move: a gap of no length is anywhere.
   } else if (offset < gapStart_) {
-    Traits::move(data + offset + gapLength_, data + offset, gapStart_ - offset);
+    MoveWide({data + offset, gapStart_ - offset}, data + offset + gapLength_);
   } else if (offset > gapStart_) {
-    Traits::move(data + gapStart_, data + gapStart_ + gapLength_, offset - gapStart_);
+    MoveWide({data + gapStart_ + gapLength_, offset - gapStart_}, data + gapStart_);
   }
   gapStart_ = offset;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -35,9 +36,16 @@ class XmlText {
   /// Takes a text over without copying it.
   void Set(std::wstring&& text) noexcept;
 
-  /// Replaces `length` units at `offset` by `piece`, which must not be a part of this text. When
-  /// memory runs out, the text is unchanged.
-  void Replace(std::size_t offset, std::size_t length, std::wstring_view piece);
+  /// Replaces `removed` units at `offset` by `length` new ones, which the caller then writes to
+  /// where the result points. When memory runs out, the text is unchanged.
+  [[nodiscard]] wchar_t* Replace(std::size_t offset, std::size_t removed, std::size_t length);
+
+  /// True when `piece` is a part of this text, so that an edit might move it.
+  [[nodiscard]] bool Holds(std::wstring_view piece) const noexcept {
+    const std::less_equal<const wchar_t*> isUpTo;
+    return isUpTo(buffer_.data(), piece.data()) &&
+           isUpTo(piece.data(), buffer_.data() + buffer_.size());
+  }
 
  private:
   void MoveGap(std::size_t offset) noexcept;

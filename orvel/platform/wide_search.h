@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
@@ -46,6 +47,43 @@ inline __m128i LoadNarrow(const wchar_t* text) noexcept {
         _mm_packs_epi32(_mm_loadu_si128(blocks), _mm_loadu_si128(blocks + 1)),
         _mm_packs_epi32(_mm_loadu_si128(blocks + 2), _mm_loadu_si128(blocks + 3)));
   }
+}
+
+/// The same for a text of 8 to 16 characters, some of them twice.
+inline __m128i LoadNarrowEnds8(std::wstring_view text) noexcept {
+  const auto load = [](const wchar_t* half) {
+    const auto* const blocks = reinterpret_cast<const __m128i*>(half);
+    if constexpr (sizeof(wchar_t) == 2)
+      return _mm_loadu_si128(blocks);
+    else
+      return _mm_packs_epi32(_mm_loadu_si128(blocks), _mm_loadu_si128(blocks + 1));
+  };
+  return _mm_packus_epi16(load(text.data()), load(text.data() + text.size() - 8));
+}
+
+/// The same for a text of 4 to 8 characters.
+inline __m128i LoadNarrowEnds4(std::wstring_view text) noexcept {
+  const auto* const first = reinterpret_cast<const __m128i*>(text.data());
+  const auto* const last = reinterpret_cast<const __m128i*>(text.data() + text.size() - 4);
+  __m128i ends;
+  if constexpr (sizeof(wchar_t) == 2)
+    ends = _mm_unpacklo_epi64(_mm_loadl_epi64(first), _mm_loadl_epi64(last));
+  else
+    ends = _mm_packs_epi32(_mm_loadu_si128(first), _mm_loadu_si128(last));
+  return _mm_packus_epi16(ends, ends);
+}
+
+/// True when `getBits` has a bit for any character of a text, of which it gets 16 bytes at a time
+/// as LoadNarrow() gives them. The text must have 4 characters at least.
+template <class GetBits>
+bool HoldsAnyNarrow(std::wstring_view text, GetBits getBits) noexcept {
+  constexpr auto kLanes = static_cast<std::size_t>(kNarrowLanes);
+  if (text.size() <= 8) return getBits(LoadNarrowEnds4(text)) != 0;
+  if (text.size() <= kLanes) return getBits(LoadNarrowEnds8(text)) != 0;
+  for (std::size_t i = 0; i + kLanes < text.size(); i += kLanes) {
+    if (getBits(LoadNarrow(text.data() + i)) != 0) return true;
+  }
+  return getBits(LoadNarrow(text.data() + text.size() - kLanes)) != 0;
 }
 
 /// All bits set in each byte that is `character`.

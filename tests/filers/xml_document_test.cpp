@@ -262,6 +262,7 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   EXPECT_FALSE(document.FindElement(L"t0>1"));
   EXPECT_FALSE(document.FindFirstElement(L"T7"));
   document.SetFlags(MXmlDocument::kIgnoreCase);
+  EXPECT_TRUE(document.FindFirstElement(L"T200"));
   EXPECT_TRUE(document.FindFirstElement(L"T7"));
   // The table follows what is added, in front too.
   document.ResetToLevelStart();

@@ -115,6 +115,40 @@ TEST(MXmlDocumentEditTest, EscapesWhatItWritesAndReadsItBack) {
   EXPECT_EQ(document.GetNodeText(), L"<k>&lt; &x.1; &#x41; &amp;1; &amp; &amp;amp</k>");
 }
 
+TEST(MXmlDocumentEditTest, SeesWhatHasToBeEscapedWhereverItIs) {
+  for (std::size_t length = 1; length <= 40; ++length) {
+    for (std::size_t i = 0; i < length; ++i) {
+      std::wstring text(length, L'x');
+      text[i] = L'"';
+      MXmlDocument document;
+      ASSERT_TRUE(document.AddElement(L"r", text, L"a", text));
+      ASSERT_EQ(document.GetNodeText().size(), 17 + 2 * length);
+      text[i] = L'<';
+      ASSERT_FALSE(document.AddElement(text));
+      ASSERT_TRUE(document.AddElement(L"r", text));
+      ASSERT_EQ(document.GetData(2), text);
+      text[i] = static_cast<wchar_t>(L'<' + 0x100);  // nothing special
+      ASSERT_TRUE(document.AddElement(text, text, L"a", text));
+      ASSERT_EQ(document.GetNodeText().size(), 10 + 4 * length);
+    }
+  }
+}
+
+TEST(MXmlDocumentEditTest, TakesPartsOfItsOwnText) {
+  MXmlDocument document(MXmlDocument::kNoLineBreaks);
+  document.SetDocument(L"<r><name key='value'/></r>");
+  ASSERT_TRUE(Enter(document, L"r"));
+  std::wstring_view text = document.GetDocumentText();
+  ASSERT_TRUE(document.AddElement(text.substr(4, 4), text.substr(14, 5), text.substr(9, 3),
+                                  text.substr(9, 3)));
+  text = document.GetDocumentText();
+  ASSERT_TRUE(document.AddNode(MXmlNodeKind::kComment, text.substr(4, 4)));
+  ASSERT_TRUE(document.AddSubDocument(document.GetDocumentText()));
+  EXPECT_EQ(CheckedText(document),
+            L"<r><name key='value'/><name key=\"key\">value</name><!--name-->"
+            L"<r><name key='value'/><name key=\"key\">value</name><!--name--></r></r>");
+}
+
 TEST(MXmlDocumentEditTest, ReplacesAndAddsAttributes) {
   MXmlDocument document;
   document.SetDocument(L"<r a='1' b=2 c d=><s>t</s></r>");
@@ -162,6 +196,21 @@ TEST(MXmlDocumentEditTest, WhatIsAddedBeforeASavedNodeMovesIt) {
   EXPECT_EQ(CheckedText(document), L"<r>t<first/>\n<a/>u<last/>\n</r>");
 }
 
+TEST(MXmlDocumentEditTest, WhatIsAddedInFrontOfASavedNodeIsTheElementBeforeIt) {
+  MXmlDocument document;
+  document.SetDocument(L"<r><a/>\nt<!--c--></r>");
+  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(MXmlNodeKind::kText));
+  document.SavePosition(L"t");
+  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kComment));
+  document.SavePosition(L"c");
+  document.ResetToLevelStart();
+  ASSERT_TRUE(document.FindElement(L"a") && document.AddElement(L"b"));  // behind the line break
+  ASSERT_TRUE(document.RestorePosition(L"t"));
+  EXPECT_EQ(document.GetNodeText(), L"\n") << "the text was split";
+  ASSERT_TRUE(document.RestorePosition(L"c") && document.AddElement(L"d"));
+  EXPECT_EQ(CheckedText(document), L"<r><a/>\n<b/>\nt<!--c--><d/>\n</r>");
+}
+
 TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   MXmlDocument document;
   document.SetDocument(L"<r><s/></r>");
@@ -183,9 +232,10 @@ TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   for (const wchar_t* const text : {L"", L"x", L"<a>", L"<a/><b/>", L"<a></b></a>", L"<a><"})
     EXPECT_FALSE(document.AddSubDocument(text)) << text;
   MXmlDocument open;  // what is added would be a part of the string
-  open.SetDocument(L"<r a='1/>");
-  EXPECT_FALSE(open.SetAttribute(1, L"b", L"x"));
-  EXPECT_EQ(open.GetDocumentText(), L"<r a='1/>");
+  open.SetDocument(L"<?p a='1?>");
+  ASSERT_TRUE(open.FindNode(MXmlNodeKind::kInstruction));
+  EXPECT_FALSE(open.SetAttribute(L"b", L"x"));
+  EXPECT_EQ(open.GetDocumentText(), L"<?p a='1?>");
   document.SetLengthLimit(14);
   EXPECT_FALSE(document.AddElement(L"a"));
   EXPECT_FALSE(document.SetAttribute(1, L"a", L""));
