@@ -3,8 +3,8 @@
 # orvel_add_test(<name> <source>... [LIBRARIES <target>...] [LABELS <label>...] [TIMEOUT <seconds>]
 #                [RUN_SERIAL])
 #
-# Builds one test program on GoogleTest and registers it as one test: starting a program is what
-# costs under Wine. A deadlock fails at TIMEOUT, 60 seconds unless given. RUN_SERIAL is for tests
+# Builds one test program on GoogleTest and registers it as one test, for a whole folder where that
+# can be: linking a program and starting it under Wine is what costs. A deadlock fails at TIMEOUT, 60 seconds unless given. RUN_SERIAL is for tests
 # that measure time.
 function(orvel_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "RUN_SERIAL" "TIMEOUT" "LIBRARIES;LABELS")

@@ -25,7 +25,7 @@ using Orvel::Testing::TalliedSynchronous;
 using Orvel::Testing::Tally;
 
 constexpr std::size_t kProducers = 4;
-constexpr std::size_t kEach = 40;
+constexpr std::size_t kEach = 12;
 using Tallies = std::array<std::array<Tally, kEach>, kProducers>;
 
 /// From a barrier start, `kProducers` threads queue a command for each tally while `meanwhile`

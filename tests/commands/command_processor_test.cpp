@@ -354,6 +354,23 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
   EXPECT_TRUE(awaited.DeletedUnexecuted());
   processor_->Stop();
 
+  std::unique_ptr<SystemCallHook> secondHook;
+  processor_->SetThreadEndCallback(Functor([&] {
+    hook.reset();
+    secondHook.reset();
+  }));
+  processor_->Start();
+  static_cast<void>(TakeFlowLog());
+  processor_->QueueCommand(MakeCommand([&] {
+    refuseNext();
+    secondHook = std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0, SystemAnswer{0, 6});
+  }));
+  processor_->Stop();
+  EXPECT_EQ(
+      FlowEventsWith(TakeFlowLog(), {"Dismissed_error MCommandProcessor.Abort:ErrorAccessingEvent"})
+          .size(),
+      1u);
+
   Tally unserved;
   processor_->SetThreadStartCallback(Functor(refuseNext));
   EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), "MEngineThread.Start:ThreadExitedUnexpectedly");

@@ -241,6 +241,21 @@ TEST(MDesyncEventSchedulerLifeTest, DestructionDisablesAndDropsWhatIsQueued) {
   delete alive.front();
 }
 
+TEST(MDesyncEventSchedulerLifeTest, DestructionRecordsWhatDisablingRaised) {
+  const HangWatchdog watchdog;
+  static_cast<void>(TakeFlowLog());
+  {
+    auto scheduler = std::make_unique<MDesyncEventScheduler>();
+    scheduler->Enable();
+    const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, 0, {0xFFFFFFFF, 6});
+    scheduler.reset();
+  }
+  EXPECT_EQ(FlowEventsWith(TakeFlowLog(), {"Dismissed_error MEngineThread.Flush:WaitFailed",
+                                           "at ~MDesyncEventScheduler"})
+                .size(),
+            1u);
+}
+
 TEST(MDesyncEventSchedulerLifeTest, LivesLeaveNoHandlesBehind) {
   const HangWatchdog watchdog;
   const auto live = [] {

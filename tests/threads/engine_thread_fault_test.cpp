@@ -218,21 +218,31 @@ TEST(MEngineThreadFaultTest, TheAnswerToAFlushThatGaveUpWaitingIsNotTakenForTheN
 
 TEST(MEngineThreadFaultTest, ForceStopRecordsTheErrorAndEndsTheWorkerAllTheSame) {
   const Orvel::Testing::HangWatchdog watchdog;
-  static_cast<void>(Orvel::Testing::TakeFlowLog());
-  ScriptedEngine engine;
-  engine.Start();
-  {
-    const SystemCallHook hook(SystemCall::kWaitForSingleObject, 0, {kWaitFailed, 5});
-    engine.ForceStop();
-    EXPECT_TRUE(hook.WasReached());
+  struct Refusal {
+    SystemCall call;
+    SystemAnswer answer;
+    const char* error;
+  };
+  for (const Refusal& refusal :
+       {Refusal{SystemCall::kWaitForSingleObject, {kWaitFailed, 5}, "WaitFailed"},
+        Refusal{SystemCall::kSetEvent, {0, 6}, "ErrorAccessingEvent"}}) {
+    static_cast<void>(Orvel::Testing::TakeFlowLog());
+    ScriptedEngine engine;
+    engine.Start();
+    {
+      const SystemCallHook hook(refusal.call, 0, refusal.answer);
+      engine.ForceStop();
+      EXPECT_TRUE(hook.WasReached());
+    }
+    EXPECT_EQ(engine.GetState(), MEngineState::kInactive);
+    const std::string error = std::string("Dismissed_error MEngineThread.Stop:") + refusal.error;
+    EXPECT_EQ(
+        Orvel::Testing::FlowEventsWith(Orvel::Testing::TakeFlowLog(),
+                                       {error, "at ForceStop", Orvel::Testing::ForObject(&engine)})
+            .size(),
+        1u);
+    EXPECT_EQ(engine.stops, 1);
   }
-  EXPECT_EQ(engine.GetState(), MEngineState::kInactive);
-  EXPECT_EQ(Orvel::Testing::FlowEventsWith(Orvel::Testing::TakeFlowLog(),
-                                           {"Dismissed_error MEngineThread.Stop:WaitFailed",
-                                            "at ForceStop", Orvel::Testing::ForObject(&engine)})
-                .size(),
-            1u);
-  EXPECT_EQ(engine.stops, 1);
 }
 
 }  // namespace
