@@ -30,7 +30,7 @@ class IntegerText {
 
  private:
   static constexpr std::size_t kLongest = 16;  // for "-2147483648"; widened in one step
-  wchar_t text_[kLongest];
+  wchar_t text_[kLongest] = {};
   std::size_t length_ = 0;
 };
 

@@ -20,6 +20,7 @@ function(orvel_add_test name)
   orvel_set_warnings(${name})
   target_link_libraries(${name} PRIVATE
     orvel::orvel orvel_test_support ${arg_LIBRARIES} GTest::gmock_main)
+  target_precompile_headers(${name} REUSE_FROM orvel_test_support)
 
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")

@@ -64,7 +64,7 @@ TEST(AuditFileTest, WhatIsNoAuditIsAnErrorThatSaysWhere) {
   EXPECT_EQ(*broken.FindParameter(L"line"), L"2");
   EXPECT_EQ(loadError(L"other").GetCode(), L"AuditFile.LoadAudit:CannotLoad");
   EXPECT_EQ(loadError(L"missing").GetCode(), L"AuditFile.LoadAudit:CannotLoad");
-  EXPECT_THROW(SaveAudit(folder.Extended(L"no folder\\audit.xml"), L"", {}), MException);
+  EXPECT_THROW(SaveAudit(folder.Extended(L"no folder\\audit.xml"), {}, {}), MException);
 }
 
 TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +6,7 @@
 #include <thread>
 
 #include "folder_audit/folder_audit.h"
+#include "orvel/platform/windows_api.h"
 #include "temporary_folder.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "child_process.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <array>
 #include <thread>
+
+#include "orvel/platform/windows_api.h"
 
 namespace Orvel::Testing {
 namespace {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/file_hasher.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -10,6 +8,7 @@
 #include <functional>
 
 #include "orvel/foundation/exception.h"
+#include "orvel/platform/windows_api.h"
 #include "temporary_folder.h"
 
 namespace {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <windows.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +6,7 @@
 #include <thread>
 
 #include "child_process.h"
+#include "orvel/platform/windows_api.h"
 #include "temporary_folder.h"
 #include "tests/support/registry_sandbox.h"
 

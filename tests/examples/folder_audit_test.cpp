@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Runs the program on folders of known content.
-#include <windows.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,6 +8,7 @@
 #include <sstream>
 
 #include "child_process.h"
+#include "orvel/platform/windows_api.h"
 #include "temporary_folder.h"
 #include "tests/support/registry_sandbox.h"
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "temporary_folder.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
-#include <winioctl.h>
 
 #include <array>
 #include <chrono>
@@ -15,6 +12,9 @@
 #include <thread>
 
 #include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/windows_api.h"
+
+#include <winioctl.h>
 
 namespace Orvel::Testing {
 namespace {

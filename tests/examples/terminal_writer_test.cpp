@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/terminal_writer.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +9,7 @@
 #include <thread>
 
 #include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/windows_api.h"
 #include "tests/support/hang_watchdog.h"
 #include "tests/support/raised_error.h"
 
