@@ -12,9 +12,10 @@ using Orvel::Detail::AppendXmlEscaped;
 using Orvel::Detail::AppendXmlUnescaped;
 using Orvel::Detail::CopyWide;
 using Orvel::Detail::FindWide;
-using Orvel::Detail::FindXmlChar;
-using Orvel::Detail::HoldsXmlEscape;
+using Orvel::Detail::HoldsXmlAttributeNameEnd;
 using Orvel::Detail::HoldsXmlTagNameEnd;
+using Orvel::Detail::HoldsXmlTextEscape;
+using Orvel::Detail::HoldsXmlValueEscape;
 using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlAttributeScanner;
 using Orvel::Detail::XmlIndex;
@@ -23,11 +24,8 @@ using Orvel::Detail::XmlTokenKind;
 
 namespace {
 
-using Orvel::Detail::kXmlQuote;
-using Orvel::Detail::kXmlSeparator;
 using Orvel::Detail::kXmlSpace;
 using Orvel::Detail::kXmlTagNameEnd;
-using Orvel::Detail::kXmlTagStart;
 
 constexpr std::wstring_view kCDataStart = L"<![CDATA[";
 constexpr std::wstring_view kCDataEnd = L"]]>";
@@ -39,9 +37,7 @@ bool IsTagName(std::wstring_view name) noexcept {
 }
 
 bool IsAttributeName(std::wstring_view name) noexcept {
-  const wchar_t* const end = name.data() + name.size();
-  return !name.empty() &&
-         FindXmlChar(name.data(), end, kXmlSeparator | kXmlQuote | kXmlTagStart) == end;
+  return !name.empty() && !HoldsXmlAttributeNameEnd(name);
 }
 
 void AppendAssignment(std::wstring_view value, MXmlReferences references, WideBuffer& output) {
@@ -459,7 +455,7 @@ std::wstring_view MXmlDocument::KeepOutside(std::wstring_view piece) {
 /// be written as they are: nothing is to be escaped, and no edit moves them.
 void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references) {
   const auto& text = store_->text;
-  if (!HoldsXmlEscape(element.data, false) && !HoldsXmlEscape(element.attributeValue, true) &&
+  if (!HoldsXmlTextEscape(element.data) && !HoldsXmlValueEscape(element.attributeValue) &&
       !text.Holds(element.name) && !text.Holds(element.data) &&
       !text.Holds(element.attributeName) && !text.Holds(element.attributeValue)) {
     return;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/filers/xml_scanner.h"
 
+#include <initializer_list>
+
 namespace Orvel::Detail {
 namespace {
 
@@ -37,7 +39,55 @@ XmlToken MakeIncorrect(const wchar_t* construct) noexcept {
   return token;
 }
 
+bool HoldsXmlChar(std::wstring_view text, unsigned classes) noexcept {
+  const wchar_t* const end = text.data() + text.size();
+  return FindXmlChar(text.data(), end, classes) != end;
+}
+
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+constexpr std::size_t kShort = 4;  // too short for HoldsAnyNarrow
+
+__m128i EqualAnyByte(__m128i bytes, std::initializer_list<char> characters) noexcept {
+  __m128i hits = _mm_setzero_si128();
+  for (const char c : characters) hits = _mm_or_si128(hits, EqualBytes(bytes, c));
+  return hits;
+}
+#endif
+
 }  // namespace
+
+bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= kShort) return HoldsAnyNarrow(text, XmlTagNameEndBits);
+#endif
+  return HoldsXmlChar(text, kXmlTagNameEnd);
+}
+
+bool HoldsXmlAttributeNameEnd(std::wstring_view text) noexcept {
+  return HoldsXmlChar(text, kXmlSeparator | kXmlQuote | kXmlTagStart);
+}
+
+bool HoldsXmlTextEscape(std::wstring_view text) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= kShort) {
+    return HoldsAnyNarrow(text, [](__m128i bytes) {
+      return ByteBits(EqualAnyByte(bytes, {'<', '>', '&'}));
+    });
+  }
+#endif
+  return HoldsXmlChar(text, kXmlTextEscape);
+}
+
+bool HoldsXmlValueEscape(std::wstring_view text) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= kShort) {
+    return HoldsAnyNarrow(text, [](__m128i bytes) {
+      return ByteBits(EqualAnyByte(bytes, {'<', '>', '&', '"', '\''}));
+    });
+  }
+#endif
+  return HoldsXmlChar(text, kXmlTextEscape | kXmlQuote);
+}
 
 bool EqualFoldedXmlNames(std::wstring_view a, std::wstring_view b) noexcept {
   if (a.size() != b.size()) return false;

@@ -88,33 +88,16 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
 #endif
 
 /// True when a text holds a character that ends tag names.
-[[nodiscard]] inline bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
-#ifdef ORVEL_WIDE_SEARCH_SSE2
-  if (text.size() >= 4) return HoldsAnyNarrow(text, XmlTagNameEndBits);
-#endif
-  const wchar_t* const end = text.data() + text.size();
-  return FindXmlChar(text.data(), end, kXmlTagNameEnd) != end;
-}
+[[nodiscard]] bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept;
 
-/// True when a text holds a character that must be escaped in text, or in a value of an attribute.
-[[nodiscard]] inline bool HoldsXmlEscape(std::wstring_view text, bool inAttribute) noexcept {
-#ifdef ORVEL_WIDE_SEARCH_SSE2
-  if (text.size() >= 4) {
-    return HoldsAnyNarrow(text, [inAttribute](__m128i bytes) {
-      __m128i hits = _mm_or_si128(EqualBytes(bytes, '<'), EqualBytes(bytes, '>'));
-      hits = _mm_or_si128(hits, EqualBytes(bytes, '&'));
-      if (inAttribute) {
-        hits = _mm_or_si128(hits, EqualBytes(bytes, '"'));
-        hits = _mm_or_si128(hits, EqualBytes(bytes, '\''));
-      }
-      return ByteBits(hits);
-    });
-  }
-#endif
-  const unsigned classes = kXmlTextEscape | (inAttribute ? kXmlQuote : 0U);
-  const wchar_t* const end = text.data() + text.size();
-  return FindXmlChar(text.data(), end, classes) != end;
-}
+/// True when a text holds a character that may not be in the name of an attribute.
+[[nodiscard]] bool HoldsXmlAttributeNameEnd(std::wstring_view text) noexcept;
+
+/// True when a text holds a character that must be escaped in text.
+[[nodiscard]] bool HoldsXmlTextEscape(std::wstring_view text) noexcept;
+
+/// True when a text holds a character that must be escaped in the value of an attribute.
+[[nodiscard]] bool HoldsXmlValueEscape(std::wstring_view text) noexcept;
 
 /// First character in the range that ends a tag name, or `end`.
 [[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,

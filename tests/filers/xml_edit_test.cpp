@@ -125,11 +125,12 @@ TEST(MXmlDocumentEditTest, SeesWhatHasToBeEscapedWhereverItIs) {
       ASSERT_EQ(document.GetNodeText().size(), 17 + 2 * length);
       text[i] = L'<';
       ASSERT_FALSE(document.AddElement(text));
+      ASSERT_FALSE(document.AddElement(L"r", L"", text, L""));
       ASSERT_TRUE(document.AddElement(L"r", text));
       ASSERT_EQ(document.GetData(2), text);
       text[i] = static_cast<wchar_t>(L'<' + 0x100);  // nothing special
-      ASSERT_TRUE(document.AddElement(text, text, L"a", text));
-      ASSERT_EQ(document.GetNodeText().size(), 10 + 4 * length);
+      ASSERT_TRUE(document.AddElement(text, text, text, text));
+      ASSERT_EQ(document.GetNodeText().size(), 9 + 5 * length);
     }
   }
 }
