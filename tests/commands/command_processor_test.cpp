@@ -354,8 +354,8 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
     waiting.Wait();
     busy.Release();
   }
+  processor_->Stop();  // the caller may be back before the worker has deleted its command
   EXPECT_TRUE(awaited.DeletedUnexecuted());
-  processor_->Stop();
 
   std::unique_ptr<SystemCallHook> secondHook;
   processor_->SetThreadEndCallback(Functor([&] {
