@@ -4,8 +4,8 @@
 #                [RUN_SERIAL])
 #
 # Builds one test program on GoogleTest and registers it as one test, for a whole folder where that
-# can be: linking a program and starting it under Wine is what costs. A deadlock fails at TIMEOUT, 60 seconds unless given. RUN_SERIAL is for tests
-# that measure time.
+# can be: linking a program and starting it under Wine is what costs. A deadlock fails at TIMEOUT, 60
+# seconds unless given. RUN_SERIAL is for tests that measure time.
 function(orvel_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "RUN_SERIAL" "TIMEOUT" "LIBRARIES;LABELS")
   if(NOT arg_UNPARSED_ARGUMENTS)
