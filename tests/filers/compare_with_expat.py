@@ -4,8 +4,8 @@
 
 Every file that expat accepts and that has no document type declaration must give the same
 elements, nesting, attributes and text. Files with a declaration are compared as well, but may
-differ, as it can define entities and default attributes. Line ends and the white space in
-attributes are compared as XML normalises them; the document leaves them as they stand.
+differ, as it can define entities. Line ends and the white space in attributes are compared as XML
+normalises them; the document leaves them as they stand.
 
 usage: compare_with_expat.py DUMP_TOOL FILE_OR_FOLDER...
 
@@ -13,54 +13,35 @@ In folders all files named *.xml and *.svg are taken. Ends with 1 when a file di
 was none to compare.
 """
 
+import collections
+import itertools
 import pathlib
 import re
 import subprocess
 import sys
+import xml.dom.expatbuilder
+import xml.dom.minidom
 import xml.parsers.expat
 
 # Tags and levels from which on a document is refused with a message of its own.
 KNOWN_LIMITS = (" too long", " too deep")
 
 
-class Elements:
-    """Collects elements from a parser's events, in the order in which they begin."""
-
-    def __init__(self):
-        self.found = []  # [level, tag, attributes, pieces of text]
-        self.open = []
-        self.has_doctype = False
-
-    def start(self, tag, attributes):
-        element = [len(self.open), tag, dict(zip(attributes[::2], attributes[1::2])), []]
-        self.found.append(element)
-        self.open.append(element)
-
-    def end(self, _tag):
-        self.open.pop()
-
-    def data(self, text):
-        if self.open:
-            self.open[-1][3].append(text)
-
-    def doctype(self, *_):
-        self.has_doctype = True
+def as_element(level, tag, attributes, text):
+    return level, tag, {name: re.sub("[\t\n\r]", " ", value) for name, value in attributes}, text
 
 
-def parse_with_expat(content):
-    """The elements of a file, or None if expat refuses it."""
-    elements = Elements()
-    parser = xml.parsers.expat.ParserCreate()
-    parser.ordered_attributes = True
-    parser.StartElementHandler = elements.start
-    parser.EndElementHandler = elements.end
-    parser.CharacterDataHandler = elements.data
-    parser.StartDoctypeDeclHandler = elements.doctype
-    try:
-        parser.Parse(content, True)
-    except (xml.parsers.expat.ExpatError, LookupError, ValueError):
-        return None
-    return elements
+def list_elements(document):
+    """What the dump tool tells of each element, in the order in which they begin."""
+    waiting = [(0, document.documentElement)]
+    while waiting:
+        level, element = waiting.pop()
+        nodes = element.childNodes
+        yield as_element(level, element.tagName, element.attributes.items(),
+                         "".join(node.data for node in nodes
+                                 if isinstance(node, xml.dom.minidom.Text)))
+        waiting += [(level + 1, node) for node in reversed(nodes)
+                    if node.nodeType == node.ELEMENT_NODE]
 
 
 def to_utf8(content):
@@ -76,33 +57,13 @@ def to_utf8(content):
     return re.sub("\r\n?", "\n", text).encode()
 
 
-def unescape(field):
-    letters = {"\\": "\\", "t": "\t", "n": "\n", "r": "\r"}
-    return re.sub(r"\\(.)", lambda match: letters[match.group(1)], field)
-
-
-def as_attribute(value):
-    return re.sub("[\t\n\r]", " ", value)
-
-
 def read_dump(output):
-    elements = []
-    for line in output.decode().split("\n")[:-1]:
-        level, tag, *attributes, data = line.split("\t")
-        pairs = (unescape(attribute).split("=", 1) for attribute in attributes)
-        elements.append((int(level), unescape(tag),
-                         {name: as_attribute(value) for name, value in pairs}, unescape(data)))
-    return elements
+    for record in output.decode().split("\x1e")[:-1]:
+        level, tag, *attributes, text = record.split("\x1f")
+        yield as_element(int(level), tag, (pair.split("=", 1) for pair in attributes), text)
 
 
-def describe_difference(wanted, found):
-    for number, (a, b) in enumerate(zip(wanted, found)):
-        if a != b:
-            return f"element {number}: expat {a!r:.300}, document {b!r:.300}"
-    return f"expat has {len(wanted)} elements, the document {len(found)}"
-
-
-def compare(tool, content, elements):
+def compare(tool, content, document):
     """A description of the difference; None if there is none."""
     utf8 = to_utf8(content)
     if utf8 is None:
@@ -110,10 +71,9 @@ def compare(tool, content, elements):
     run = subprocess.run([tool], input=utf8, capture_output=True, check=False)
     if run.returncode != 0:
         return f"refused: {run.stderr.decode(errors='replace')[:300]}"
-    wanted = [(level, tag, {name: as_attribute(value) for name, value in attributes.items()},
-               "".join(pieces)) for level, tag, attributes, pieces in elements.found]
-    found = read_dump(run.stdout)
-    return None if wanted == found else describe_difference(wanted, found)
+    pairs = itertools.zip_longest(list_elements(document), read_dump(run.stdout))
+    return next((f"element {number}: expat {wanted!r:.300}, document {found!r:.300}"
+                 for number, (wanted, found) in enumerate(pairs) if wanted != found), None)
 
 
 def list_files(arguments):
@@ -129,28 +89,24 @@ def list_files(arguments):
 def main(arguments):
     if len(arguments) < 2:
         sys.exit(__doc__)
-    counts = dict.fromkeys(("equal", "different", "beyond a limit", "refused by expat",
-                            "equal, with doctype", "different, with doctype"), 0)
+    counts = collections.Counter()
     for path in list_files(arguments[1:]):
+        content = path.read_bytes()
         try:
-            content = path.read_bytes()
-        except OSError as error:
-            print(f"{path}: {error}")
-            continue
-        elements = parse_with_expat(content)
-        if elements is None:
+            document = xml.dom.expatbuilder.parseString(content, namespaces=False)
+        except (xml.parsers.expat.ExpatError, LookupError, ValueError):
             counts["refused by expat"] += 1
             continue
-        difference = compare(arguments[0], content, elements)
+        difference = compare(arguments[0], content, document)
         outcome = "equal" if difference is None else "different"
         if difference and difference.rstrip().endswith(KNOWN_LIMITS):
             outcome = "beyond a limit"
-        elif elements.has_doctype:
+        elif document.doctype:
             outcome += ", with doctype"
         counts[outcome] += 1
         if difference:
             print(f"{path}: {outcome}: {difference}")
-    print(", ".join(f"{count} {name}" for name, count in counts.items()))
+    print(", ".join(f"{count} {outcome}" for outcome, count in counts.items()))
     return 1 if counts["different"] or not counts["equal"] else 0
 
 
