@@ -28,9 +28,7 @@ class ModelParser {
       }
     }
     if (!open_.empty()) {
-      const XmlModel::Element& last = model_.elements[open_.back().number];
-      Error(L"Element '" + open_.back().name + L"' at offset " + std::to_wstring(last.start) +
-            L" not ended");
+      Error(At(L"Element '" + open_.back().name + L"'", GetStart(open_.back())) + L" not ended");
     }
     while (!open_.empty()) CloseUnended();
     const auto& top = model_.elements[0].children;
@@ -44,12 +42,22 @@ class ModelParser {
   struct Open {
     std::size_t number;
     std::wstring name;
+    std::wstring foldedName;  // as names are compared
   };
 
-  [[nodiscard]] std::size_t Current() const { return open_.empty() ? 0 : open_.back().number; }
-  [[nodiscard]] bool Ahead(std::wstring_view what) const {
-    return text_.substr(pos_, what.size()) == what;
+  [[nodiscard]] static std::wstring At(const std::wstring& what, std::size_t offset) {
+    return what + L" at offset " + std::to_wstring(offset);
   }
+  [[nodiscard]] std::wstring Fold(std::wstring name) const {
+    for (wchar_t& c : name) {
+      if (ignoreCase_ && c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + 32);
+    }
+    return name;
+  }
+  [[nodiscard]] std::size_t GetStart(const Open& open) const {
+    return model_.elements[open.number].start;
+  }
+  [[nodiscard]] std::size_t Current() const { return open_.empty() ? 0 : open_.back().number; }
   [[nodiscard]] bool AtEnd(std::size_t count) const { return pos_ + count >= text_.size(); }
 
   void Error(const std::wstring& error) {
@@ -61,11 +69,11 @@ class ModelParser {
     Error(error);
   }
   void Incorrect(const std::wstring& what) {
-    Fault(L"Incorrect " + what + L" at offset " + std::to_wstring(pos_));
+    Fault(At(L"Incorrect " + what, pos_));
     ++pos_;
   }
   void Unterminated(const std::wstring& what) {
-    Fault(what + L" at offset " + std::to_wstring(pos_) + L" unterminated");
+    Fault(At(what, pos_) + L" unterminated");
     pos_ = text_.size();
   }
   void SkipBehind(std::wstring_view ending, std::size_t from, const wchar_t* what) {
@@ -88,7 +96,7 @@ class ModelParser {
     if (d == L'[') return SkipBehind(L"]]>", 3, L"CDATA Section");
     if (d == L'-') {
       if (AtEnd(3)) return Unterminated(L"tag");
-      if (!Ahead(L"<!--")) return Incorrect(L"comment tag");
+      if (text_[pos_ + 3] != L'-') return Incorrect(L"comment tag");
       return SkipBehind(L"-->", 4, L"Comment");
     }
     if (d != L'D' && d != L'E' && d != L'A' && d != L'N') return Incorrect(L"! tag");
@@ -119,48 +127,36 @@ class ModelParser {
   }
 
   void OpenTag(std::size_t nameEnd, std::size_t end) {
-    const std::size_t length = end - pos_;
-    if (length > MXmlElementRecord::kMaxStartTagLength) {
-      Fault(L"Element tag at offset " + std::to_wstring(pos_) + L" too long");
-      pos_ = end;
-      return;
-    }
-    if (open_.size() > MXmlElementRecord::kMaxLevel) {
-      Fault(L"Nesting at offset " + std::to_wstring(pos_) + L" too deep");
-      pos_ = end;
-      return;
-    }
+    const std::size_t start = std::exchange(pos_, end);
+    const std::size_t length = end - start;
+    if (length > MXmlElementRecord::kMaxStartTagLength)
+      return Fault(At(L"Element tag", start) + L" too long");
+    if (open_.size() > MXmlElementRecord::kMaxLevel)
+      return Fault(At(L"Nesting", start) + L" too deep");
     XmlModel::Element element;
-    element.start = pos_;
+    element.start = start;
     element.startTagLength = length;
     element.level = open_.size();
     element.parent = Current();
     auto& siblings = model_.elements[element.parent].children;
     if (siblings.empty()) element.flags |= MXmlElementRecord::kFirstChild;
     siblings.push_back(model_.elements.size());
-    const bool selfClosed = text_[end - 2] == L'/';
-    if (selfClosed) {
+    if (text_[end - 2] == L'/') {
       element.flags |= MXmlElementRecord::kSelfClosed;
       element.length = length;
     } else {
-      open_.push_back(
-          {model_.elements.size(), std::wstring(text_.substr(pos_ + 1, nameEnd - pos_ - 1))});
+      const std::wstring name(text_.substr(start + 1, nameEnd - start - 1));
+      open_.push_back({model_.elements.size(), name, Fold(name)});
     }
     model_.elements.push_back(element);
-    pos_ = end;
   }
 
-  [[nodiscard]] bool Matches(const std::wstring& endName, const std::wstring& startName) const {
-    if (endName.size() > startName.size()) return false;
-    for (std::size_t i = 0; i < endName.size(); ++i) {
-      wchar_t a = endName[i];
-      wchar_t b = startName[i];
-      if (ignoreCase_ && a >= L'A' && a <= L'Z') a = static_cast<wchar_t>(a + 32);
-      if (ignoreCase_ && b >= L'A' && b <= L'Z') b = static_cast<wchar_t>(b + 32);
-      if (a != b) return false;
-    }
-    return endName.size() == startName.size() || startName[endName.size()] == L'[' ||
-           startName[endName.size()] == L']';
+  /// True for the name of an end tag that closes an element: its name, or what stands in it before
+  /// a bracket.
+  [[nodiscard]] static bool Closes(const std::wstring& endName, const std::wstring& startName) {
+    return startName.starts_with(endName) &&
+           (endName.size() == startName.size() || startName[endName.size()] == L'[' ||
+            startName[endName.size()] == L']');
   }
 
   void EndTag() {
@@ -170,16 +166,13 @@ class ModelParser {
     const std::wstring name(text_.substr(pos_ + 2, nameEnd - pos_ - 2));
     const std::size_t start = std::exchange(pos_, close + 1);
     if (pos_ - start > MXmlElementRecord::kMaxEndTagLength)
-      return Fault(L"Element end tag at offset " + std::to_wstring(start) + L" too long");
+      return Fault(At(L"Element end tag", start) + L" too long");
     std::size_t depth = open_.size();
-    while (depth > 0 && !Matches(name, open_[depth - 1].name)) --depth;
-    if (depth == 0) {
-      return Fault(L"No start tag for end tag '" + name + L"' at offset " + std::to_wstring(start));
-    }
+    while (depth > 0 && !Closes(Fold(name), open_[depth - 1].foldedName)) --depth;
+    if (depth == 0) return Fault(At(L"No start tag for end tag '" + name + L"'", start));
     if (depth < open_.size()) {
-      Error(L"End tag '" + name + L"' at offset " + std::to_wstring(start) +
-            L" does not match start tag '" + open_.back().name + L"' at offset " +
-            std::to_wstring(model_.elements[open_.back().number].start));
+      Error(At(L"End tag '" + name + L"'", start) +
+            At(L" does not match start tag '" + open_.back().name + L"'", GetStart(open_.back())));
     }
     while (open_.size() > depth) CloseUnended();
     XmlModel::Element& element = model_.elements[open_.back().number];
@@ -211,12 +204,6 @@ class ModelParser {
   XmlModel model_;
 };
 
-std::string Difference(const char* what, std::uint32_t number, std::size_t got,
-                       std::size_t wanted) {
-  return std::string(what) + " of element " + std::to_string(number) + " is " +
-         std::to_string(got) + ", should be " + std::to_string(wanted);
-}
-
 std::vector<std::uint32_t> GetChildren(const MXmlDocument& document, std::uint32_t number) {
   std::vector<std::uint32_t> children;
   for (std::uint32_t child = document.GetRecord(number).firstChild; child != 0;
@@ -227,19 +214,57 @@ std::vector<std::uint32_t> GetChildren(const MXmlDocument& document, std::uint32
   return children;
 }
 
-/// The elements in the order in which they begin.
-std::vector<std::uint32_t> GetInOrder(const MXmlDocument& document) {
-  std::vector<std::uint32_t> order;
-  std::uint32_t number = document.GetRecord(0).firstChild;
-  while (number != 0 && order.size() <= document.GetRecordCount()) {
-    order.push_back(number);
-    MXmlElementRecord record = document.GetRecord(number);
-    number = record.firstChild;
-    while (number == 0 && record.nextSibling == 0 && record.parent != 0)
-      record = document.GetRecord(record.parent);
-    if (number == 0) number = record.nextSibling;
+XmlModel::Element GetElement(const MXmlDocument& document, std::uint32_t number) {
+  const MXmlElementRecord record = document.GetRecord(number);
+  const std::vector<std::uint32_t> children = GetChildren(document, number);
+  return {record.start,
+          record.length,
+          record.GetStartTagLength(),
+          record.GetEndTagLength(),
+          record.flagsAndLevel & ~MXmlElementRecord::kMaxLevel,
+          record.GetLevel(),
+          record.parent,
+          {children.begin(), children.end()}};
+}
+
+std::string Describe(const XmlModel::Element& element) {
+  std::string text;
+  for (const std::size_t number :
+       {element.start, element.length, element.startTagLength, element.endTagLength,
+        std::size_t{element.flags}, element.level, element.parent}) {
+    text += ' ' + std::to_string(number);
   }
-  return order;
+  for (const std::size_t child : element.children) text += " +" + std::to_string(child);
+  return text;
+}
+
+std::string Compare(const std::vector<XmlModel::Element>& got,
+                    const std::vector<XmlModel::Element>& wanted) {
+  if (got.size() != wanted.size()) return "the numbers of elements differ";
+  for (std::size_t i = 0; i < got.size(); ++i) {
+    if (got[i] == wanted[i]) continue;
+    return "start, length, tags, flags, level, parent and children of element " +
+           std::to_string(i) + " are" + Describe(got[i]) + ", should be" + Describe(wanted[i]);
+  }
+  return "";
+}
+
+/// The document and its elements in the order in which they begin. Parents are told by one more
+/// than their start, for an edit numbers elements otherwise than a parser.
+std::vector<XmlModel::Element> ListByStart(const MXmlDocument& document, bool withLevels) {
+  std::vector<XmlModel::Element> list;
+  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
+    XmlModel::Element element = GetElement(document, i);
+    element.flags &= MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded;
+    if (!withLevels) element.level = 0;
+    const std::uint32_t parent = document.GetRecord(i).parent;
+    element.parent = parent == 0 ? 0 : std::size_t{document.GetRecord(parent).start} + 1;
+    element.children.clear();
+    list.push_back(std::move(element));
+  }
+  std::stable_sort(list.begin(), list.end(),
+                   [](const auto& a, const auto& b) { return a.start < b.start; });
+  return list;
 }
 
 }  // namespace
@@ -250,34 +275,13 @@ XmlModel ParseModel(std::wstring_view text, bool ignoreCase) {
 
 std::string CompareWithModel(const MXmlDocument& document, const XmlModel& model) {
   if (document.GetErrorText() != model.error) return "the error texts differ";
-  const auto& elements = model.elements;
-  if (document.GetRecordCount() != elements.size())
-    return Difference("record count", 0, document.GetRecordCount(), elements.size());
-  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
-    const MXmlElementRecord record = document.GetRecord(i);
-    const XmlModel::Element& wanted = elements[i];
-    const std::vector<std::uint32_t> children = GetChildren(document, i);
-    const std::size_t flags = record.flagsAndLevel & ~MXmlElementRecord::kMaxLevel;
-    if (record.start != wanted.start) return Difference("start", i, record.start, wanted.start);
-    if (record.length != wanted.length)
-      return Difference("length", i, record.length, wanted.length);
-    if (record.GetStartTagLength() != wanted.startTagLength)
-      return Difference("start tag", i, record.GetStartTagLength(), wanted.startTagLength);
-    if (record.GetEndTagLength() != wanted.endTagLength)
-      return Difference("end tag", i, record.GetEndTagLength(), wanted.endTagLength);
-    if (flags != wanted.flags) return Difference("flags", i, flags, wanted.flags);
-    if (record.GetLevel() != wanted.level)
-      return Difference("level", i, record.GetLevel(), wanted.level);
-    if (record.parent != wanted.parent)
-      return Difference("parent", i, record.parent, wanted.parent);
-    if (!std::equal(children.begin(), children.end(), wanted.children.begin(),
-                    wanted.children.end())) {
-      return Difference("children", i, children.size(), wanted.children.size());
-    }
-  }
-  const auto& top = elements[0].children;
+  std::vector<XmlModel::Element> elements;
+  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i)
+    elements.push_back(GetElement(document, i));
+  const std::string difference = Compare(elements, model.elements);
+  if (!difference.empty()) return difference;
   const bool isWellFormed =
-      top.size() == 1 && (elements[0].flags & MXmlElementRecord::kIllFormed) == 0;
+      elements[0].children.size() == 1 && (elements[0].flags & MXmlElementRecord::kIllFormed) == 0;
   return document.IsWellFormed() == isWellFormed ? "" : "IsWellFormed() is wrong";
 }
 
@@ -285,70 +289,43 @@ std::string CheckRecords(const MXmlDocument& document) {
   const std::wstring& text = document.GetDocumentText();
   std::size_t linked = 1;
   for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
+    const auto fault = [i](const char* what) {
+      return "fault in the " + std::string(what) + " of element " + std::to_string(i);
+    };
     const MXmlElementRecord record = document.GetRecord(i);
-    std::size_t place = record.start + record.GetStartTagLength();
-    std::size_t end = record.start + record.length;
-    if (end > text.size()) return Difference("end", i, end, text.size());
+    std::size_t place = std::size_t{record.start} + record.GetStartTagLength();
+    std::size_t end = std::size_t{record.start} + record.length;
+    if (end > text.size() || place > end) return fault("length");
     if (i != 0) {
-      if (text[record.start] != L'<') return Difference("first character", i, record.start, 0);
-      if (text[place - 1] != L'>') return Difference("start tag", i, place, 0);
-      if (text[end - 1] != L'>') return Difference("last character", i, end, 0);
+      if (text[record.start] != L'<' || text[place - 1] != L'>') return fault("start tag");
+      if (text[end - 1] != L'>') return fault("end");
       end -= record.GetEndTagLength();
-      if (record.GetEndTagLength() != 0 && text.substr(end, 2) != L"</")
-        return Difference("end tag", i, end, 0);
+      if (record.GetEndTagLength() != 0 && text.substr(end, 2) != L"</") return fault("end tag");
     }
-    std::uint32_t previous = 0;
-    for (const std::uint32_t child : GetChildren(document, i)) {
-      const MXmlElementRecord childRecord = document.GetRecord(child);
-      if (childRecord.parent != i) return Difference("parent", child, childRecord.parent, i);
-      if (childRecord.start < place) return Difference("start", child, childRecord.start, place);
-      if (previous != 0 && childRecord.previousSibling != previous)
-        return Difference("previous sibling", child, childRecord.previousSibling, previous);
-      place = childRecord.start + childRecord.length;
-      previous = child;
-      ++linked;
+    const std::vector<std::uint32_t> children = GetChildren(document, i);
+    std::uint32_t previous = children.empty() ? 0 : children.back();  // the first knows the last
+    for (const std::uint32_t number : children) {
+      const MXmlElementRecord child = document.GetRecord(number);
+      if (child.parent != i || child.previousSibling != previous) return fault("children's links");
+      if (child.start < place) return fault("children's order");
+      place = std::size_t{child.start} + child.length;
+      previous = number;
     }
-    if (place > end) return Difference("content", i, place, end);
-    const std::uint32_t first = record.firstChild;
-    if (first != 0 && document.GetRecord(first).previousSibling != previous)
-      return Difference("last child", i, document.GetRecord(first).previousSibling, previous);
+    if (place > end) return fault("content");
+    linked += children.size();
   }
-  if (linked != document.GetRecordCount())
-    return Difference("number of linked records", 0, linked, document.GetRecordCount());
-  return "";
+  return linked == document.GetRecordCount() ? "" : "an element is not linked";
 }
 
 std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed) {
-  const std::vector<std::uint32_t> a = GetInOrder(edited);
-  const std::vector<std::uint32_t> b = GetInOrder(parsed);
-  if (a.size() != b.size()) return Difference("number of elements", 0, a.size(), b.size());
   bool isRegular = true;  // no element was lifted out of one that is not ended
-  for (const std::uint32_t number : a) {
-    const MXmlElementRecord record = edited.GetRecord(number);
+  for (std::uint32_t i = 1; i < edited.GetRecordCount(); ++i) {
+    const MXmlElementRecord record = edited.GetRecord(i);
     isRegular =
         isRegular && !record.HasFlag(MXmlElementRecord::kNotEnded) &&
         (record.parent == 0 || record.GetLevel() == edited.GetRecord(record.parent).GetLevel() + 1);
   }
-  constexpr std::uint32_t kCompared = MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    const MXmlElementRecord x = edited.GetRecord(a[i]);
-    const MXmlElementRecord y = parsed.GetRecord(b[i]);
-    if (x.start != y.start) return Difference("start", a[i], x.start, y.start);
-    if (x.length != y.length) return Difference("length", a[i], x.length, y.length);
-    if (x.tagLengths != y.tagLengths)
-      return Difference("tag lengths", a[i], x.tagLengths, y.tagLengths);
-    if ((x.flagsAndLevel & kCompared) != (y.flagsAndLevel & kCompared))
-      return Difference("flags", a[i], x.flagsAndLevel, y.flagsAndLevel);
-    if (isRegular && x.GetLevel() != y.GetLevel())
-      return Difference("level", a[i], x.GetLevel(), y.GetLevel());
-    if ((x.parent == 0) != (y.parent == 0) ||
-        edited.GetRecord(x.parent).start != parsed.GetRecord(y.parent).start) {
-      return Difference("parent", a[i], x.parent, y.parent);
-    }
-  }
-  if (edited.GetRecord(0).length != edited.GetDocumentText().size())
-    return Difference("length", 0, edited.GetRecord(0).length, edited.GetDocumentText().size());
-  return "";
+  return Compare(ListByStart(edited, isRegular), ListByStart(parsed, isRegular));
 }
 
 }  // namespace Orvel::Testing

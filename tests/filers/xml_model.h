@@ -24,6 +24,7 @@ struct XmlModel {
     std::size_t level = 0;
     std::size_t parent = 0;
     std::vector<std::size_t> children;
+    bool operator==(const Element&) const = default;
   };
 
   std::vector<Element> elements;  // 0 is the document; numbered as they begin
