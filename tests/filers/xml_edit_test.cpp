@@ -25,78 +25,55 @@ bool Enter(MXmlDocument& document, std::wstring_view name) {
   return document.FindElement(name) && document.IntoElement();
 }
 
-TEST(MXmlDocumentEditTest, WritesADocumentFromNothing) {
-  MXmlDocument document;
-  EXPECT_TRUE(document.AddNode(MXmlNodeKind::kInstruction, L"xml"));
-  EXPECT_TRUE(document.SetAttribute(L"version", L"1.0"));
-  EXPECT_TRUE(document.SetAttribute(L"encoding", L"UTF-8"));
-  EXPECT_TRUE(document.AddElement(L"Root") && document.IntoElement());
-  EXPECT_TRUE(document.AddElement(L"Gain", L"0.5"));
-  EXPECT_TRUE(document.SetAttribute(L"type", L"float"));
-  EXPECT_TRUE(document.AddElement(L"Axes") && document.IntoElement());
-  EXPECT_TRUE(document.AddElement(L"Count", L"3", L"type", L"int"));
-  EXPECT_TRUE(document.OutOfElement());
-  EXPECT_TRUE(document.AddElement(L"Last", L"x"));
-  EXPECT_EQ(CheckedText(document),
-            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>\n"
-            L"<Gain type=\"float\">0.5</Gain>\n<Axes>\n<Count type=\"int\">3</Count>\n</Axes>\n"
-            L"<Last>x</Last>\n</Root>\n");
-  EXPECT_TRUE(document.IsWellFormed());
-}
-
-TEST(MXmlDocumentEditTest, WithoutLineBreaksWhenToldSo) {
-  MXmlDocument document(MXmlDocument::kNoLineBreaks);
-  document.AddNode(MXmlNodeKind::kInstruction, L"xml");
-  document.AddElement(L"r");
-  document.IntoElement();
-  document.AddElement(L"a", L"1");
-  document.AddElement(L"b");
-  EXPECT_EQ(CheckedText(document), L"<?xml?><r><a>1</a><b/></r>");
-}
-
 TEST(MXmlDocumentEditTest, ChildrenGoWhereTheyBelong) {
-  struct Case {
+  const struct {
     const wchar_t* before;
-    const wchar_t* tag;  // the element that gets the child
+    int depth;  // of the element that gets the child
     const wchar_t* after;
+  } cases[] = {
+      {L"<r/>", 1, L"<r>\n<n/>\n</r>"},
+      {L"<r a='/'/>", 1, L"<r a='/'>\n<n/>\n</r>"},
+      {L"<r></r>", 1, L"<r>\n<n/>\n</r>"},
+      {L"<r>text</r>", 1, L"<r>text<n/>\n</r>"},
+      {L"<r> <a/> tail</r>", 1, L"<r> <a/> tail<n/>\n</r>"},
+      {L"<r><a><b/></r>", 2, L"<r><a>\n<n/>\n</a><b/></r>"},
   };
-  const Case cases[] = {
-      {L"<r/>", L"r", L"<r>\n<n/>\n</r>"},
-      {L"<r a='/'/>", L"r", L"<r a='/'>\n<n/>\n</r>"},
-      {L"<r></r>", L"r", L"<r>\n<n/>\n</r>"},
-      {L"<r>text</r>", L"r", L"<r>text<n/>\n</r>"},
-      {L"<r> <a/> tail</r>", L"r", L"<r> <a/> tail<n/>\n</r>"},
-      {L"<r><a><b/></r>", L"a", L"<r><a>\n<n/>\n</a><b/></r>"},
-  };
-  for (const Case& test : cases) {
+  for (const auto& [before, depth, after] : cases) {
     MXmlDocument document;
-    document.SetDocument(test.before);
-    if (!Enter(document, test.tag)) {
-      document.FindElement(L"r");
-      document.IntoElement();
-      ASSERT_TRUE(Enter(document, test.tag));
-    }
+    document.SetDocument(before);
+    for (int level = 0; level < depth; ++level) ASSERT_TRUE(Enter(document, L""));
     EXPECT_TRUE(document.AddElement(L"n"));
-    EXPECT_EQ(CheckedText(document), test.after);
+    EXPECT_EQ(CheckedText(document), after);
   }
 }
 
-TEST(MXmlDocumentEditTest, AddsBehindTheCurrentNode) {
+TEST(MXmlDocumentEditTest, AddsBehindTheCurrentNodeAndMovesSavedOnes) {
   MXmlDocument document;
-  document.SetDocument(L"<r>\n<a/>\n<b>x</b><!--c-->\r\ntail</r>");
-  ASSERT_TRUE(Enter(document, L"r") && document.FindElement(L"a"));
+  document.SetDocument(L"<r>t<a/>\nu<!--c-->\r\nv<b>x</b></r>");
+  constexpr auto kText = MXmlNodeKind::kText;
+  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(kText));
+  document.SavePosition(L"t");
+  ASSERT_TRUE(document.FindElement(L"a"));
   document.SavePosition(L"a");
+  ASSERT_TRUE(document.FindNode(kText));
+  document.SavePosition(L"u");
   ASSERT_TRUE(document.FindNode(MXmlNodeKind::kComment));
   document.SavePosition(L"c");
-  document.RestorePosition(L"a");
+
+  ASSERT_TRUE(document.RestorePosition(L"t"));
+  EXPECT_TRUE(document.AddElement(L"first"));
+  ASSERT_TRUE(document.RestorePosition(L"a"));
   EXPECT_TRUE(document.AddElement(L"n", L"1"));
   EXPECT_TRUE(document.AddNode(MXmlNodeKind::kComment, L" 2 "));
-  document.RestorePosition(L"c");
-  EXPECT_EQ(document.GetNodeText(), L"<!--c-->") << "a saved position follows its node";
-  EXPECT_TRUE(document.AddElement(L"o"));
+  ASSERT_TRUE(document.RestorePosition(L"u"));
+  EXPECT_EQ(document.GetNodeText(), L"\n") << "the text was split";
+  ASSERT_TRUE(document.RestorePosition(L"c"));
+  EXPECT_EQ(document.GetNodeText(), L"<!--c-->");
+  EXPECT_TRUE(document.AddElement(L"o")) << "n is the element before it now";
   EXPECT_TRUE(document.AddNode(MXmlNodeKind::kCData, L"<3>"));
   EXPECT_EQ(CheckedText(document),
-            L"<r>\n<a/>\n<n>1</n>\n<!-- 2 -->\n<b>x</b><!--c-->\r\n<o/>\n<![CDATA[<3>]]>tail</r>");
+            L"<r>t<first/>\n<a/>\n<n>1</n>\n<!-- 2 -->\nu<!--c-->\r\n<o/>\n<![CDATA[<3>]]>v"
+            L"<b>x</b></r>");
 }
 
 TEST(MXmlDocumentEditTest, EscapesWhatItWritesAndReadsItBack) {
@@ -181,37 +158,6 @@ TEST(MXmlDocumentEditTest, SubDocumentsGoInWhole) {
             L"<r><a/>\n<x><y a='1'>1<z/></y><y/></x>\n<b/></r>\n</x>\n<b/></r>");
 }
 
-TEST(MXmlDocumentEditTest, WhatIsAddedBeforeASavedNodeMovesIt) {
-  MXmlDocument document;
-  document.SetDocument(L"<r>t<a/>u</r>");
-  const auto text = MXmlNodeKind::kText;
-  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(text));
-  document.SavePosition(L"t");
-  ASSERT_TRUE(document.FindNode(text));
-  document.SavePosition(L"u");
-  document.RestorePosition(L"t");
-  ASSERT_TRUE(document.AddElement(L"first"));
-  ASSERT_TRUE(document.RestorePosition(L"u"));
-  EXPECT_EQ(document.GetNodeText(), L"u");
-  ASSERT_TRUE(document.AddElement(L"last"));
-  EXPECT_EQ(CheckedText(document), L"<r>t<first/>\n<a/>u<last/>\n</r>");
-}
-
-TEST(MXmlDocumentEditTest, WhatIsAddedInFrontOfASavedNodeIsTheElementBeforeIt) {
-  MXmlDocument document;
-  document.SetDocument(L"<r><a/>\nt<!--c--></r>");
-  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(MXmlNodeKind::kText));
-  document.SavePosition(L"t");
-  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kComment));
-  document.SavePosition(L"c");
-  document.ResetToLevelStart();
-  ASSERT_TRUE(document.FindElement(L"a") && document.AddElement(L"b"));  // behind the line break
-  ASSERT_TRUE(document.RestorePosition(L"t"));
-  EXPECT_EQ(document.GetNodeText(), L"\n") << "the text was split";
-  ASSERT_TRUE(document.RestorePosition(L"c") && document.AddElement(L"d"));
-  EXPECT_EQ(CheckedText(document), L"<r><a/>\n<b/>\nt<!--c--><d/>\n</r>");
-}
-
 TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   MXmlDocument document;
   document.SetDocument(L"<r><s/></r>");
@@ -251,31 +197,21 @@ TEST(MXmlDocumentEditTest, EmptyTagIsWrittenAsItIs) {
   EXPECT_EQ(document.GetData(1), L"x");
 }
 
-TEST(MXmlDocumentEditTest, DeepNestingAndWideLevelsKeepTheIndexRight) {
-  constexpr int kDepth = 3000;
+TEST(MXmlDocumentEditTest, NestingKeepsTheIndexRightUpToTheDeepestLevel) {
   MXmlDocument document;
-  for (int i = 0; i < kDepth; ++i) {
+  for (std::uint32_t level = 0; level <= MXmlElementRecord::kMaxLevel; ++level) {
     ASSERT_TRUE(document.AddElement(L"a", L"x"));
-    if (i % 3 == 0) {
+    if (level % 3 == 0) {
       ASSERT_TRUE(document.AddElement(L"b"));
     }
-    ASSERT_TRUE(document.SetAttribute(L"n", std::to_wstring(i)));
-    ASSERT_TRUE(document.IntoElement());
-  }
-  while (document.OutOfElement()) ASSERT_TRUE(document.AddElement(L"c"));
-  CheckedText(document);
-}
-
-TEST(MXmlDocumentEditTest, LevelsEndAtTheirLimit) {
-  MXmlDocument document(MXmlDocument::kNoLineBreaks);
-  for (std::uint32_t level = 0; level <= MXmlElementRecord::kMaxLevel; ++level) {
-    ASSERT_TRUE(document.AddElement(L"a"));
+    ASSERT_TRUE(document.SetAttribute(L"n", std::to_wstring(level)));
     ASSERT_TRUE(document.IntoElement());
   }
   EXPECT_FALSE(document.AddElement(L"a"));
   ASSERT_TRUE(document.OutOfElement());
   EXPECT_FALSE(document.AddSubDocument(L"<a><b/></a>"));
   EXPECT_TRUE(document.AddSubDocument(L"<a>b</a>"));
+  while (document.OutOfElement()) ASSERT_TRUE(document.AddElement(L"c"));
   CheckedText(document);
 }
 
