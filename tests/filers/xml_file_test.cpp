@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
+#include "orvel/filers/in_filer_tagged_xml.h"
+#include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/filers/xml_document.h"
 #include "orvel/platform/windows_api.h"
 
@@ -42,11 +45,17 @@ TEST_F(XmlFileTest, SavesUtf8AndLoadsItBack) {
   ASSERT_TRUE(document.AddElement(L"r", L"\u00E4\xD83D\xDE00"));
   ASSERT_TRUE(document.SaveFile(path_.wstring()));
   EXPECT_EQ(Read(), "<r>\xC3\xA4\xF0\x9F\x98\x80</r>\n");
-  ASSERT_TRUE(document.SaveFile(path_.wstring())) << "over the old file";
-  EXPECT_EQ(CountFiles(), 1);
   MXmlDocument loaded;
   EXPECT_TRUE(loaded.LoadFile(path_.wstring()));
   EXPECT_EQ(loaded.GetDocumentText(), document.GetDocumentText());
+
+  MOutFilerTaggedXml out;
+  ASSERT_TRUE(out.WriteInt(L"V", 1));
+  ASSERT_TRUE(out.SaveFile(path_.wstring())) << "over the old file";
+  EXPECT_EQ(CountFiles(), 1);
+  std::int32_t value = 0;
+  EXPECT_TRUE(MInFilerTaggedXml::FromFile(path_.wstring())->ReadInt(L"V", value, 0));
+  EXPECT_EQ(value, 1);
 }
 
 TEST_F(XmlFileTest, FailedSaveLeavesTheOldFileAlone) {
@@ -68,26 +77,25 @@ TEST_F(XmlFileTest, FailedSaveLeavesTheOldFileAlone) {
 }
 
 TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
-  MXmlDocument document;
   Write("\xEF\xBB\xBF<a/>");
+  MXmlDocument document;
   EXPECT_TRUE(document.LoadFile(path_.wstring()));
   EXPECT_EQ(document.GetDocumentText(), L"<a/>");
-  Write("\xEF\xBB\xBF<a>\xC3</a>");
-  EXPECT_FALSE(document.LoadFile(path_.wstring()));
-  EXPECT_EQ(document.GetErrorText(), L"File is not UTF-8 at byte 6");
-  EXPECT_EQ(document.GetDocumentText(), L"");
-  document.ClearErrorText();
-  EXPECT_FALSE(document.LoadFile((folder_ / "missing.xml").wstring()));
-  EXPECT_EQ(document.GetErrorText(), L"File cannot be read");
-  document.ClearErrorText();
-  Write("");
-  EXPECT_FALSE(document.LoadFile(path_.wstring()));
-  EXPECT_EQ(document.GetErrorText(), L"Empty document");
-  document.ClearErrorText();
   document.SetLengthLimit(3);
-  Write("<abcdefghijk/>");
-  EXPECT_FALSE(document.LoadFile(path_.wstring()));
-  EXPECT_EQ(document.GetErrorText(), L"Document too long");
+  const auto expectFailure = [&](const char* bytes, const wchar_t* error) {
+    Write(bytes);
+    EXPECT_FALSE(document.LoadFile(path_.wstring())) << bytes;
+    EXPECT_EQ(document.GetErrorText(), error);
+    EXPECT_EQ(document.GetDocumentText(), L"");
+    document.ClearErrorText();
+  };
+  expectFailure("\xEF\xBB\xBF<a>\xC3</a>", L"File is not UTF-8 at byte 6");
+  expectFailure("", L"Empty document");
+  expectFailure("<abcdefghijk/>", L"Document too long");
+  const std::wstring missing = (folder_ / "missing.xml").wstring();
+  EXPECT_FALSE(document.LoadFile(missing));
+  EXPECT_EQ(document.GetErrorText(), L"File cannot be read");
+  EXPECT_FALSE(MInFilerTaggedXml::FromFile(missing)->IsValid());
 }
 
 }  // namespace
