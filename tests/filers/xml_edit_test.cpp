@@ -50,19 +50,16 @@ TEST(MXmlDocumentEditTest, ChildrenGoWhereTheyBelong) {
 TEST(MXmlDocumentEditTest, AddsBehindTheCurrentNodeAndMovesSavedOnes) {
   MXmlDocument document;
   document.SetDocument(L"<r>t<a/>\nu<!--c-->\r\nv<b>x</b></r>");
-  constexpr auto kText = MXmlNodeKind::kText;
-  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(kText));
+  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(MXmlNodeKind::kText));
   document.SavePosition(L"t");
-  ASSERT_TRUE(document.FindElement(L"a"));
-  document.SavePosition(L"a");
-  ASSERT_TRUE(document.FindNode(kText));
+  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kText));
   document.SavePosition(L"u");
-  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kComment));
+  ASSERT_TRUE(document.RestorePosition(L"t") && document.FindNode(MXmlNodeKind::kComment));
   document.SavePosition(L"c");
 
   ASSERT_TRUE(document.RestorePosition(L"t"));
   EXPECT_TRUE(document.AddElement(L"first"));
-  ASSERT_TRUE(document.RestorePosition(L"a"));
+  ASSERT_TRUE(document.FindElement(L"a"));
   EXPECT_TRUE(document.AddElement(L"n", L"1"));
   EXPECT_TRUE(document.AddNode(MXmlNodeKind::kComment, L" 2 "));
   ASSERT_TRUE(document.RestorePosition(L"u"));
