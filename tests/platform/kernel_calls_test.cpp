@@ -4,48 +4,45 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <thread>
 
+#include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
 
 namespace {
 
-class Event {
- public:
-  explicit Event(bool manualReset, bool signalled = false)
-      : handle_(::CreateEventW(nullptr, manualReset, signalled, nullptr)) {}
-  Event(const Event&) = delete;
-  Event& operator=(const Event&) = delete;
-  ~Event() { ::CloseHandle(handle_); }
-  [[nodiscard]] HANDLE Get() const { return handle_; }
-  [[nodiscard]] DWORD Poll() const { return ::WaitForSingleObject(handle_, 0); }
+using Orvel::Detail::CreateKernelEvent;
+using Orvel::Detail::EventReset;
+using Orvel::Detail::KernelHandle;
 
- private:
-  HANDLE handle_;
-};
+DWORD Poll(const KernelHandle& handle) { return ::WaitForSingleObject(handle.Get(), 0); }
 
 TEST(KernelCallsTest, EventsFallBackAsTheyWereMade) {
-  const Event automatic(false);
-  const Event manual(true, true);
-  EXPECT_EQ(automatic.Poll(), WAIT_TIMEOUT);
-  ::SetEvent(automatic.Get());
-  ::SetEvent(automatic.Get());
-  EXPECT_EQ(automatic.Poll(), WAIT_OBJECT_0);
-  EXPECT_EQ(automatic.Poll(), WAIT_TIMEOUT) << "setting twice is setting once";
-  EXPECT_EQ(manual.Poll(), WAIT_OBJECT_0);
-  EXPECT_EQ(manual.Poll(), WAIT_OBJECT_0);
+  const KernelHandle automatic = CreateKernelEvent(EventReset::kAutomatic);
+  const KernelHandle manual = CreateKernelEvent(EventReset::kManual);
+  for (const KernelHandle* const event : {&automatic, &manual}) {
+    EXPECT_EQ(Poll(*event), WAIT_TIMEOUT);
+    ::SetEvent(event->Get());
+    ::SetEvent(event->Get());
+    EXPECT_EQ(Poll(*event), WAIT_OBJECT_0);
+  }
+  EXPECT_EQ(Poll(automatic), WAIT_TIMEOUT) << "setting twice is setting once";
+  EXPECT_EQ(Poll(manual), WAIT_OBJECT_0);
   ::ResetEvent(manual.Get());
-  EXPECT_EQ(manual.Poll(), WAIT_TIMEOUT);
+  EXPECT_EQ(Poll(manual), WAIT_TIMEOUT);
 }
 
 TEST(KernelCallsTest, AWaitForAnyTakesTheFirstAndLeavesTheRest) {
-  const Event first(false);
-  const Event second(false, true);
-  const Event third(false, true);
-  const std::array<HANDLE, 3> handles = {first.Get(), second.Get(), third.Get()};
+  std::array<KernelHandle, 3> events;
+  std::array<HANDLE, 3> handles;
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    events[i] = CreateKernelEvent(EventReset::kAutomatic);
+    handles[i] = events[i].Get();
+  }
+  ::SetEvent(handles[1]);
+  ::SetEvent(handles[2]);
   EXPECT_EQ(::WaitForMultipleObjects(3, handles.data(), FALSE, INFINITE), WAIT_OBJECT_0 + 1);
-  EXPECT_EQ(third.Poll(), WAIT_OBJECT_0) << "only the reported one falls back";
+  EXPECT_EQ(Poll(events[2]), WAIT_OBJECT_0) << "only the reported one falls back";
   EXPECT_EQ(::WaitForMultipleObjects(3, handles.data(), FALSE, 0), WAIT_TIMEOUT);
 }
 
@@ -56,7 +53,8 @@ TEST(KernelCallsTest, BadHandlesAndTooManyOfThemFail) {
   ::SetLastError(0);
   EXPECT_FALSE(::SetEvent(nothing));
   EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-  const Event event(true, true);
+  const KernelHandle event = CreateKernelEvent(EventReset::kManual);
+  ::SetEvent(event.Get());
   std::array<HANDLE, MAXIMUM_WAIT_OBJECTS + 1> handles;
   handles.fill(event.Get());
   EXPECT_EQ(::WaitForMultipleObjects(MAXIMUM_WAIT_OBJECTS, handles.data(), FALSE, 0),
@@ -69,43 +67,37 @@ TEST(KernelCallsTest, BadHandlesAndTooManyOfThemFail) {
             WAIT_FAILED);
 }
 
-struct ThreadReport {
-  std::atomic<DWORD> id{0};
-  HANDLE mayEnd = nullptr;
-};
-
-unsigned ReportAndWait(void* argument) {
-  auto& report = *static_cast<ThreadReport*>(argument);
-  report.id = ::GetCurrentThreadId();
-  ::WaitForSingleObject(report.mayEnd, INFINITE);
-  return 0;
-}
-
 TEST(KernelCallsTest, AThreadsHandleIsSignalledOnceItHasEnded) {
-  const Event mayEnd(true);
-  ThreadReport report;
-  report.mayEnd = mayEnd.Get();
+  struct Report {
+    const KernelHandle mayEnd = CreateKernelEvent(EventReset::kManual);
+    DWORD id = 0;
+  } report;
   unsigned id = 0;
-  const HANDLE thread =
-      reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, &ReportAndWait, &report, 0, &id));
-  ASSERT_NE(thread, nullptr);
-  EXPECT_EQ(::WaitForSingleObject(thread, 20), WAIT_TIMEOUT);
-  ::SetEvent(mayEnd.Get());
-  EXPECT_EQ(::WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
-  EXPECT_EQ(::WaitForSingleObject(thread, 0), WAIT_OBJECT_0);
+  const KernelHandle thread(reinterpret_cast<HANDLE>(::_beginthreadex(
+      nullptr, 0,
+      [](void* argument) {
+        auto& its = *static_cast<Report*>(argument);
+        its.id = ::GetCurrentThreadId();
+        ::WaitForSingleObject(its.mayEnd.Get(), INFINITE);
+        return 0u;
+      },
+      &report, 0, &id)));
+  ASSERT_TRUE(thread);
+  EXPECT_EQ(::WaitForSingleObject(thread.Get(), 20), WAIT_TIMEOUT);
+  ::SetEvent(report.mayEnd.Get());
+  EXPECT_EQ(::WaitForSingleObject(thread.Get(), INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(Poll(thread), WAIT_OBJECT_0);
   EXPECT_EQ(report.id, id);
   EXPECT_NE(id, ::GetCurrentThreadId());
-  EXPECT_TRUE(::CloseHandle(thread));
 }
 
 TEST(KernelCallsTest, AMutexOfAnEndedThreadIsAbandonedOnce) {
-  const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, nullptr);
-  std::thread([mutex] { ::WaitForSingleObject(mutex, INFINITE); }).join();
-  EXPECT_EQ(::WaitForSingleObject(mutex, INFINITE), WAIT_ABANDONED_0);
-  EXPECT_TRUE(::ReleaseMutex(mutex));
-  EXPECT_EQ(::WaitForSingleObject(mutex, INFINITE), WAIT_OBJECT_0);
-  EXPECT_TRUE(::ReleaseMutex(mutex));
-  EXPECT_TRUE(::CloseHandle(mutex));
+  const KernelHandle mutex(::CreateMutexW(nullptr, FALSE, nullptr));
+  std::thread([&mutex] { ::WaitForSingleObject(mutex.Get(), INFINITE); }).join();
+  for (const DWORD status : {DWORD{WAIT_ABANDONED_0}, DWORD{WAIT_OBJECT_0}}) {
+    EXPECT_EQ(::WaitForSingleObject(mutex.Get(), INFINITE), status);
+    EXPECT_TRUE(::ReleaseMutex(mutex.Get()));
+  }
 }
 
 TEST(KernelCallsTest, CriticalSectionsAreRecursiveAndExclusive) {
