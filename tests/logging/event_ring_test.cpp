@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/logging/event_ring.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -11,39 +11,29 @@
 #include "orvel/logging/flow_logger_implementation.h"
 #include "tests/support/flow_dump_reader.h"
 #include "tests/support/meeting.h"
-
-// A recorder that is interrupted between taking its slot and storing into it cannot be had at
-// will, so these tests play one by hand. An explicit instantiation may name private members.
-auto& RingOf(MFlowLoggerImplementation& logger);
-auto& ControlOf(Orvel::Detail::EventRing& ring);
-auto& SlotsOf(Orvel::Detail::EventRing& ring);
-
-template <auto kRing, auto kControl, auto kSlots>
-struct RingAccess {
-  friend auto& RingOf(MFlowLoggerImplementation& logger) { return logger.*kRing; }
-  friend auto& ControlOf(Orvel::Detail::EventRing& ring) { return ring.*kControl; }
-  friend auto& SlotsOf(Orvel::Detail::EventRing& ring) { return ring.*kSlots; }
-};
-template struct RingAccess<&MFlowLoggerImplementation::ring_, &Orvel::Detail::EventRing::control_,
-                           &Orvel::Detail::EventRing::slots_>;
+#include "tests/support/system_call_hook.h"
 
 namespace {
 
 using Orvel::Detail::EventRing;
+using Orvel::Testing::Latch;
+using Orvel::Testing::SystemCall;
+using Orvel::Testing::SystemCallHook;
 
-std::uint32_t TakeSlot(EventRing& ring) { return (ControlOf(ring).fetch_add(2) >> 1) & 0x1FFFF; }
-
-void StoreInto(EventRing& ring, std::uint32_t index) {
-  auto& slot = SlotsOf(ring)[index];
-  slot.counter.store(Orvel::Detail::ReadPerformanceCounter());
-  slot.kind.store(Orvel::Detail::EventCode::kNotify);
-  slot.threadId.store(1);
+/// `Recorder` is a ring or a logger.
+template <class Recorder>
+void Record(Recorder& recorder, std::uint32_t count) {
+  for (std::uint32_t i = 0; i < count; ++i) {
+    recorder.Record(Orvel::Detail::EventCode::kUpdate, static_cast<std::int32_t>(i), 0, 0, 0, 0);
+  }
 }
 
-void Record(EventRing& ring, std::int32_t count) {
-  for (std::int32_t i = 0; i < count; ++i) {
-    ring.Record(Orvel::Detail::EventCode::kUpdate, i, 0, 0, 0, 0);
-  }
+/// Records one event and calls `meanwhile` between taking its slot and storing into it, which is
+/// where the clock is read.
+template <class Recorder>
+void RecordInterrupted(Recorder& recorder, std::function<void()> meanwhile) {
+  const SystemCallHook hook(SystemCall::kQueryCounter, std::move(meanwhile));
+  Record(recorder, 1);
 }
 
 std::size_t CountDumped(MFlowLoggerImplementation& logger) {
@@ -53,17 +43,17 @@ std::size_t CountDumped(MFlowLoggerImplementation& logger) {
 }
 
 TEST(EventRingTest, SpanRunsFromTheOldestRecordToTheNewest) {
-  constexpr std::int32_t kCapacity = 131072;
+  constexpr std::uint32_t kCapacity = 131072;
   EventRing ring;
-  for (const std::int32_t count : {0, 1, kCapacity - 1, kCapacity, kCapacity + 1, 300'000}) {
+  for (const std::uint32_t count : {0u, 1u, kCapacity - 1, kCapacity, kCapacity + 1, 300'000u}) {
     SCOPED_TRACE(count);
     Record(ring, count);
     for (int stop = 0; stop < 2; ++stop) {
       const EventRing::Span span = ring.StopRecording();
-      ASSERT_EQ(span.count, static_cast<std::uint32_t>(std::min(count, kCapacity)));
+      ASSERT_EQ(span.count, std::min(count, kCapacity));
       for (std::uint32_t i = 0; i < span.count; ++i) {
         const auto record = ring.Read((span.first + i) % kCapacity);
-        ASSERT_EQ(record.arg1, std::max(0, count - kCapacity) + static_cast<std::int32_t>(i));
+        ASSERT_EQ(static_cast<std::uint32_t>(record.arg1), count - span.count + i);
       }
       Record(ring, 3);  // dropped, also by a second look
     }
@@ -73,66 +63,66 @@ TEST(EventRingTest, SpanRunsFromTheOldestRecordToTheNewest) {
   }
 }
 
-TEST(EventRingTest, StrayRecordAfterARestartHidesNothing) {
-  MFlowLoggerImplementation logger;
+TEST(EventRingTest, StrayRecordsAfterARestartHideNothing) {
   // With two records the write position is 2. Two strays are what two slow recorders can leave.
-  for (const auto& [first, second] :
-       {std::pair{2u, 2u}, {3u, 3u}, {131071u, 131071u}, {2u, 3u}, {2u, 131071u}, {3u, 131071u}}) {
+  constexpr std::uint32_t kLast = EventRing::kCapacity - 1;
+  for (const auto& [first, second] : {std::pair{2u, 3u}, {2u, kLast}, {3u, kLast}}) {
     SCOPED_TRACE(testing::Message() << "strays in " << first << " and " << second);
-    StoreInto(RingOf(logger), first);
-    StoreInto(RingOf(logger), second);
-    Record(RingOf(logger), 2);
-    EXPECT_EQ(CountDumped(logger), 2u);
-    EXPECT_TRUE(RingOf(logger).Read(first).IsEmpty()) << "a dump removes strays as well";
+    EventRing ring;
+    Record(ring, first);
+    RecordInterrupted(ring, [&, skipped = second - first - 1] {
+      Record(ring, skipped);
+      RecordInterrupted(ring, [&] {
+        static_cast<void>(ring.StopRecording());
+        ring.RestartRecording();
+      });
+    });
+    ASSERT_FALSE(ring.Read(first).IsEmpty());
+    ASSERT_FALSE(ring.Read(second).IsEmpty());
+    Record(ring, 2);
+    const EventRing::Span span = ring.StopRecording();
+    EXPECT_EQ(span.first, 0u);
+    EXPECT_EQ(span.count, 2u);
+    ring.RestartRecording();
+    EXPECT_TRUE(ring.Read(first).IsEmpty()) << "a restart removes strays as well";
   }
 }
 
 TEST(EventRingTest, RecordThatNeverComesEndsTheWalkAndNotTheLogger) {
   MFlowLoggerImplementation logger;
-  for (const int before : {0, 1}) {
-    Record(RingOf(logger), before);
-    TakeSlot(RingOf(logger));
-    Record(RingOf(logger), 3);
-    EXPECT_EQ(CountDumped(logger), static_cast<std::size_t>(before));
-    Record(RingOf(logger), 3);
-    EXPECT_EQ(CountDumped(logger), 3u);
+  for (const std::uint32_t before : {0u, 1u}) {
+    Record(logger, before);
+    RecordInterrupted(logger, [&] {
+      Record(logger, 3);
+      EXPECT_EQ(CountDumped(logger), before);
+      Record(logger, 3);
+      EXPECT_EQ(CountDumped(logger), 3u);
+    });
   }
 }
 
-/// Tells when the text of the first record has been written.
-class SignallingBuffer : public std::stringbuf {
- public:
-  Orvel::Testing::Latch written{1};
-
- protected:
-  std::streamsize xsputn(const char* text, std::streamsize count) override {
-    if (std::string_view(text, static_cast<std::size_t>(count)).starts_with("% ")) {
-      written.CountDown();
-    }
-    return std::stringbuf::xsputn(text, count);
-  }
-};
-
 TEST(EventRingTest, DumpWaitsAMomentForARecordUnderWay) {
-  // The wait is short, and the machine may be busy: one round of many has to get through.
-  bool arrived = false;
-  for (int round = 0; round < 50 && !arrived; ++round) {
-    MFlowLoggerImplementation logger;
-    Record(RingOf(logger), 1);
-    const std::uint32_t slot = TakeSlot(RingOf(logger));
-    Record(RingOf(logger), 1);
-    SignallingBuffer buffer;
-    std::jthread recorder([&] {
-      buffer.written.Wait();
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));  // the walk has seen the hole
-      StoreInto(RingOf(logger), slot);
+  MFlowLoggerImplementation logger;
+  Record(logger, 1);
+  Latch isTaken(1);
+  Latch mayStore(1);
+  std::jthread recorder([&] {
+    RecordInterrupted(logger, [&] {
+      isTaken.CountDown();
+      mayStore.Wait();
     });
-    std::ostream stream(&buffer);
-    logger.Dump(stream);
-    recorder.join();
-    arrived = Orvel::Testing::ReadFlowDump(buffer.str()).records.size() == 3;
+  });
+  isTaken.Wait();
+  Record(logger, 1);
+  {
+    const auto store = [&] {
+      mayStore.CountDown();
+      recorder.join();
+    };
+    const SystemCallHook hook(SystemCall::kSleep, store, 1);  // the walk pauses once before
+    EXPECT_EQ(CountDumped(logger), 3u);
   }
-  EXPECT_TRUE(arrived);
+  mayStore.CountDown();  // when the dump did not wait
 }
 
 }  // namespace

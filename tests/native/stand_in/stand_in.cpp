@@ -289,10 +289,14 @@ DWORD GetCurrentThreadId() {
   return currentThreadId;
 }
 
-void Sleep(DWORD milliseconds) { usleep(milliseconds * 1000); }
+void Sleep(DWORD milliseconds) {
+  static_cast<void>(SystemCallHook::OnCall(SystemCall::kSleep));
+  usleep(milliseconds * 1000);
+}
 BOOL SwitchToThread() { return sched_yield() == 0; }
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) {
+  static_cast<void>(SystemCallHook::OnCall(SystemCall::kQueryCounter));
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   counter->QuadPart = now.tv_sec * 10'000'000LL + now.tv_nsec / 100;
