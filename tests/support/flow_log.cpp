@@ -23,10 +23,8 @@ std::vector<std::string> FlowEventsWith(const std::string& dump,
   for (std::string line; std::getline(lines, line);) {
     const std::size_t end = line.find(" in_class ");
     if (end == std::string::npos) continue;
-    const bool matches = std::all_of(words.begin(), words.end(), [&](const std::string& word) {
-      return line.find(word) != std::string::npos;
-    });
-    if (matches) events.push_back(line.substr(2, end - 2));
+    const auto isIn = [&](const std::string& word) { return line.find(word) != std::string::npos; };
+    if (std::ranges::all_of(words, isIn)) events.push_back(line.substr(2, end - 2));
   }
   return events;
 }

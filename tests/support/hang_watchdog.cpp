@@ -8,15 +8,11 @@
 #include "tests/support/flow_log.h"
 
 namespace Orvel::Testing {
-namespace {
-
-constexpr std::size_t kShownCharacters = 30'000;  // some hundred records
-
-}  // namespace
 
 HangWatchdog::HangWatchdog(std::chrono::milliseconds limit)
     : thread_([this, limit] {
         if (over_.WaitFor(limit)) return;
+        constexpr std::size_t kShownCharacters = 30'000;  // some hundred records
         const std::string log = TakeFlowLog();
         const std::size_t start = log.size() > kShownCharacters ? log.size() - kShownCharacters : 0;
         std::fprintf(stderr, "This test hangs. The flow log ends with:\n%s\n", log.c_str() + start);
