@@ -50,7 +50,7 @@ std::string DumpedText(MFlowLoggerImplementation& logger) {
   };
   std::ostringstream stream;
   stream.imbue(std::locale(std::locale::classic(), new Grouping));
-  stream << std::hex << std::showbase << std::showpos << std::setfill('*') << std::setw(60);
+  stream << std::hex << std::showbase << std::showpos << std::setfill('*') << std::setw(1000);
   logger.Dump(stream);
   const std::string text = stream.str();
   EXPECT_THAT(Read(text).reference, StartsWith("%% Reference time: -")) << "built before";
