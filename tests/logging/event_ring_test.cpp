@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "orvel/logging/event_codes.h"
 #include "orvel/logging/flow_logger_implementation.h"
