@@ -8,134 +8,83 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
-#include "tests/commands/tallied_command.h"
+#include "tests/commands/tallied_work.h"
 #include "tests/support/hang_watchdog.h"
-#include "tests/support/meeting.h"
-#include "tests/support/raised_error.h"
+#include "tests/threads/staging.h"
 
+namespace Orvel::Testing {
 namespace {
-
-using Orvel::Testing::ErrorOf;
-using Orvel::Testing::HangWatchdog;
-using Orvel::Testing::StartLine;
-using Orvel::Testing::TalliedCommand;
-using Orvel::Testing::TalliedSynchronous;
-using Orvel::Testing::Tally;
 
 constexpr std::size_t kProducers = 4;
 constexpr std::size_t kEach = 12;
-using Tallies = std::array<std::array<Tally, kEach>, kProducers>;
 
-/// From a barrier start, `kProducers` threads queue a command for each tally while `meanwhile`
-/// runs. The processor is stopped at the end.
-template <class Meanwhile>
-void QueueWhile(MCommandProcessor& processor, Tallies& tallies, Meanwhile meanwhile) {
-  StartLine start(kProducers + 1);
-  std::vector<std::jthread> producers;
-  for (auto& own : tallies) {
-    producers.emplace_back([&] {
-      start.Await();
-      for (Tally& tally : own) processor.QueueCommand(std::make_unique<TalliedCommand>(tally));
-    });
+class MCommandProcessorRaceTest : public testing::Test {
+ protected:
+  using Tallies = std::array<std::array<Tally, kEach>, kProducers>;
+
+  static void Queue(MCommandProcessor& processor, Tally& tally) {
+    processor.QueueCommand(MakeCommand(Tallied(tally)));
   }
-  start.Await();
-  meanwhile();
-  producers.clear();
-  processor.Stop();
-}
-
-template <class Predicate>
-std::size_t CountOf(const Tallies& tallies, Predicate predicate) {
-  std::size_t count = 0;
-  for (const auto& own : tallies) {
-    count += static_cast<std::size_t>(std::count_if(own.begin(), own.end(), predicate));
+  /// Several threads queue a command for each tally while `meanwhile` runs. The processor is
+  /// stopped at the end.
+  template <class Meanwhile>
+  static void QueueWhile(MCommandProcessor& processor, Tallies& tallies, Meanwhile meanwhile) {
+    const auto produce = [&](std::size_t producer) {
+      for (Tally& tally : tallies[producer]) Queue(processor, tally);
+    };
+    RunTogether(kProducers, produce, meanwhile);
+    processor.Stop();
+    for (const auto& own : tallies) {
+      for (const Tally& tally : own) ASSERT_TRUE(tally.RanOnce() || tally.DeletedUnexecuted());
+    }
   }
-  return count;
-}
 
-std::size_t CountWellDone(const Tallies& tallies) {
-  return CountOf(tallies,
-                 [](const Tally& tally) { return tally.RanOnce() || tally.DeletedUnexecuted(); });
-}
+  const HangWatchdog watchdog_;
+};
 
-TEST(MCommandProcessorRaceTest, ProducersAgainstStop) {
-  const HangWatchdog watchdog;
-  std::size_t deletedUnexecuted = 0;
+TEST_F(MCommandProcessorRaceTest, ProducersAgainstStop) {
+  std::ptrdiff_t deletedUnexecuted = 0;
   for (int round = 0; round < 100; ++round) {
+    SCOPED_TRACE(round);
     Tallies tallies;
     std::array<Tally, 5> before;
     MCommandProcessor processor;
     processor.Start();
-    for (Tally& tally : before) {
-      processor.QueueCommand(std::make_unique<TalliedCommand>(tally));
-    }
-    QueueWhile(processor, tallies, [&] { processor.Stop(); });
-    ASSERT_EQ(CountWellDone(tallies), kProducers * kEach) << "round " << round;
+    for (Tally& tally : before) Queue(processor, tally);
+    ASSERT_NO_FATAL_FAILURE(QueueWhile(processor, tallies, [&] { processor.Stop(); }));
     for (const Tally& tally : before) ASSERT_TRUE(tally.RanOnce());
     for (const auto& own : tallies) {
       // What a producer queued after a command that was deleted came after the stop as well.
-      ASSERT_TRUE(std::is_partitioned(own.begin(), own.end(),
-                                      [](const Tally& tally) { return tally.RanOnce(); }));
+      const auto ran = [](const Tally& tally) { return tally.RanOnce(); };
+      ASSERT_TRUE(std::is_partitioned(own.begin(), own.end(), ran));
+      deletedUnexecuted += own.end() - std::partition_point(own.begin(), own.end(), ran);
     }
-    deletedUnexecuted += CountOf(tallies, [](const Tally& tally) { return tally.executed == 0; });
   }
-  EXPECT_GT(deletedUnexecuted, 0u) << "no stop ever came in between";
+  EXPECT_GT(deletedUnexecuted, 0) << "no stop ever came in between";
 }
 
-TEST(MCommandProcessorRaceTest, ProducersAgainstRestarts) {
-  const HangWatchdog watchdog;
+TEST_F(MCommandProcessorRaceTest, ProducersAgainstRestarts) {
   for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE(round);
     Tallies tallies;
     MCommandProcessor processor;
     processor.Start();
     std::array<Tally, 3> afterStarts;
-    QueueWhile(processor, tallies, [&] {
+    const auto restart = [&] {
       for (Tally& tally : afterStarts) {
         processor.Stop();
         processor.Start();
         // No producer that is still deleting for the aborted queue may take it.
-        processor.QueueCommand(std::make_unique<TalliedCommand>(tally));
+        Queue(processor, tally);
       }
-    });
-    ASSERT_EQ(CountWellDone(tallies), kProducers * kEach) << "round " << round;
-    for (const Tally& tally : afterStarts) ASSERT_TRUE(tally.RanOnce()) << "round " << round;
+    };
+    ASSERT_NO_FATAL_FAILURE(QueueWhile(processor, tallies, restart));
+    for (const Tally& tally : afterStarts) ASSERT_TRUE(tally.RanOnce());
   }
 }
 
-TEST(MCommandProcessorRaceTest, CommandsOfManyThreadsRunOneAtATimeAndInOrder) {
-  const HangWatchdog watchdog;
-  MCommandProcessor processor;
-  processor.Start();
-  std::atomic<int> running{0};
-  int overlaps = 0;
-  std::array<std::vector<std::size_t>, kProducers> ran;
-  StartLine start(kProducers);
-  std::vector<std::jthread> producers;
-  for (std::vector<std::size_t>& own : ran) {
-    producers.emplace_back([&] {
-      start.Await();
-      for (std::size_t i = 0; i < kEach; ++i) {
-        processor.QueueCommand(MakeCommand([&, i] {
-          if (++running != 1) ++overlaps;
-          own.push_back(i);
-          --running;
-        }));
-      }
-    });
-  }
-  producers.clear();
-  processor.Stop();
-  EXPECT_EQ(overlaps, 0);
-  for (const std::vector<std::size_t>& own : ran) {
-    EXPECT_EQ(own.size(), kEach);
-    EXPECT_TRUE(std::is_sorted(own.begin(), own.end()));
-  }
-}
-
-TEST(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
-  const HangWatchdog watchdog;
+TEST_F(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
   constexpr int kRounds = 1000;
   int aborted = 0;
   std::unique_ptr<MCommandProcessor> processor;
@@ -152,7 +101,7 @@ TEST(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
     Tally tally;
     processor = std::make_unique<MCommandProcessor>();
     processor->Start();
-    auto command = std::make_unique<TalliedSynchronous>(tally);
+    auto command = MakeCommandSynchronous(nullptr, Tallied(tally));
     start.Await();
     // Else a machine may let the same side win every time.
     for (int delay = round % 100; delay > 0; --delay) std::this_thread::yield();
@@ -175,3 +124,4 @@ TEST(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/commands/command_synchronous.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -8,36 +9,28 @@
 #include <thread>
 
 #include "orvel/commands/command_processor.h"
-#include "tests/commands/tallied_command.h"
+#include "tests/commands/tallied_work.h"
 #include "tests/support/flow_log.h"
 #include "tests/support/hang_watchdog.h"
-#include "tests/support/meeting.h"
-#include "tests/support/raised_error.h"
-#include "tests/support/system_call_hook.h"
+#include "tests/threads/staging.h"
 
+namespace Orvel::Testing {
 namespace {
 
-using Orvel::Testing::BusyWorker;
-using Orvel::Testing::ErrorOf;
-using Orvel::Testing::ErrorText;
-using Orvel::Testing::Latch;
-using Orvel::Testing::SystemCall;
-using Orvel::Testing::SystemCallHook;
-using Orvel::Testing::TalliedSynchronous;
-using Orvel::Testing::Tally;
+const std::string kExecute = "MCommandProcessor.ExecuteSynchronously:";
 
 MSourceContext context(L"MCommandSynchronousTest", L"Fail");
 
-class MCommandSynchronousTest : public ::testing::Test {
+class MCommandSynchronousTest : public testing::Test {
  protected:
-  std::string Execute(std::unique_ptr<TalliedSynchronous>&& command) {
+  std::string Execute(std::unique_ptr<MCommandSynchronous>&& command) {
     return ErrorOf([&] { processor_.ExecuteSynchronously(std::move(command)); });
   }
-  std::unique_ptr<TalliedSynchronous> Command(std::function<void()> work = nullptr) {
-    return std::make_unique<TalliedSynchronous>(tally_, std::move(work), slot_);
+  std::unique_ptr<MCommandSynchronous> Command(std::function<void()> work = nullptr) {
+    return MakeCommandSynchronous(slot_, Tallied(tally_, std::move(work)));
   }
 
-  const Orvel::Testing::HangWatchdog watchdog_;
+  const HangWatchdog watchdog_;
   Tally tally_;
   const std::shared_ptr<MException> slot_ = std::make_shared<MException>();
   MCommandProcessor processor_;
@@ -45,15 +38,11 @@ class MCommandSynchronousTest : public ::testing::Test {
 
 TEST_F(MCommandSynchronousTest, LeavesEachRunsErrorInTheSharedSlot) {
   processor_.Start();
-  const auto raise = [] {
-    MError error(context.At(__LINE__, nullptr), L"OnWorker");
-    error.AddParameter(L"name", L"value");
-    throw MException(error);
-  };
+  const auto raise = [] { RaiseError(context, L"OnWorker", L"name", 1); };
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(Execute(Command(raise)), "");
-    EXPECT_EQ(ErrorText(*slot_), "MCommandSynchronousTest.Fail:OnWorker [name=value]");
-    ASSERT_EQ(slot_->GetErrors().size(), 1u);
+    EXPECT_EQ(ErrorText(*slot_), "MCommandSynchronousTest.Fail:OnWorker [name=1]");
+    EXPECT_EQ(slot_->GetErrors().size(), 1u);
     EXPECT_EQ(Execute(Command([slot = slot_] {
                 EXPECT_TRUE(slot->GetErrors().empty()) << "cleared only after the run";
               })),
@@ -62,73 +51,67 @@ TEST_F(MCommandSynchronousTest, LeavesEachRunsErrorInTheSharedSlot) {
   }
   EXPECT_EQ(tally_.executed, 4);
 
-  static_cast<void>(Orvel::Testing::TakeFlowLog());
-  processor_.ExecuteSynchronously(std::make_unique<TalliedSynchronous>(tally_, raise));
-  EXPECT_EQ(Orvel::Testing::FlowEventsWith(Orvel::Testing::TakeFlowLog(),
-                                           {"Dismissed_error", "at ExecuteGenericCommand"})
-                .size(),
-            1u)
+  static_cast<void>(TakeFlowLog());
+  EXPECT_EQ(Execute(MakeCommandSynchronous(nullptr, raise)), "");
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at ExecuteGenericCommand"}),
+              testing::SizeIs(1))
       << "without a slot the error is nowhere";
   processor_.Stop();
-  EXPECT_EQ(tally_.deleted, 5);
+  EXPECT_EQ(tally_.deleted, 4);
   EXPECT_EQ(slot_.use_count(), 1);
 }
 
 TEST_F(MCommandSynchronousTest, WaitsForAProcessorThatIsYetToStart) {
-  std::jthread starter;
-  const SystemCallHook hook(SystemCall::kWaitForMultipleObjects,
-                            [&] { starter = std::jthread([&] { processor_.Start(); }); });
-  EXPECT_EQ(Execute(Command()), "");
-  EXPECT_EQ(tally_.executed, 1);
+  const std::jthread caller = WaitElsewhere([&] { processor_.ExecuteSynchronously(Command()); });
+  processor_.Start();
 }
 
 TEST_F(MCommandSynchronousTest, StaysWithItsCallerWhenItIsRefused) {
-  EXPECT_EQ(Execute(nullptr), "MCommandProcessor.ExecuteSynchronously:NoCommand");
+  EXPECT_EQ(Execute(nullptr), kExecute + "NoCommand");
   auto command = Command();
-  {
-    const SystemCallHook hook(SystemCall::kCreateEvent, 0, {0, 1450});
-    EXPECT_EQ(Execute(std::move(command)),
-              "MCommandProcessor.ExecuteSynchronously:ErrorAccessingEvent [winErrorCode=1450]");
-    ASSERT_NE(command, nullptr);
-  }
-  {
-    const SystemCallHook hook(SystemCall::kSetEvent, 0, {0, 6});
-    EXPECT_EQ(Execute(std::move(command)),
-              "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
-    ASSERT_NE(command, nullptr);
-  }
+  const auto execute = [&] { processor_.ExecuteSynchronously(std::move(command)); };
+  EXPECT_EQ(ErrorUnder({SystemCall::kCreateEvent, 0, {0, 1450}}, execute),
+            kExecute + "ErrorAccessingEvent [winErrorCode=1450]");
+  EXPECT_EQ(ErrorUnder({SystemCall::kSetEvent, 0, {0, 6}}, execute),
+            "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
   processor_.Start();
+  processor_.QueueCommand(
+      MakeCommand([&] { EXPECT_EQ(ErrorOf(execute), kExecute + "CannotExecuteSelf"); }));
   processor_.Stop();
-  EXPECT_EQ(Execute(std::move(command)), "MCommandProcessor.ExecuteSynchronously:ProcessorStopped");
+  EXPECT_EQ(ErrorOf(execute), kExecute + "ProcessorStopped");
   ASSERT_NE(command, nullptr);
-  std::unique_ptr<MCommandSynchronous> base = std::move(command);
-  EXPECT_EQ(ErrorOf([&] { processor_.ExecuteSynchronously(std::move(base)); }),
-            "MCommandProcessor.ExecuteSynchronously:ProcessorStopped");
-  ASSERT_NE(base, nullptr);
   EXPECT_EQ(tally_.deleted, 0);
+
+  struct Derived final : MCommandSynchronous {
+    void ExecuteCommand() override {}
+  };
+  auto derived = std::make_unique<Derived>();
+  EXPECT_EQ(ErrorOf([&] { processor_.ExecuteSynchronously(std::move(derived)); }),
+            kExecute + "ProcessorStopped");
+  ASSERT_NE(derived, nullptr);
 
   // What was refused can be run elsewhere.
   MCommandProcessor other;
   other.Start();
-  other.ExecuteSynchronously(std::move(base));
+  other.ExecuteSynchronously(std::move(command));
+  other.ExecuteSynchronously(std::move(derived));
   other.Stop();
   EXPECT_TRUE(tally_.RanOnce());
 }
 
 TEST_F(MCommandSynchronousTest, DoesNotRunAfterItsCallersWaitFailed) {
-  constexpr std::uint64_t kFailed = 0xFFFFFFFF;
-  struct {
+  const struct {
     std::uint64_t status;
-    const char* error;
-  } const cases[] = {{128, "Abandoned"},
-                     {129, "Abandoned"},
-                     {kFailed, "WaitFailed [winErrorCode=5]"},
-                     {192, "WaitFailed [winErrorCode=5]"}};
+    std::string error;
+  } cases[] = {{128, "Abandoned"},
+               {129, "Abandoned"},
+               {0xFFFFFFFF, "WaitFailed [winErrorCode=5]"},
+               {192, "WaitFailed [winErrorCode=5]"}};
   processor_.Start();
   BusyWorker busy(processor_);
   for (const auto& [status, error] : cases) {
     const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, 0, {status, 5});
-    EXPECT_EQ(Execute(Command()), std::string("MCommandProcessor.ExecuteSynchronously:") + error);
+    EXPECT_EQ(Execute(Command()), kExecute + error);
   }
   busy.Release();
   processor_.Stop();
@@ -141,10 +124,9 @@ TEST_F(MCommandSynchronousTest, ReleasesItsCallerWhenItCannotSignal) {
   // Lives on the worker until the command is deleted there.
   std::unique_ptr<SystemCallHook> hook;
   EXPECT_EQ(Execute(Command([&] {
-              hook = std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0,
-                                                      Orvel::Testing::SystemAnswer{0, 6});
+              hook = std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0, SystemAnswer{0, 6});
             })),
-            "MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted");
+            kExecute + "CommandProcessingAborted");
   processor_.Stop();
   EXPECT_TRUE(tally_.RanOnce());
 }
@@ -166,9 +148,9 @@ TEST_F(MCommandSynchronousTest, DoesNotRunOnAfterItsCallerGotTheAbort) {
   const SystemCallHook untilItRuns(SystemCall::kWaitForMultipleObjects, [&] { runs.Wait(); });
   EXPECT_EQ(Execute(Command([&] {
               runs.CountDown();
-              ranOn = callerLeft.WaitFor(Orvel::Testing::kMustNotHappenFor);
+              ranOn = callerLeft.WaitFor(kMustNotHappenFor);
             })),
-            "MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted");
+            kExecute + "CommandProcessingAborted");
   callerLeft.CountDown();
   processor_.Stop();
   EXPECT_FALSE(ranOn);
@@ -176,3 +158,4 @@ TEST_F(MCommandSynchronousTest, DoesNotRunOnAfterItsCallerGotTheAbort) {
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

@@ -6,9 +6,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,231 +19,163 @@
 #include "tests/support/function_functor.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/hang_watchdog.h"
-#include "tests/support/meeting.h"
-#include "tests/support/raised_error.h"
-#include "tests/support/system_call_hook.h"
 #include "tests/support/time_limits.h"
+#include "tests/threads/staging.h"
 
 #include <objbase.h>
 
+namespace Orvel::Testing {
 namespace {
 
-using Orvel::Detail::CreateKernelEvent;
-using Orvel::Detail::EventReset;
-using Orvel::Detail::KernelHandle;
-using Orvel::Testing::ErrorOf;
-using Orvel::Testing::FlowEventsWith;
-using Orvel::Testing::ForObject;
-using Orvel::Testing::Functor;
-using Orvel::Testing::HangWatchdog;
-using Orvel::Testing::Latch;
-using Orvel::Testing::SystemCall;
-using Orvel::Testing::SystemCallHook;
-using Orvel::Testing::TakeFlowLog;
+using Detail::CreateKernelEvent;
+using Detail::EventReset;
+using Detail::KernelHandle;
 using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr const char* kThreadRunning = "MSchedulerThread.RegisterSchedulerEvent:ThreadRunning";
 
 /// An auto-reset event, so that one signal is one call of its handler.
 class MSchedulerThreadTest : public testing::Test {
  protected:
-  void Register(void* event, std::function<void()> handler) {
-    thread_.RegisterSchedulerEvent(event, Functor(std::move(handler)));
+  void Register(const KernelHandle& event, std::function<void()> handler) {
+    thread_->RegisterSchedulerEvent(event.Get(), Functor(std::move(handler)));
   }
   static void Signal(const KernelHandle& event) {
-    ASSERT_TRUE(Orvel::Detail::SetKernelEvent(event.Get()));
+    ASSERT_TRUE(Detail::SetKernelEvent(event.Get()));
   }
 
   const HangWatchdog watchdog_;
   const KernelHandle event_ = CreateKernelEvent(EventReset::kAutomatic);
   const KernelHandle other_ = CreateKernelEvent(EventReset::kAutomatic);
-  MSchedulerThread thread_;
+  std::unique_ptr<MSchedulerThread> thread_ = std::make_unique<MSchedulerThread>();
 };
 
 TEST_F(MSchedulerThreadTest, HandlersRunInOrderOfRegistrationOncePerSignal) {
   const KernelHandle last = CreateKernelEvent(EventReset::kAutomatic);
   std::vector<int> order;
-  std::thread::id worker;
   Latch done(3);
-  Register(event_.Get(), [&] {
-    order.push_back(1);
-    worker = std::this_thread::get_id();
+  const auto note = [&](int number) {
+    order.push_back(number);
     done.CountDown();
-  });
-  Register(other_.Get(), [&] {
-    order.push_back(2);
+  };
+  Register(event_, [&] { note(1); });
+  Register(other_, [&] {
     Signal(event_);  // goes before what was signalled long ago
-    done.CountDown();
+    note(2);
   });
-  Register(last.Get(), [&] {
-    order.push_back(3);
-    done.CountDown();
-  });
+  Register(last, [&] { note(3); });
   Signal(last);
   Signal(other_);
-  thread_.Start();
+  thread_->Start();
   done.Wait();
-  thread_.Stop();
+  thread_->Stop();
   EXPECT_THAT(order, ElementsAre(2, 1, 3));
-  EXPECT_NE(worker, std::this_thread::get_id());
 }
 
-TEST_F(MSchedulerThreadTest, RegistrationIsForAThreadAtRestAndOwnsItsFunctorAnyway) {
+TEST_F(MSchedulerThreadTest, RegistrationIsRefusedWithoutWaitingUnlessTheThreadIsAtRest) {
   const auto token = std::make_shared<int>();
-  const auto registering = [&] { Register(event_.Get(), [token] {}); };
-  thread_.Start();
-  EXPECT_EQ(ErrorOf(registering), kThreadRunning);
-  EXPECT_EQ(token.use_count(), 1) << "the refused functor is gone";
-  thread_.Stop();
-  for (int count = 0; count < 61; ++count) EXPECT_EQ(ErrorOf(registering), "");
-  EXPECT_EQ(ErrorOf(registering), "MEngineThread.AddEvent:TooManyWaitableEvents");
-  EXPECT_EQ(token.use_count(), 1 + 61);
-  thread_.Start();
-  thread_.Flush();
-  EXPECT_EQ(ErrorOf(registering), kThreadRunning);
-}
-
-TEST_F(MSchedulerThreadTest, WhatAHandlerMustNotCallIsRefusedWhileAnotherThreadHoldsTheLock) {
-  Latch handlerRuns(1);
-  Latch flushIsUnderWay(1);
-  std::vector<std::string> errors;
-  Register(event_.Get(), [&] {
-    handlerRuns.CountDown();
-    flushIsUnderWay.Wait();
-    errors = {ErrorOf([&] { Register(other_.Get(), [] {}); }), ErrorOf([&] { thread_.Start(); }),
-              ErrorOf([&] { thread_.Flush(); }), ErrorOf([&] { thread_.Stop(); })};
+  const auto registering = [&] { Register(other_, [token] {}); };
+  const std::string refusal = "MSchedulerThread.RegisterSchedulerEvent:ThreadRunning";
+  std::optional<Gate> gate;
+  Register(event_, [&] {
+    gate->Hold();
+    EXPECT_EQ(ErrorOf(registering), refusal);
   });
-  thread_.Start();
-  Signal(event_);
-  handlerRuns.Wait();
+  const auto holdWorker = [&] {
+    gate.emplace();
+    Signal(event_);
+    gate->AwaitWorker();
+  };
+  thread_->Start();
+  EXPECT_EQ(ErrorOf(registering), refusal);
+  holdWorker();
   {
-    const SystemCallHook hook(SystemCall::kWaitForMultipleObjects,
-                              [&] { flushIsUnderWay.CountDown(); });
-    thread_.Flush();
-    EXPECT_TRUE(hook.WasReached());
+    // It has the lock until the handler is through.
+    const std::jthread flusher = WaitElsewhere([&] { thread_->Flush(); });
+    gate->Release();
   }
-  thread_.Stop();
-  EXPECT_THAT(errors, ElementsAre(kThreadRunning, "MEngineThread.Start:AlreadyRunning",
-                                  "MEngineThread.Flush:CannotFlushSelf",
-                                  "MEngineThread.Stop:CannotStopSelf"));
+  holdWorker();
+  {
+    const std::jthread stopper = StopElsewhere(*thread_);
+    EXPECT_EQ(ErrorOf(registering), refusal);
+    gate->Release();
+  }
+  EXPECT_EQ(token.use_count(), 1) << "the refused functors are gone";
+  EXPECT_EQ(ErrorOf(registering), "");
 }
 
-TEST_F(MSchedulerThreadTest, RegistrationIsRefusedWhileAStopIsUnderWay) {
-  Latch handlerRuns(1);
-  Latch goOn(1);
-  Register(event_.Get(), [&] {
-    handlerRuns.CountDown();
-    goOn.Wait();
-  });
-  thread_.Start();
-  Signal(event_);
-  handlerRuns.Wait();
-  Latch stopIsUnderWay(1);
-  {
-    const std::jthread stopper([&] {
-      // From here on the stop waits for the handler, without the lock.
-      const SystemCallHook hook(SystemCall::kSetEvent, [&] { stopIsUnderWay.CountDown(); });
-      thread_.Stop();
-    });
-    stopIsUnderWay.Wait();
-    EXPECT_EQ(ErrorOf([&] { Register(other_.Get(), [] {}); }), kThreadRunning);
-    goOn.CountDown();
-  }
-  EXPECT_EQ(ErrorOf([&] { Register(other_.Get(), [] {}); }), "");
-}
+/// How this thread takes part in COM.
+struct Apartment {
+  APTTYPE type = APTTYPE_CURRENT;
+  APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_IMPLICIT_MTA;
+  HRESULT result = ::CoGetApartmentType(&type, &qualifier);
+};
 
-TEST_F(MSchedulerThreadTest, HandlersRunInTheMultithreadedApartment) {
-  struct Apartment {
-    HRESULT result = E_FAIL;
-    APTTYPE type = APTTYPE_CURRENT;
-    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_IMPLICIT_MTA;
-    HRESULT created = E_FAIL;
-  };
-  const auto look = [] {
-    // {00000323-0000-0000-C000-000000000046}: the global interface table, which every system has.
-    const CLSID table = {0x323, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-    const IID unknown = {0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-    Apartment apartment;
-    apartment.result = ::CoGetApartmentType(&apartment.type, &apartment.qualifier);
-    void* object = nullptr;
-    apartment.created = ::CoCreateInstance(table, nullptr, CLSCTX_INPROC_SERVER, unknown, &object);
-    if (object != nullptr) static_cast<IUnknown*>(object)->Release();
-    return apartment;
-  };
+TEST_F(MSchedulerThreadTest, HandlersRunInTheMultithreadedApartmentWhichEndsWithTheThread) {
   Latch done(1);
   Apartment inHandler;
-  Register(event_.Get(), [&] {
-    inHandler = look();
+  Register(event_, [&] {
+    inHandler = Apartment();
     done.CountDown();
   });
-  EXPECT_EQ(look().created, CO_E_NOTINITIALIZED) << "this thread must prove nothing by itself";
-  thread_.Start();
+  EXPECT_EQ(inHandler.result, CO_E_NOTINITIALIZED) << "this thread must prove nothing by itself";
+  thread_->Start();
   Signal(event_);
   done.Wait();
-  thread_.Stop();
+  thread_->Stop();
   EXPECT_EQ(inHandler.result, S_OK);
   EXPECT_EQ(inHandler.type, APTTYPE_MTA);
   EXPECT_EQ(inHandler.qualifier, APTTYPEQUALIFIER_NONE) << "the thread's own initialisation";
-  EXPECT_EQ(inHandler.created, S_OK);
-  EXPECT_EQ(look().created, CO_E_NOTINITIALIZED) << "and undone with the thread";
+  EXPECT_EQ(Apartment().result, CO_E_NOTINITIALIZED);
 }
 
 TEST_F(MSchedulerThreadTest, SleepsWhileNothingIsSignalled) {
-  Register(event_.Get(), [] {});
-  thread_.Start();
-  thread_.Flush();
-  std::this_thread::sleep_for(Orvel::Testing::kMustNotHappenFor);
+  Register(event_, [] {});
+  thread_->Start();
+  thread_->Flush();
+  std::this_thread::sleep_for(kMustNotHappenFor);
   static_cast<void>(TakeFlowLog());
-  std::this_thread::sleep_for(Orvel::Testing::kMustNotHappenFor);
-  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {ForObject(&thread_)}), IsEmpty());
+  std::this_thread::sleep_for(kMustNotHappenFor);
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {ForObject(thread_.get())}), testing::IsEmpty());
 }
 
 TEST_F(MSchedulerThreadTest, AnErrorOfAHandlerEndsTheWorkerAndLeavesTheApartment) {
-  Register(event_.Get(), [] { throw MException(MError(L"Handler:Failed")); });
+  Register(event_, [] { throw MException(MError(L"Handler:Failed")); });
   static_cast<void>(TakeFlowLog());
   for (int life = 0; life < 2; ++life) {
-    thread_.Start();
+    thread_->Start();
     Signal(event_);
     // The flush may come first; the end of the worker then meets the next one.
     std::string error;
-    while (error.empty()) error = ErrorOf([&] { thread_.Flush(); });
+    while (error.empty()) error = ErrorOf([&] { thread_->Flush(); });
     EXPECT_EQ(error, "MEngineThread.Flush:ThreadExitedUnexpectedly");
-    thread_.Stop();
-    EXPECT_EQ(thread_.GetState(), MEngineState::kInactive);
+    thread_->Stop();
   }
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error"}),
               ElementsAre("Dismissed_error Handler:Failed", "Dismissed_error Handler:Failed"));
-  APTTYPE type = APTTYPE_CURRENT;
-  APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
-  EXPECT_EQ(::CoGetApartmentType(&type, &qualifier), CO_E_NOTINITIALIZED) << "no apartment is left";
+  EXPECT_EQ(Apartment().result, CO_E_NOTINITIALIZED);
 }
 
-TEST(MSchedulerThreadLifeTest, DestructionWaitsForTheHandlerAndDeletesTheFunctors) {
-  const HangWatchdog watchdog;
-  const KernelHandle event = CreateKernelEvent(EventReset::kAutomatic);
+TEST_F(MSchedulerThreadTest, DestructionWaitsForTheHandlerAndDeletesTheFunctors) {
   const auto token = std::make_shared<int>();
-  const auto liveAndDie = [&] {
+  std::size_t handles = 0;
+  for (int round = 0; round < 3; ++round) {
+    if (round == 1) handles = CountOpenHandles();
     Latch handlerRuns(1);
     std::atomic<bool> handlerEnded = false;
-    {
-      MSchedulerThread thread;
-      thread.RegisterSchedulerEvent(event.Get(), Functor([&, token] {
-                                      handlerRuns.CountDown();
-                                      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                                      handlerEnded = true;
-                                    }));
-      thread.Start();
-      ASSERT_TRUE(Orvel::Detail::SetKernelEvent(event.Get()));
-      handlerRuns.Wait();
-    }
+    thread_ = std::make_unique<MSchedulerThread>();
+    Register(event_, [&, token] {
+      handlerRuns.CountDown();
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      handlerEnded = true;
+    });
+    thread_->Start();
+    Signal(event_);
+    handlerRuns.Wait();
+    thread_.reset();
     EXPECT_TRUE(handlerEnded);
     EXPECT_EQ(token.use_count(), 1);
-  };
-  liveAndDie();
-  const std::size_t handles = Orvel::Testing::CountOpenHandles();
-  for (int round = 0; round < 5; ++round) liveAndDie();
-  EXPECT_EQ(Orvel::Testing::CountOpenHandles(), handles);
+  }
+  EXPECT_EQ(CountOpenHandles(), handles);
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

@@ -5,44 +5,49 @@
 
 #include <array>
 #include <atomic>
-#include <memory>
 #include <random>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "tests/support/function_functor.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/hang_watchdog.h"
-#include "tests/support/meeting.h"
-#include "tests/support/raised_error.h"
 #include "tests/threads/scripted_engine.h"
+#include "tests/threads/staging.h"
 
+namespace Orvel::Testing {
 namespace {
-
-using Orvel::Detail::CreateKernelEvent;
-using Orvel::Detail::EventReset;
-using Orvel::Detail::KernelHandle;
-using Orvel::Detail::SetKernelEvent;
-using Orvel::Testing::CountOpenHandles;
-using Orvel::Testing::ErrorOf;
-using Orvel::Testing::ScriptedEngine;
-using Orvel::Testing::StartLine;
 
 constexpr std::size_t kThreads = 4;
 
-TEST(MEngineThreadRaceTest, CallsOfFourThreadsGiveEachLifeItsOneStop) {
-  const Orvel::Testing::HangWatchdog watchdog;
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::atomic<int> starts{0};
+class MEngineThreadRaceTest : public testing::Test {
+ protected:
+  /// Has threads make `count` calls each, with random numbers below `end`.
+  template <class Call>
+  void CallTogether(int count, unsigned end, Call call) {
+    RunTogether(
+        kThreads,
+        [&](std::size_t thread) {
+          std::minstd_rand random(seed_ + static_cast<unsigned>(thread));
+          for (int i = 0; i < count; ++i) call(static_cast<unsigned>(random()) % end);
+        },
+        [] {});
+  }
+
+  const HangWatchdog watchdog_;
+  const unsigned seed_ = std::random_device()();
+  const testing::ScopedTrace trace_{__FILE__, __LINE__, "seed " + std::to_string(seed_)};
+};
+
+TEST_F(MEngineThreadRaceTest, CallsOfFourThreadsGiveEachLifeItsOneStop) {
   std::atomic<int> asked{0};
   int seen = 0;  // the worker's, and of whoever has stopped it
   std::size_t handles = 0;
   for (int life = 0; life < 2; ++life) {
+    if (life == 1) handles = CountOpenHandles();
+    std::atomic<int> starts{0};
     ScriptedEngine engine;
     engine.onFlush = [&] { seen = asked; };
-    starts = 0;
     const auto call = [&](unsigned choice) {
       switch (choice) {
         case 0:
@@ -60,21 +65,12 @@ TEST(MEngineThreadRaceTest, CallsOfFourThreadsGiveEachLifeItsOneStop) {
           engine.ForceStop();
       }
     };
-    StartLine start(kThreads);
-    std::vector<std::jthread> callers;
-    for (unsigned thread = 0; thread < kThreads; ++thread) {
-      callers.emplace_back([&, thread] {
-        std::minstd_rand random(seed + thread);
-        start.Await();
-        for (int round = 0; round < 100; ++round) {
-          const std::string error = ErrorOf([&] { call(static_cast<unsigned>(random()) % 4); });
-          EXPECT_TRUE(error.empty() || error == "MEngineThread.Start:AlreadyRunning" ||
-                      error == "MEngineThread.Flush:ThreadExitedUnexpectedly")
-              << error;
-        }
-      });
-    }
-    callers.clear();
+    CallTogether(100, 4, [&](unsigned choice) {
+      const std::string error = ErrorOf([&] { call(choice); });
+      EXPECT_TRUE(error.empty() || error == "MEngineThread.Start:AlreadyRunning" ||
+                  error == "MEngineThread.Flush:ThreadExitedUnexpectedly")
+          << error;
+    });
     engine.Stop();
     EXPECT_EQ(engine.stops, starts);
     EXPECT_GT(starts, 0);
@@ -84,47 +80,28 @@ TEST(MEngineThreadRaceTest, CallsOfFourThreadsGiveEachLifeItsOneStop) {
     engine.Flush();
     EXPECT_EQ(seen, asked) << "a flush is not through before it has run";
     engine.Stop();
-    if (life == 0) {
-      handles = CountOpenHandles();
-    } else {
-      EXPECT_EQ(CountOpenHandles(), handles);
-    }
   }
+  EXPECT_EQ(CountOpenHandles(), handles);
 }
 
-TEST(MEngineThreadRaceTest, EverySignalOfAsManyEventsAsThereMayBeIsServed) {
-  const Orvel::Testing::HangWatchdog watchdog;
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  constexpr std::size_t kEvents = 61;
+TEST_F(MEngineThreadRaceTest, EverySignalOfAsManyEventsAsThereMayBeIsServed) {
+  constexpr unsigned kEvents = 61;
   constexpr int kSignals = 5000;
   struct Added {
-    KernelHandle event = CreateKernelEvent(EventReset::kAutomatic);
+    Detail::KernelHandle event = Detail::CreateKernelEvent(Detail::EventReset::kAutomatic);
     std::atomic<int> sent{0};
     std::atomic<int> served{0};
   };
   std::array<Added, kEvents> added;
   ScriptedEngine engine;
   for (Added& one : added) {
-    engine.AddEvent(one.event.Get(),
-                    Orvel::Testing::Functor([&one] { one.served = one.sent.load(); }));
+    engine.AddEvent(one.event.Get(), Functor([&one] { one.served = one.sent.load(); }));
   }
   engine.Start();
-  {
-    StartLine start(kThreads);
-    std::vector<std::jthread> senders;
-    for (unsigned thread = 0; thread < kThreads; ++thread) {
-      senders.emplace_back([&, thread] {
-        std::minstd_rand random(seed + thread);
-        start.Await();
-        for (int signal = 0; signal < kSignals; ++signal) {
-          Added& one = added[static_cast<std::size_t>(random()) % kEvents];
-          ++one.sent;
-          EXPECT_TRUE(SetKernelEvent(one.event.Get()));
-        }
-      });
-    }
-  }
+  CallTogether(kSignals, kEvents, [&](unsigned choice) {
+    ++added[choice].sent;
+    EXPECT_TRUE(Detail::SetKernelEvent(added[choice].event.Get()));
+  });
   int sent = 0;
   for (const Added& one : added) {
     while (one.served != one.sent) std::this_thread::yield();  // the watchdog ends it
@@ -135,3 +112,4 @@ TEST(MEngineThreadRaceTest, EverySignalOfAsManyEventsAsThereMayBeIsServed) {
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -12,23 +12,12 @@
 #include "tests/support/flow_log.h"
 #include "tests/support/raised_error.h"
 
+namespace Orvel::Testing {
 namespace {
 
-using Orvel::Libraries::GenericGuard;
-using Orvel::Testing::ErrorOf;
+using Libraries::GenericGuard;
 
 MSourceContext context(L"LocksAndGuardsTest", L"Fail");
-
-class RefusingMutex final : public MMutexImp {
- public:
-  explicit RefusingMutex(int& unlocks) : unlocks_(unlocks) {}
-  bool Lock() override { return false; }
-  bool TryLock() override { return false; }
-  void Unlock() override { ++unlocks_; }
-
- private:
-  int& unlocks_;
-};
 
 TEST(MScopedLockTest, CountsItsDepthAndReleasesWhenAnErrorLeavesTheScope) {
   const std::unique_ptr<MMutexImp> mutex = MakeWinMutex();
@@ -56,23 +45,25 @@ TEST(MScopedLockTest, CountsItsDepthAndReleasesWhenAnErrorLeavesTheScope) {
   EXPECT_TRUE(otherThreadGetsIt());
 }
 
-TEST(MScopedLockTest, TakesNothingFromAMissingOrRefusingMutex) {
-  std::int32_t depth = 0;
-  const std::unique_ptr<MMutexImp> missing;
-  {
-    const MScopedLock lock(missing, depth);
-    EXPECT_EQ(depth, 0);
-  }
-  EXPECT_EQ(depth, 0);
+struct RefusingMutex final : MMutexImp {
+  MOCK_METHOD(bool, Lock, (), (override));
+  MOCK_METHOD(bool, TryLock, (), (override));
+  MOCK_METHOD(void, Unlock, (), (override));
+};
 
-  int unlocks = 0;
-  const std::unique_ptr<MMutexImp> refusing = std::make_unique<RefusingMutex>(unlocks);
-  {
-    const MScopedLock lock(refusing, depth);
-    EXPECT_EQ(depth, 0);
+TEST(MScopedLockTest, TakesNothingFromAMissingOrRefusingMutex) {
+  auto refusing = std::make_unique<RefusingMutex>();
+  EXPECT_CALL(*refusing, Lock()).WillOnce(testing::Return(false));
+  EXPECT_CALL(*refusing, Unlock());
+  std::int32_t depth = 0;
+  const std::unique_ptr<MMutexImp> mutexes[] = {nullptr, std::move(refusing)};
+  for (const std::unique_ptr<MMutexImp>& mutex : mutexes) {
+    {
+      const MScopedLock lock(mutex, depth);
+      EXPECT_EQ(depth, 0);
+    }
+    EXPECT_EQ(depth, 0) << "the counter went below zero";
   }
-  EXPECT_EQ(depth, 0) << "the counter went below zero";
-  EXPECT_EQ(unlocks, 1);
 }
 
 TEST(GenericGuardTest, CallsSetUpAtOnceAndCleanUpAtTheEndUnlessDismissed) {
@@ -99,13 +90,13 @@ TEST(GenericGuardTest, LetsSetUpRaiseAndSwallowsWhatCleanUpRaises) {
             "LocksAndGuardsTest.Fail:SetUp");
   EXPECT_FALSE(cleaned);
 
-  static_cast<void>(Orvel::Testing::TakeFlowLog());
+  static_cast<void>(TakeFlowLog());
   {
     const GenericGuard guard({}, [] { RaiseError(context, L"CleanUp"); });
   }
-  EXPECT_EQ(Orvel::Testing::FlowEventsWith(Orvel::Testing::TakeFlowLog(),
-                                           {"Dismissed_error", "at ~GenericGuard"}),
-            std::vector<std::string>{"Dismissed_error LocksAndGuardsTest.Fail:CleanUp"});
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at ~GenericGuard"}),
+              testing::ElementsAre("Dismissed_error LocksAndGuardsTest.Fail:CleanUp"));
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

@@ -3,9 +3,7 @@
 
 #include <atomic>
 #include <functional>
-#include <thread>
 
-#include "orvel/foundation/exception.h"
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/threads/engine_thread.h"
 
@@ -18,26 +16,27 @@ class ScriptedEngine final : public MEngineThread {
   ScriptedEngine() : MEngineThread(42, L"ScriptedEngine") {}
   ~ScriptedEngine() override { StopBeforeDestruction(); }
 
-  std::function<void()> beforeStarted;
-  std::function<void()> insteadOfLoop;
+  std::function<void()> script;  // instead of the usual function of the thread
   std::function<void()> onFlush;
   std::function<void()> onStop;
   std::atomic<int> flushes{0};  // begun
   std::atomic<int> stops{0};    // begun
 
   using MEngineThread::GetThreadArgument;
-  using MEngineThread::ServeStopRequest;
   using MEngineThread::SignalThreadStarted;
   using MEngineThread::WaitForEvents;
 
- protected:
-  void ThreadFunction() override {
-    if (beforeStarted) beforeStarted();
-    SignalThreadStarted();
-    if (insteadOfLoop) return insteadOfLoop();
+  void Loop() {
     do {
       WaitForEvents(Detail::kWaitForever);
     } while (!ServeStopRequest());
+  }
+
+ protected:
+  void ThreadFunction() override {
+    if (script) return script();
+    SignalThreadStarted();
+    Loop();
   }
   void OnFlush() override {
     ++flushes;
@@ -48,12 +47,5 @@ class ScriptedEngine final : public MEngineThread {
     if (onStop) onStop();
   }
 };
-
-/// Returns once another thread's `Stop` has signalled the worker and waits for its end.
-inline void WaitUntilStopIsUnderWay(MEngineThread& engine) {
-  while (engine.GetState() != MEngineState::kStopping) std::this_thread::yield();
-  // The other one holds the lock from the change of state until it has signalled the worker.
-  engine.Stop();
-}
 
 }  // namespace Orvel::Testing

@@ -6,27 +6,19 @@
 #include <array>
 #include <deque>
 #include <random>
-#include <thread>
-#include <vector>
 
 #include "tests/support/hang_watchdog.h"
-#include "tests/support/meeting.h"
-#include "tests/support/raised_error.h"
-#include "tests/support/system_call_hook.h"
+#include "tests/threads/staging.h"
 
+namespace Orvel::Testing {
 namespace {
 
-using Orvel::Detail::kWaitForever;
-using Orvel::Testing::ErrorOf;
-using Orvel::Testing::StartLine;
-using Orvel::Testing::SystemCall;
-using Orvel::Testing::SystemCallHook;
 using Queue = MThreadSafeFifo<const int*>;
 
 // Elements are addresses into this: never looked at, only told apart.
 std::array<int, 4096> items;
 
-class MThreadSafeFifoTest : public ::testing::TestWithParam<std::int32_t> {};
+class MThreadSafeFifoTest : public testing::TestWithParam<std::int32_t> {};
 
 // Every operation against a model, for as long as wrapping, growing and emptying need to meet.
 TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything) {
@@ -37,7 +29,7 @@ TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything
     ASSERT_EQ(queue.GetSize(), static_cast<std::int32_t>(model.size()));
     ASSERT_EQ(queue.IsEmpty(), model.empty());
     ASSERT_EQ(queue.WaitNotEmpty(0), !model.empty());
-    ASSERT_EQ(Orvel::Detail::WaitForOne(queue.GetEvent(), 0).status == 0, !model.empty());
+    ASSERT_EQ(Detail::WaitForOne(queue.GetEvent(), 0).status == 0, !model.empty());
     const int* oldest = &items[0];
     ASSERT_EQ(queue.Peek(oldest), !model.empty());
     ASSERT_EQ(oldest, model.empty() ? &items[0] : model.front());
@@ -62,7 +54,7 @@ TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(GrowthSteps, MThreadSafeFifoTest, ::testing::Values(1, 7));
+INSTANTIATE_TEST_SUITE_P(GrowthSteps, MThreadSafeFifoTest, testing::Values(1, 7));
 
 TEST(MThreadSafeFifoTest, WithoutGrowthTakesNothing) {
   for (const std::int32_t step : {0, -1}) {
@@ -76,49 +68,36 @@ TEST(MThreadSafeFifoTest, WithoutGrowthTakesNothing) {
 TEST(MThreadSafeFifoTest, ConcurrentPushKeepsEachProducersOrder) {
   constexpr std::size_t kProducers = 4;
   constexpr std::size_t kEach = 1000;
-  const Orvel::Testing::HangWatchdog watchdog;
+  const HangWatchdog watchdog;
   Queue queue;
-  StartLine start(kProducers + 1);
-  std::vector<std::jthread> producers;
-  for (std::size_t producer = 0; producer < kProducers; ++producer) {
-    producers.emplace_back([&, producer] {
-      start.Await();
-      for (std::size_t i = 0; i < kEach; ++i) queue.Push(&items[producer * kEach + i]);
-    });
-  }
-  start.Await();
+  const auto produce = [&](std::size_t producer) {
+    for (std::size_t i = 0; i < kEach; ++i) queue.Push(&items[producer * kEach + i]);
+  };
   std::array<std::size_t, kProducers> next{};
-  for (std::size_t popped = 0; popped < kProducers * kEach; ++popped) {
-    ASSERT_TRUE(queue.WaitNotEmpty(kWaitForever));
-    const int* item = nullptr;
-    ASSERT_TRUE(queue.Pop(item)) << "its event was set while it was empty";
-    const auto index = static_cast<std::size_t>(item - items.data());
-    ASSERT_EQ(index % kEach, next[index / kEach]++);
-  }
+  RunTogether(kProducers, produce, [&] {
+    for (std::size_t popped = 0; popped < kProducers * kEach; ++popped) {
+      ASSERT_TRUE(queue.WaitNotEmpty(Detail::kWaitForever));
+      const int* item = nullptr;
+      ASSERT_TRUE(queue.Pop(item)) << "its event was set while it was empty";
+      const auto index = static_cast<std::size_t>(item - items.data());
+      ASSERT_EQ(index % kEach, next[index / kEach]++);
+    }
+  });
   EXPECT_TRUE(queue.IsEmpty());
 }
 
 TEST(MThreadSafeFifoTest, IsAsItWasWhenTheSystemRefusesAnEvent) {
-  {
-    const SystemCallHook hook(SystemCall::kCreateEvent, 0, {0, 1450});
-    EXPECT_EQ(ErrorOf([] { Queue queue; }),
-              "MThreadSafeFifo.MThreadSafeFifo:ErrorAccessingEvent [winErrorCode=1450]");
-  }
+  EXPECT_EQ(ErrorUnder({SystemCall::kCreateEvent, 0, {0, 1450}}, [] { Queue queue; }),
+            "MThreadSafeFifo.MThreadSafeFifo:ErrorAccessingEvent [winErrorCode=1450]");
   Queue queue;
   queue.Push(&items[1]);
-  {
-    const SystemCallHook hook(SystemCall::kSetEvent, 0, {0, 6});
-    EXPECT_EQ(ErrorOf([&] { queue.Push(&items[2]); }),
-              "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
-  }
+  EXPECT_EQ(ErrorUnder({SystemCall::kSetEvent, 0, {0, 6}}, [&] { queue.Push(&items[2]); }),
+            "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
   EXPECT_EQ(queue.GetSize(), 1);
 
   const int* item = nullptr;
-  {
-    const SystemCallHook hook(SystemCall::kResetEvent, 0, {0, 6});
-    EXPECT_TRUE(queue.Pop(item));
-    EXPECT_EQ(item, &items[1]);
-  }
+  EXPECT_EQ(ErrorUnder({SystemCall::kResetEvent, 0, {0, 6}}, [&] { queue.Pop(item); }), "");
+  EXPECT_EQ(item, &items[1]);
   // The consumer that wakes for nothing puts the event right.
   EXPECT_FALSE(queue.IsEmpty());
   EXPECT_FALSE(queue.Pop(item));
@@ -126,3 +105,4 @@ TEST(MThreadSafeFifoTest, IsAsItWasWhenTheSystemRefusesAnEvent) {
 }
 
 }  // namespace
+}  // namespace Orvel::Testing

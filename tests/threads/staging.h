@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// Brings about the moments that tests of threads are about.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "orvel/threads/engine_thread.h"
+#include "tests/support/meeting.h"
+#include "tests/support/raised_error.h"
+#include "tests/support/system_call_hook.h"
+
+namespace Orvel::Testing {
+
+/// Keeps a worker that comes to `Hold` there until it is released.
+class Gate {
+ public:
+  void Hold() {
+    reached_.CountDown();
+    open_.Wait();
+  }
+  void AwaitWorker() { reached_.Wait(); }
+  void Release() { open_.CountDown(); }
+
+ private:
+  Latch reached_{1};
+  Latch open_{1};
+};
+
+/// A thread in `Stop`, which has signalled the worker and waits for its end.
+[[nodiscard]] inline std::jthread StopElsewhere(MEngineThread& engine) {
+  std::jthread stopper([&engine] { engine.Stop(); });
+  while (engine.GetState() != MEngineState::kStopping) std::this_thread::yield();
+  // The other one holds the lock from the change of state until it has signalled the worker.
+  engine.Stop();
+  return stopper;
+}
+
+/// A thread in `call`, which has come to wait for one of several objects and is to raise `error`.
+template <class Call>
+[[nodiscard]] std::jthread WaitElsewhere(Call call, const std::string& error = "") {
+  const auto waits = std::make_shared<Latch>(1);
+  std::jthread caller([waits, call = std::move(call), error] {
+    const SystemCallHook hook(SystemCall::kWaitForMultipleObjects, [&] { waits->CountDown(); });
+    EXPECT_EQ(ErrorOf(call), error);
+  });
+  waits->Wait();
+  return caller;
+}
+
+/// Has `threads` threads run `work`, each with its number, and this one `meanwhile`, from the same
+/// moment on.
+template <class Work, class Meanwhile>
+void RunTogether(std::size_t threads, Work work, Meanwhile meanwhile) {
+  StartLine start(threads + 1);
+  std::vector<std::jthread> others;
+  for (std::size_t number = 0; number < threads; ++number) {
+    others.emplace_back([&, number] {
+      start.Await();
+      work(number);
+    });
+  }
+  start.Await();
+  meanwhile();
+}
+
+/// What `call` raises while the system answers as `hook` says, which it has to come to.
+template <class Call>
+[[nodiscard]] std::string ErrorUnder(const SystemCallHook& hook, Call call) {
+  const std::string error = ErrorOf(call);
+  EXPECT_TRUE(hook.WasReached());
+  return error;
+}
+
+}  // namespace Orvel::Testing
