@@ -100,41 +100,31 @@ TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
   EXPECT_TRUE(afterRestart.RanOnce());
 }
 
-TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEnds) {
+TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueWhenAStartFails) {
   const auto owned = std::make_shared<int>();
-  processor_->SetThreadStartCallback(Functor([&, owned] { trace_.emplace_back("start"); }));
-  processor_->SetThreadEndCallback(Functor([&] {
+  Mark("command");
+  processor_->SetThreadEndCallback(Functor([&, owned] {
     trace_.emplace_back("end");
     RaiseError(context, L"EndCallback");
   }));
+  processor_->SetThreadStartCallback(Functor([] { RaiseError(context, L"StartCallback"); }));
+  EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), kStartFailed);
+  EXPECT_FALSE(processor_->IsAborted());
+  EXPECT_THAT(trace_, IsEmpty()) << "what was not set up was undone";
+
+  processor_->SetThreadStartCallback(Functor([&] { trace_.emplace_back("start"); }));
   static_cast<void>(TakeFlowLog());
   processor_->Start();
   EXPECT_EQ(ErrorOf([&] { processor_->SetThreadStartCallback(nullptr); }),
             "MCommandProcessor.SetThreadStartCallback:AlreadyRunning");
   EXPECT_EQ(ErrorOf([&] { processor_->SetThreadEndCallback(nullptr); }),
             "MCommandProcessor.SetThreadEndCallback:AlreadyRunning");
-  Mark("command");
   processor_->Stop();
   EXPECT_THAT(trace_, ElementsAre("start", "command", "end"));
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at ~GenericGuard"}),
               ElementsAre("Dismissed_error MCommandProcessorTest.Fail:EndCallback"));
   processor_.reset();
   EXPECT_EQ(owned.use_count(), 1);
-}
-
-TEST_F(MCommandProcessorTest, AFailedStartLeavesItOpenWithItsQueue) {
-  Tally tally;
-  Queue(tally);
-  processor_->SetThreadEndCallback(Functor([&] { trace_.emplace_back("end"); }));
-  processor_->SetThreadStartCallback(Functor([] { RaiseError(context, L"StartCallback"); }));
-  EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), kStartFailed);
-  EXPECT_FALSE(processor_->IsAborted());
-  EXPECT_EQ(tally.deleted, 0);
-  EXPECT_THAT(trace_, IsEmpty()) << "what was not set up was undone";
-  processor_->SetThreadStartCallback(nullptr);
-  processor_->Start();
-  processor_->Stop();
-  EXPECT_TRUE(tally.RanOnce());
 }
 
 TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenCommands) {

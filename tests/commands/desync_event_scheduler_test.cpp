@@ -86,28 +86,6 @@ TEST_F(MDesyncEventSchedulerTest, ErrorsOfEventsAreRecordedAndTheRestRuns) {
                           "Dismissed_error MEventTest.Execute:Failed"));
 }
 
-TEST_F(MDesyncEventSchedulerTest, AnEventThatSchedulesItselfDoesNotKeepDisableWaiting) {
-  std::atomic<int> runs = 0;
-  std::atomic<bool> ends = false;
-  std::function<void()> again = [&] {
-    ++runs;
-    if (!ends) Schedule(again);
-  };
-  Schedule(again);
-  for (int life = 0; life < 2; ++life) {
-    const int before = runs;
-    scheduler_->Enable();
-    while (runs < before + 3) std::this_thread::yield();
-    scheduler_->Disable();
-    const int after = runs;
-    std::this_thread::sleep_for(kMustNotHappenFor);
-    EXPECT_EQ(runs, after) << "what is left waits for the next Enable";
-  }
-  ends = true;
-  scheduler_->Enable();
-  RunAll();
-}
-
 TEST_F(MDesyncEventSchedulerTest, DisableInsideAnEventIsRefusedAndChangesNothing) {
   std::string error;
   Schedule([&] { error = ErrorOf([&] { scheduler_->Disable(); }); });
@@ -156,12 +134,12 @@ TEST_F(MDesyncEventSchedulerTest, AQueueEventThatCouldNotBeResetIsResetAtTheNext
   EXPECT_EQ(ErrorUnder({SystemCall::kResetEvent, [] {}}, wakeUp), "");
 }
 
-TEST_F(MDesyncEventSchedulerTest, DestructionDisablesAndDropsWhatIsQueued) {
+// Each event of a succession schedules the next, so that there is always one in the queue.
+TEST_F(MDesyncEventSchedulerTest, DestructionDisablesAndNeitherOfThemWaitsForWhatEventsSchedule) {
   std::size_t handles = 0;
   for (int round = 0; round < 3; ++round) {
     if (round == 1) handles = CountOpenHandles();
     scheduler_ = std::make_unique<MDesyncEventScheduler>();
-    // Each schedules the next, so that there is always one in the queue.
     Tally succession;
     MDesyncEvent* last = nullptr;  // the scheduler's thread, while there is one
     std::function<void()> scheduleNext = [&, &scheduler = *scheduler_] {
@@ -170,6 +148,13 @@ TEST_F(MDesyncEventSchedulerTest, DestructionDisablesAndDropsWhatIsQueued) {
       scheduler.ScheduleDesyncEvent(std::move(next));
     };
     scheduleNext();
+    scheduler_->Enable();
+    while (succession.executed < 3) std::this_thread::yield();
+    scheduler_->Disable();
+    const int executed = succession.executed;
+    std::this_thread::sleep_for(kMustNotHappenFor);
+    EXPECT_EQ(succession.executed, executed) << "what is left waits for the next Enable";
+
     Tally running;
     Latch runs(1);
     scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(Tallied(running, [&] {
@@ -180,6 +165,7 @@ TEST_F(MDesyncEventSchedulerTest, DestructionDisablesAndDropsWhatIsQueued) {
     runs.Wait();
     scheduler_.reset();
     EXPECT_TRUE(running.RanOnce()) << "the destructor waits for the event that runs";
+    EXPECT_GT(succession.executed, executed);
     ASSERT_EQ(succession.deleted, succession.executed) << "what is queued is not deleted";
     delete last;
     EXPECT_EQ(succession.deleted, succession.executed + 1);

@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
@@ -30,7 +29,6 @@ namespace {
 using Detail::CreateKernelEvent;
 using Detail::EventReset;
 using Detail::KernelHandle;
-using testing::ElementsAre;
 
 /// An auto-reset event, so that one signal is one call of its handler.
 class MSchedulerThreadTest : public testing::Test {
@@ -47,28 +45,6 @@ class MSchedulerThreadTest : public testing::Test {
   const KernelHandle other_ = CreateKernelEvent(EventReset::kAutomatic);
   std::unique_ptr<MSchedulerThread> thread_ = std::make_unique<MSchedulerThread>();
 };
-
-TEST_F(MSchedulerThreadTest, HandlersRunInOrderOfRegistrationOncePerSignal) {
-  const KernelHandle last = CreateKernelEvent(EventReset::kAutomatic);
-  std::vector<int> order;
-  Latch done(3);
-  const auto note = [&](int number) {
-    order.push_back(number);
-    done.CountDown();
-  };
-  Register(event_, [&] { note(1); });
-  Register(other_, [&] {
-    Signal(event_);  // goes before what was signalled long ago
-    note(2);
-  });
-  Register(last, [&] { note(3); });
-  Signal(last);
-  Signal(other_);
-  thread_->Start();
-  done.Wait();
-  thread_->Stop();
-  EXPECT_THAT(order, ElementsAre(2, 1, 3));
-}
 
 TEST_F(MSchedulerThreadTest, RegistrationIsRefusedWithoutWaitingUnlessTheThreadIsAtRest) {
   const auto token = std::make_shared<int>();
