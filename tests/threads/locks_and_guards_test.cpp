@@ -45,7 +45,8 @@ TEST(MScopedLockTest, CountsItsDepthAndReleasesWhenAnErrorLeavesTheScope) {
 
 TEST(MScopedLockTest, DoesNothingWithoutAMutex) {
   std::int32_t depth = 0;
-  const MScopedLock lock(nullptr, depth);
+  const std::unique_ptr<MMutexImp> missing;
+  const MScopedLock lock(missing, depth);
   EXPECT_EQ(depth, 0);
 }
 
