@@ -18,7 +18,6 @@
 #define TEXT_OF_TOKEN(token) #token
 #define TEXT_OF_EXPANSION(token) TEXT_OF_TOKEN(token)
 
-namespace ORDER_CASE {
 namespace {
 
 // The same guard as round MError: without it the class would override nothing where the word is a
@@ -34,16 +33,15 @@ class ErrorWithOwnText : public MError {
 
 #pragma pop_macro("GetMessage")
 
+const struct Registration {
+  Registration() {
+    OrderCases().push_back({ORDER_CASE, TEXT_OF_EXPANSION(GetMessage),
+                            ErrorWithOwnText(L"a code").GetMessage(),
+                            [](const MError& error) { return error.GetMessage(); },
+                            []() -> std::unique_ptr<MError> {
+                              return std::make_unique<ErrorWithOwnText>(L"a code");
+                            }});
+  }
+} registration;
+
 }  // namespace
-
-std::wstring TextOf(const MError& error) { return error.GetMessage(); }
-
-std::unique_ptr<MError> MakeErrorWithOwnText() {
-  return std::make_unique<ErrorWithOwnText>(L"a code");
-}
-
-std::wstring TextOfErrorWithOwnText() { return ErrorWithOwnText(L"a code").GetMessage(); }
-
-std::string ExpansionOfGetMessage() { return TEXT_OF_EXPANSION(GetMessage); }
-
-}  // namespace ORDER_CASE

@@ -3,25 +3,21 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 class MError;
 
-// What each build of message_caller.cpp exports.
-#define DECLARE_ORDER_CASE(name)                                            \
-  namespace name {                                                          \
-  /* What `error.GetMessage()` gives where this order of includes holds. */ \
-  std::wstring TextOf(const MError& error);                                 \
-  /* An error whose class, written in such a place, has its own message. */ \
-  std::unique_ptr<MError> MakeErrorWithOwnText();                           \
-  /* The call of GetMessage() on that class itself, not through MError. */  \
-  std::wstring TextOfErrorWithOwnText();                                    \
-  /* What the preprocessor makes of the word after both includes. */        \
-  std::string ExpansionOfGetMessage();                                      \
-  }
+/// What a source sees of errors, built with its own order of includes.
+struct OrderCase {
+  std::string name;
+  std::string expansion;          ///< what the preprocessor makes of GetMessage after the includes
+  std::wstring textOfClassAlone;  ///< of its own subclass, called on that class and not on MError
+  std::wstring (*textOf)(const MError& error);        ///< error.GetMessage()
+  std::unique_ptr<MError> (*makeErrorWithOwnText)();  ///< of its own subclass
+};
 
-DECLARE_ORDER_CASE(NoWindowsAnsi)
-DECLARE_ORDER_CASE(NoWindowsUnicode)
-DECLARE_ORDER_CASE(WindowsBeforeAnsi)
-DECLARE_ORDER_CASE(WindowsBeforeUnicode)
-DECLARE_ORDER_CASE(WindowsAfterAnsi)
-DECLARE_ORDER_CASE(WindowsAfterUnicode)
+/// One for each order; they register themselves before main().
+inline std::vector<OrderCase>& OrderCases() {
+  static std::vector<OrderCase> cases;
+  return cases;
+}
