@@ -6,9 +6,11 @@ Such a name is silently replaced in a program that includes <windows.h> first: a
 another name than it has in the library, or does not compile. Names that a header merely uses count
 too, std::min for one.
 
-usage: check_macro_names.py FILE_WITH_A_HEADER_PATH_PER_LINE -- PREPROCESSOR [ARGUMENT...]
+usage: check_macro_names.py SOURCE_THAT_INCLUDES_THEM PREPROCESSOR [ARGUMENT...]
+run where the paths of its #include "..." start.
 """
 
+import pathlib
 import re
 import subprocess
 import sys
@@ -31,20 +33,12 @@ def macros(preprocessor, language, definitions, source):
     command = [*preprocessor, *definitions, "-x", language, "-dM", "-E", "-"]
     if language == "c":
         command = [part for part in command if not part.startswith(("-nostdinc++", "-std="))]
-    output = subprocess.run(
-        command, input=source, capture_output=True, text=True, check=False
-    )
-    if output.returncode != 0:
-        sys.exit(f"{' '.join(command)}:\n{output.stderr}")
+    output = subprocess.run(command, input=source, stdout=subprocess.PIPE, text=True, check=True)
     return {line.split()[1].split("(")[0] for line in output.stdout.splitlines()}
 
 
 def main():
-    separator = sys.argv.index("--")
-    with open(sys.argv[1], encoding="utf-8") as list_file:
-        headers = list_file.read().split("\n")
-    preprocessor = sys.argv[separator + 1 :]
-
+    source, *preprocessor = sys.argv[1:]
     system_macros = set()
     for language, definitions in VARIANTS:
         system_macros |= macros(preprocessor, language, definitions, "#include <windows.h>\n")
@@ -54,19 +48,17 @@ def main():
     if not {"GetMessage", "CreateEvent", "Yield", "max"} <= system_macros:
         sys.exit("the macros of <windows.h> were not found")
 
-    checked = failures = 0
-    for header in filter(None, headers):
-        with open(header, encoding="utf-8") as header_file:
-            code = DIRECTIVE.sub(" ", NOT_CODE.sub(" ", header_file.read()))
-        checked += 1
+    headers = re.findall('#include "(.*)"', pathlib.Path(source).read_text("utf-8"))
+    clashes = []
+    for header in headers:
+        code = DIRECTIVE.sub(" ", NOT_CODE.sub(" ", pathlib.Path(header).read_text("utf-8")))
         # In parentheses a macro with arguments is not expanded: (std::max)(a, b).
         code = re.sub(r"\(((?:\w|::|<|>)+::)(?:min|max)\)", r"(\1)", code)
         for name in sorted(set(IDENTIFIER.findall(code)) & system_macros - ALLOWED):
-            print(f"{header}: {name} is a macro of <windows.h>")
-            failures += 1
-    print(f"{checked} headers checked against {len(system_macros)} macros: {failures} clashes")
-    return 1 if failures or not checked else 0
+            clashes.append(f"{header}: {name} is a macro of <windows.h>")
+    if clashes or not headers:
+        sys.exit("\n".join(clashes) or "no headers to check")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()
