@@ -3,7 +3,8 @@
 """Runs folder_audit on a terminal: folder_audit_terminal_test.py COMMAND...
 
 COMMAND starts the program. Checks that it shows its progress there, that Ctrl-C on the keyboard
-ends it, and that its line of progress is gone in the end.
+ends it in the middle of a file with a report of the files before, that its line of progress is
+gone in the end, and that the flow log tells of the interrupt.
 """
 
 import os
@@ -16,6 +17,10 @@ import time
 
 TIMEOUT_SECONDS = 60
 HUGE = 1 << 40
+
+
+def windows_path(path):
+    return "Z:" + path.replace("/", "\\")
 
 
 def read_until(terminal, text, pattern):
@@ -35,28 +40,44 @@ def read_until(terminal, text, pattern):
 
 
 def main():
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as results:
+        with open(os.path.join(folder, "abc"), "w", encoding="ascii") as small:
+            small.write("abc")
         with open(os.path.join(folder, "huge \u00e4"), "wb") as huge:
             huge.truncate(HUGE)
+        log = os.path.join(results, "log")
         child, terminal = pty.fork()
         if child == 0:
-            os.execvp(sys.argv[1], [*sys.argv[1:], "Z:" + folder.replace("/", "\\")])
+            arguments = ["--list", "--flow-log", windows_path(log), windows_path(folder)]
+            os.execvp(sys.argv[1], [*sys.argv[1:], *arguments])
         # Long enough to see the line repainted.
-        text = read_until(terminal, "", r"0 files, \d+\.\d MB  huge \u00e4")
-        text = read_until(terminal, text, r"0 files, [1-9]\d+\.\d MB")
+        text = read_until(terminal, "", r"1 files, \d+\.\d MB  huge \u00e4")
+        text = read_until(terminal, text, r"1 files, [1-9]\d+\.\d MB")
         os.write(terminal, b"\x03")
         interrupted = read_until(terminal, "", r"Rate .*files/s")
         _, status = os.waitpid(child, 0)
+        with open(log, encoding="utf-8") as log_file:
+            flow = log_file.read()
 
     problems = []
     if os.waitstatus_to_exitcode(status) != 3:
         problems.append(f"exit code {os.waitstatus_to_exitcode(status)}")
-    if not re.search(r"Interrupted. Up to then:", interrupted):
-        problems.append("no word of the interrupt")
     if re.search(r"(MB|huge)[^\r\n]*Interrupted", interrupted):
-        problems.append("progress and summary on one line")
-    if problems:
-        sys.exit("; ".join(problems) + f" in {interrupted!r}")
+        problems.append(f"progress and summary on one line: {interrupted!r}")
+    if "unknown" in flow:
+        problems.append("something without a name in the flow log")
+    for words, where in [
+        ("f20015ad  abc", text),
+        ("Interrupted. Up to then:", interrupted),
+        ("Files hashed  1", interrupted),
+        ("Bytes         3", interrupted),
+        ("Unreadable    0", interrupted),
+        ("(Console event thread)", flow),
+        ("% State_change to Stopping in_class MEngineThread", flow),
+    ]:
+        if words not in where:
+            problems.append(f"no {words!r} in {where!r}")
+    sys.exit("; ".join(problems) or 0)
 
 
 main()

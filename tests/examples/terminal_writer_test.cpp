@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
+#include "folder_audit/report.h"
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/hang_watchdog.h"
@@ -28,23 +29,20 @@ struct PipedOutputs {
     EXPECT_TRUE(::CreatePipe(&readHandle, &writeHandle, nullptr, 0));
     readEnd = KernelHandle(readHandle);
     writeEnd = KernelHandle(writeHandle);
-    output = MakeOutput(STD_OUTPUT_HANDLE, TextOutput::Stream::kOutput);
-    error = MakeOutput(STD_ERROR_HANDLE, TextOutput::Stream::kError);
+    const HANDLE outputBefore = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    const HANDLE errorBefore = ::GetStdHandle(STD_ERROR_HANDLE);
+    ::SetStdHandle(STD_OUTPUT_HANDLE, writeHandle);
+    ::SetStdHandle(STD_ERROR_HANDLE, writeHandle);
+    output.emplace(TextOutput::Stream::kOutput);
+    error.emplace(TextOutput::Stream::kError);
+    ::SetStdHandle(STD_OUTPUT_HANDLE, outputBefore);
+    ::SetStdHandle(STD_ERROR_HANDLE, errorBefore);
   }
 
   KernelHandle readEnd;
   KernelHandle writeEnd;
-  std::unique_ptr<TextOutput> output;
-  std::unique_ptr<TextOutput> error;
-
- private:
-  std::unique_ptr<TextOutput> MakeOutput(DWORD which, TextOutput::Stream stream) const {
-    const HANDLE before = ::GetStdHandle(which);
-    ::SetStdHandle(which, writeEnd.Get());
-    auto made = std::make_unique<TextOutput>(stream);
-    ::SetStdHandle(which, before);
-    return made;
-  }
+  std::optional<TextOutput> output;
+  std::optional<TextOutput> error;
 };
 
 std::string ReadToEnd(HANDLE pipe) {
@@ -81,13 +79,12 @@ TEST(TerminalWriterTest, NobodyWaitsForATerminalThatDoesNotMoveAndEverythingCome
   EXPECT_TRUE(read == std::string(expected.begin(), expected.end()));
 }
 
-TEST(TerminalWriterTest, AWriteThatFailedReachesTheTellerWithTheNextCalls) {
+TEST(TerminalWriterTest, ASummaryThatCannotBeWrittenIsAnErrorThatLaterCallsRepeat) {
   const HangWatchdog watchdog;
   PipedOutputs outputs;
   outputs.readEnd.Close();
   TerminalWriter writer(*outputs.output, *outputs.error);
-  writer.Print(L"into nothing\n");
-  const std::string error = ErrorOf([&] { writer.Flush(); });
+  const std::string error = ErrorOf([&] { Report(writer, false).PrintSummary({}); });
   EXPECT_TRUE(error.starts_with("TextOutput.Write:CannotWrite [winErrorCode=")) << error;
   EXPECT_EQ(ErrorOf([&] { writer.PrintError(L"more\n"); }), error);
 }

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+// The parts of folder_audit, in this process.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include "folder_audit/audit_comparison.h"
+#include "folder_audit/audit_file.h"
+#include "folder_audit/error_text.h"
+#include "folder_audit/file_hasher.h"
+#include "folder_audit/folder_audit.h"
+#include "folder_audit/paths.h"
+#include "temporary_folder.h"
+#include "tests/support/raised_error.h"
+
+namespace {
+
+using namespace FolderAudit;
+using Kind = FileDifference::Kind;
+using Orvel::Testing::ErrorOf;
+using Orvel::Testing::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pair;
+using testing::StartsWith;
+
+TEST(PathsTest, ExtendedPathsAreFullAndKnowShares) {
+  EXPECT_EQ(MakeExtendedPath(L"C:\\a\\.\\b\\..\\c"), L"\\\\?\\C:\\a\\c");
+  EXPECT_EQ(MakeExtendedPath(L"\\\\server\\share\\a"), L"\\\\?\\UNC\\server\\share\\a");
+  EXPECT_EQ(MakeExtendedPath(L"\\\\?\\C:\\a\\..\\b."), L"\\\\?\\C:\\a\\..\\b.");
+  // One short of, at and past the length that is tried first.
+  for (std::size_t length = 257; length < 263; ++length) {
+    const std::wstring path = L"C:\\" + std::wstring(length - 3, L'x');
+    EXPECT_EQ(MakeExtendedPath(path), L"\\\\?\\" + path);
+  }
+}
+
+TEST(PathsTest, JoiningKeepsOneBackslash) {
+  EXPECT_EQ(JoinPath(L"\\\\?\\C:\\", L"a"), L"\\\\?\\C:\\a");
+  EXPECT_EQ(JoinPath(L"", L"b"), L"b");
+  EXPECT_EQ(JoinPath(L"a", L""), L"a");
+}
+
+TEST(ErrorTextTest, IsPrintableAndNeverEmpty) {
+  EXPECT_EQ(Printable(L"a\x1B[2J\n\x7F\x9B\u00E4"), L"a?[2J???\u00E4");
+  EXPECT_EQ(DescribeCause(MException()), L"unknown error");
+}
+
+TEST(FileHasherTest, RefusesAFileThatGrewMeanwhileAndWorksAgain) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"log", std::string(300'000, 'x'));
+  const std::filesystem::path path = folder.Extended(L"log");
+  int chunks = 0;
+  FileHasher hasher({}, [&](std::uint64_t) {
+    if (chunks++ == 0) std::ofstream(path, std::ios::app | std::ios::binary) << "another line";
+  });
+  const auto hash = [&] { return hasher.HashFile(path.wstring()); };
+  EXPECT_EQ(ErrorOf(hash), "FileReader.RequireUnchanged:ChangedWhileRead");
+  EXPECT_TRUE(folder.LockAway(L"log")) << "left open by an error";
+
+  const std::optional<FileDigest> digest = hash();
+  ASSERT_TRUE(digest.has_value());
+  EXPECT_EQ(digest->sizeInBytes, 300'012u);
+  EXPECT_TRUE(folder.LockAway(L"log")) << "left open";
+}
+
+TEST(FileHasherTest, ObeysAStopBeforeTheNextChunk) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"large", std::string(1'000'000, 'x'));
+  std::stop_source stop;
+  int chunks = 0;
+  FileHasher hasher(stop.get_token(), [&](std::uint64_t) {
+    ++chunks;
+    stop.request_stop();
+  });
+  EXPECT_FALSE(hasher.HashFile(folder.Extended(L"large")).has_value());
+  EXPECT_EQ(chunks, 1);
+  EXPECT_TRUE(folder.LockAway(L"large")) << "left open by a stop";
+}
+
+/// Calls a function before each file.
+struct StartObserver final : IAuditObserver {
+  void OnFileStarted(const std::wstring& relativePath) override { onFileStarted(relativePath); }
+  void OnBytesRead(std::uint64_t) noexcept override {}
+  void OnEntry(const AuditEntry&) override {}
+
+  std::function<void(const std::wstring&)> onFileStarted;
+};
+
+AuditResult RunAudit(const TemporaryFolder& folder, StopRequest& stop,
+                     std::function<void(const std::wstring&)> onFileStarted) {
+  Options options;
+  options.folder = folder.GetPath();
+  StartObserver observer;
+  observer.onFileStarted = std::move(onFileStarted);
+  return Audit(options, observer, stop).Run();
+}
+
+TEST(AuditTest, KeepsWhatWasHashedAndWhyAFileWasNotUntilAStop) {
+  TemporaryFolder folder;
+  for (const wchar_t* name : {L"a", L"b", L"c", L"d"}) folder.WriteFile(name, "text");
+  StopRequest stop;
+  const AuditResult result = RunAudit(folder, stop, [&](const std::wstring& file) {
+    if (file == L"b") ::DeleteFileW(folder.Extended(file).c_str());
+    if (file == L"d") stop.Make();
+  });
+  EXPECT_TRUE(result.interrupted);
+  ASSERT_EQ(result.entries.size(), 3u);
+  EXPECT_FALSE(result.entries[0].error.has_value());
+  ASSERT_TRUE(result.entries[1].error.has_value());
+  EXPECT_EQ(result.entries[1].error->GetChainDescription(),
+            L"FileReader.Open:CannotOpenFile (winErrorCode = 2)\n"
+            L"HashFileCommand.ExecuteCommand:FileNotHashed (file = b)\n");
+  EXPECT_EQ(result.entries[1].sha256, "");
+  EXPECT_FALSE(result.entries[2].error.has_value());
+}
+
+TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
+  TemporaryFolder folder;
+  constexpr std::size_t kFiles = 40;
+  for (std::size_t i = 0; i < kFiles; ++i) {
+    folder.WriteFile(std::to_wstring(i), std::string(1000 * i, 'x'));
+  }
+  for (int round = 0; round < 40; ++round) {
+    StopRequest stop;
+    std::jthread stopper([&, round] {
+      std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
+      stop.Make();
+    });
+    const AuditResult result = RunAudit(folder, stop, [](const std::wstring&) {});
+    EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles);
+    for (const AuditEntry& entry : result.entries) {
+      EXPECT_FALSE(entry.error.has_value());
+      EXPECT_EQ(entry.sha256.size(), 64u);
+    }
+  }
+}
+
+AuditEntry Readable(const wchar_t* path, std::uint64_t size, const char* hash) {
+  return {path, size, hash, std::nullopt};
+}
+
+AuditEntry Unreadable(const wchar_t* path) {
+  return {path, 0, {}, MException(MError(L"FileReader.Open:CannotOpenFile"))};
+}
+
+TEST(AuditFileTest, AnAuditComesBackAsItWasStored) {
+  TemporaryFolder folder;
+  const std::wstring file = folder.Expect(L"audit.xml");
+  const std::vector<AuditEntry> stored = {
+      Readable(L"b\\\u00E4 & <\U0001F600>", 5'000'000'000, "ff"), Unreadable(L"locked"),
+      Readable(L"", 0, "00")};
+  SaveAudit(file, L"C:\\folder", stored);
+  const std::vector<AuditEntry> loaded = LoadAudit(file);
+  ASSERT_EQ(loaded.size(), stored.size());
+  const std::vector<FileDifference> differences = CompareAudits(stored, loaded);
+  ASSERT_EQ(differences.size(), 1u) << "only what was unreadable before and after";
+  ASSERT_EQ(differences[0].entry, &loaded[1]);
+  EXPECT_EQ(loaded[1].error->GetChainDescription(), stored[1].error->GetChainDescription());
+}
+
+TEST(AuditFileTest, WhatIsNoAuditIsAnErrorThatSaysWhere) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"broken", "<ExceptionChain>\n<Audit></File></Audit></ExceptionChain>");
+  folder.WriteFile(L"other", "<ExceptionChain/>");
+  const auto loadError = [&](const wchar_t* name) {
+    return ErrorOf([&] { static_cast<void>(LoadAudit(folder.Extended(name))); });
+  };
+  EXPECT_THAT(loadError(L"broken"), StartsWith("AuditFile.LoadAudit:CannotLoad ["));
+  EXPECT_THAT(loadError(L"broken"), HasSubstr(", line=2, "));
+  EXPECT_THAT(loadError(L"other"), StartsWith("AuditFile.LoadAudit:CannotLoad [file="));
+  EXPECT_THAT(loadError(L"missing"), HasSubstr("reason=File cannot be read]"));
+  EXPECT_THROW(SaveAudit(folder.Extended(L"no folder\\audit.xml"), {}, {}), MException);
+}
+
+TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {
+  const std::vector<AuditEntry> before = {
+      Readable(L"same", 1, "11"),  Readable(L"changed", 1, "22"), Readable(L"removed", 1, "33"),
+      Unreadable(L"readable now"), Unreadable(L"unreadable"),     Unreadable(L"gone")};
+  const std::vector<AuditEntry> after = {Readable(L"added", 1, "44"), Readable(L"changed", 1, "55"),
+                                         Readable(L"same", 1, "11"), Unreadable(L"unreadable"),
+                                         Readable(L"readable now", 1, "66")};
+  std::vector<std::pair<std::wstring, Kind>> found;
+  for (const FileDifference& difference : CompareAudits(before, after)) {
+    found.emplace_back(difference.entry->relativePath, difference.kind);
+  }
+  EXPECT_THAT(
+      found,
+      ElementsAre(Pair(L"added", Kind::kAdded), Pair(L"changed", Kind::kChanged),
+                  Pair(L"gone", Kind::kRemoved), Pair(L"readable now", Kind::kUnreadableBefore),
+                  Pair(L"removed", Kind::kRemoved), Pair(L"unreadable", Kind::kUnreadable)));
+}
+
+}  // namespace

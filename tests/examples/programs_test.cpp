@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: MIT
+// Runs the example programs on folders of known content.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+
+#include "temporary_folder.h"
+#include "tests/support/flow_dump_reader.h"
+#include "tests/support/registry_sandbox.h"
+
+namespace {
+
+using namespace Orvel::Testing;
+using Orvel::Detail::KernelHandle;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+const std::string kHashOfNothing =
+    "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+const std::string kHashOfAbc = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+const std::string kHashOfAMillionA =
+    "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0";
+
+constexpr DWORD kTimeoutMs = 60'000;
+
+struct ProgramRun {
+  std::uint32_t exitCode;
+  std::string output;
+  std::string error;
+};
+
+KernelHandle CreateForChild(const std::wstring& path) {
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  return KernelHandle(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
+                                    CREATE_NEW, 0, nullptr));
+}
+
+/// Runs a program to its end. `program` is a path in the system's or the build machine's form;
+/// arguments are quoted here and must not hold quotes or end in a backslash. An empty `folder` is
+/// this process's own.
+ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring>& arguments,
+                      const std::wstring& folder = {}) {
+  std::wstring commandLine = L'"' + std::filesystem::absolute(program).wstring() + L'"';
+  for (const std::wstring& argument : arguments) commandLine += L" \"" + argument + L'"';
+  TemporaryFolder results;
+  const std::wstring outputPath = results.Expect(L"output");
+  const std::wstring errorPath = results.Expect(L"error");
+  PROCESS_INFORMATION created{};
+  {
+    const KernelHandle output = CreateForChild(outputPath);
+    const KernelHandle error = CreateForChild(errorPath);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output.Get();
+    startup.hStdError = error.Get();
+    EXPECT_TRUE(::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                 folder.empty() ? nullptr : folder.c_str(), &startup, &created))
+        << program << ": error " << ::GetLastError();
+  }
+  const KernelHandle process(created.hProcess);
+  const KernelHandle thread(created.hThread);
+  EXPECT_EQ(::WaitForSingleObject(process.Get(), kTimeoutMs), WAIT_OBJECT_0);
+  ::TerminateProcess(process.Get(), 99);  // nothing to one that has ended
+  DWORD exitCode = 0;
+  EXPECT_TRUE(::GetExitCodeProcess(process.Get(), &exitCode));
+  return {exitCode, ReadWholeFile(outputPath), ReadWholeFile(errorPath)};
+}
+
+TEST(HelloWorkerTest, PrintsNothingButTheErrorThatItsCommandMet) {
+  TemporaryFolder folder;
+  EXPECT_THAT(RunProgram(HELLO_WORKER_EXE, {}, folder.GetPath()).output,
+              MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n"));
+
+  folder.WriteFile(L"settings.ini", "colour = green\n");
+  const std::wstring copy = folder.Expect(L"settings.bak");
+  const ProgramRun run = RunProgram(HELLO_WORKER_EXE, {}, folder.GetPath());
+  EXPECT_EQ(run.output + run.error, "");
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
+}
+
+/// Runs the program with settings that are not the user's own.
+ProgramRun RunAudit(std::vector<std::wstring> arguments, const std::wstring& settingsKey = {}) {
+  static const RegistrySandbox sandbox;
+  const std::wstring& key = settingsKey.empty() ? sandbox.GetApplicationKey() : settingsKey;
+  arguments.insert(arguments.begin(), {L"--settings-key", key});
+  return RunProgram(FOLDER_AUDIT_EXE, arguments);
+}
+
+std::string Narrow(const std::wstring& path) { return std::filesystem::path(path).string(); }
+
+TEST(FolderAuditTest, HashesEveryFileWhateverItsNameAndPlace) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"abc", "abc");
+  folder.WriteFile(L"abc. ", "abc");  // a name that only the long form of paths can say
+  folder.MakeFolder(L"Build");
+  folder.WriteFile(L"Build\\skipped", "abc");
+  std::wstring deep(100, L'd');
+  for (int depth = 0; depth < 5; ++depth) {
+    folder.MakeFolder(deep);
+    deep += L'\\' + std::wstring(100, L'd');
+  }
+  folder.WriteFile(deep, "abc");
+  folder.MakeFolder(L"\u65E5\u672C");
+  folder.WriteFile(L"\u65E5\u672C\\build", "");
+  folder.WriteFile(L"\u65E5\u672C\\\u00E4 \U0001F600", std::string(1'000'000, 'a'));
+
+  const ProgramRun run = RunAudit({L"--list", folder.GetPath(), L"--skip", L"bUILD"});
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.error, "");
+  // Nothing before it and between: no progress where there is no console.
+  const std::string japanese = "  \xE6\x97\xA5\xE6\x9C\xAC\\\\";
+  const std::regex expected(kHashOfAbc + "  abc\n" + kHashOfAbc + "  abc\\. \n" + kHashOfAbc +
+                            "  [d\\\\]{605}\n" + kHashOfNothing + japanese + "build\n" +
+                            kHashOfAMillionA + japanese + "\xC3\xA4 \xF0\x9F\x98\x80\n" +
+                            "Files hashed  5\nBytes         1000009\nUnreadable    0\n"
+                            "Links         0 not followed\nTime          \\d+\\.\\d{3} s\n"
+                            "Rate          \\d+\\.\\d MB/s, \\d+ files/s\n");
+  EXPECT_TRUE(std::regex_match(run.output, expected)) << run.output;
+}
+
+TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
+  TemporaryFolder folder;
+  TemporaryFolder store;
+  const std::wstring file = store.Expect(L"audit.xml");
+  folder.WriteFile(L"changed", "a");
+  folder.WriteFile(L"locked", "b");
+  folder.WriteFile(L"same", "c");
+  {
+    const KernelHandle lock = folder.LockAway(L"locked");
+    EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1u);
+    const ProgramRun same = RunAudit({L"--compare", file, folder.GetPath()});
+    EXPECT_EQ(same.exitCode, 1u);
+    EXPECT_THAT(same.output, HasSubstr("\nCompared      0 added, 0 changed, 0 removed, "
+                                       "1 unreadable, 0 unreadable before\n"));
+  }
+  folder.WriteFile(L"added", "d");
+  folder.WriteFile(L"changed", "e");
+  const ProgramRun run = RunAudit({L"--compare", file, L"--save", file, folder.GetPath()});
+  EXPECT_EQ(run.exitCode, 5u);
+  EXPECT_THAT(run.output, HasSubstr("\nadded: added\nchanged: changed\n"
+                                    "unreadable before: locked: "));
+  EXPECT_THAT(run.output, HasSubstr("(winErrorCode = 32)\nCompared      1 added, 1 changed, "
+                                    "0 removed, 0 unreadable, 1 unreadable before\n"));
+  EXPECT_EQ(RunAudit({L"--compare", file, folder.GetPath()}).exitCode, 0u);
+}
+
+TEST(FolderAuditTest, KeepsItsSettingsAndTakesNonsenseForNone) {
+  const RegistrySandbox sandbox;
+  const std::wstring& key = sandbox.GetApplicationKey();
+  constexpr std::uint32_t kBinary = 3;
+  ASSERT_TRUE(sandbox.Set(L"", L"LastFolder", {kBinary, {'a', 0, 'b', 0}}));
+  ASSERT_TRUE(sandbox.Set(L"Counters", L"AuditsRun", {kBinary, {1, 2, 3, 4, 5}}));
+  EXPECT_THAT(RunAudit({L"--settings"}, key).output,
+              StartsWith("Last folder      none yet\nLast audit file  none yet\n"
+                         "Audits run       0, 0 of them interrupted\n"));
+  TemporaryFolder folder;
+  const std::wstring file = folder.Expect(L"audit.xml");
+  EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath() + L"\\."}, key).exitCode, 0u);
+  EXPECT_EQ(RunAudit({folder.GetPath()}, key).exitCode, 0u);
+  const ProgramRun settings = RunAudit({L"--settings"}, key);
+  EXPECT_EQ(settings.exitCode, 0u);
+  EXPECT_THAT(settings.output,
+              StartsWith("Last folder      " + Narrow(folder.GetPath()) + "\nLast audit file  " +
+                         Narrow(file) + "\nAudits run       2, 0 of them interrupted\n"));
+  const ProgramRun noFolder = RunAudit({}, key);
+  EXPECT_EQ(noFolder.exitCode, 2u);
+  EXPECT_THAT(noFolder.error, HasSubstr("the last one audited was " + Narrow(folder.GetPath())));
+
+  const ProgramRun refused = RunAudit({folder.GetPath()}, L"no\\\\key");
+  EXPECT_EQ(refused.exitCode, 0u) << "an audit is as good without them";
+  EXPECT_THAT(refused.error,
+              HasSubstr("settings not kept: Settings.SaveSettings:CannotSave (key = no\\\\key)"));
+}
+
+TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEveryName) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"a locked", "abc");
+  folder.MakeFolder(L"locked folder");
+  folder.MakeFolder(L"open folder");
+  folder.WriteFile(L"open folder\\abc", "abc");
+  TemporaryFolder results;
+  const std::wstring log = results.Expect(L"log");
+  const KernelHandle file = folder.LockAway(L"a locked");
+  const KernelHandle subfolder = folder.LockAway(L"locked folder");
+
+  const ProgramRun run = RunAudit({L"--list", L"--flow-log", log, folder.GetPath()});
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_THAT(run.output, StartsWith(kHashOfAbc + "  open folder\\abc\n" +
+                                     "Files hashed  1\nBytes         3\nUnreadable    2\n"));
+  EXPECT_TRUE(std::regex_match(
+      run.error,
+      std::regex("unreadable: a locked: .+ - FileReader\\.Open:CannotOpenFile "
+                 "\\(winErrorCode = 32\\)\n"
+                 "unreadable: locked folder: .+ - FolderWalker\\.ListFolder:CannotListFolder "
+                 "\\(folder = .*, winErrorCode = 32\\)\n")))
+      << run.error;
+
+  const FlowDump dump = ReadFlowDump(ReadWholeFile(log));
+  EXPECT_THAT(dump.formErrors, IsEmpty());
+  std::set<std::string> told;
+  std::map<std::uint32_t, int> depth;  // by thread
+  for (const DumpedRecord& record : dump.records) {
+    told.insert(record.event + ' ' + record.detail + " at " + record.className +
+                "::" + record.point + " of " + record.objectName + " on " + record.threadName);
+    int& threadDepth = depth[record.threadId];
+    if (record.event == "Scope_push") ++threadDepth;
+    if (record.event == "Scope_pop") --threadDepth;
+    EXPECT_GE(threadDepth, 0);
+  }
+  for (const auto& [thread, left] : depth) EXPECT_EQ(left, 0) << thread;
+  for (const std::string& record : told) EXPECT_THAT(record, Not(HasSubstr("unknown")));
+  EXPECT_THAT(told,
+              testing::IsSupersetOf(
+                  {"State_change to Running at MEngineThread::ChangeState of MCommandProcessor on "
+                   "Main thread",
+                   "Scope_push  at Audit::Run of Audit on Main thread",
+                   "Scope_push  at HashFileCommand::ExecuteCommand of FileHasher on "
+                   "Command processor thread",
+                   "Scope_push  at TerminalWriter::WriteText of TerminalWriter on Scheduler thread",
+                   "Root_error CannotOpenFile at FileReader::Open of FileReader on "
+                   "Command processor thread",
+                   "State_change to Inactive at MEngineThread::ChangeState of MCommandProcessor on "
+                   "Main thread",
+                   "Destruction  at Audit::~Audit of Audit on Main thread"}));
+}
+
+TEST(FolderAuditTest, DoesNotFollowALinkToItself) {
+  const std::string links = LINK_FOLDER;
+  const std::wstring folder(links.begin(), links.end());
+  if (::GetFileAttributesW((folder + L"/loop").c_str()) == INVALID_FILE_ATTRIBUTES) {
+    GTEST_SKIP() << "the build was not allowed to make a link";
+  }
+  const ProgramRun run = RunAudit({folder});
+  EXPECT_EQ(run.exitCode, 0u) << run.error;
+  EXPECT_THAT(run.output, StartsWith("Files hashed  1\n"));
+  EXPECT_THAT(run.output, HasSubstr("\nLinks         1 not followed\n"));
+}
+
+TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
+  const TemporaryFolder folder;
+  const std::wstring& path = folder.GetPath();
+  struct Case {
+    std::vector<std::wstring> arguments;
+    std::uint32_t exitCode;
+    const char* error;
+  };
+  const Case cases[] = {
+      {{}, 2, "no folder given"},
+      {{L""}, 2, "--help"},
+      {{L"--flow-logs", L"."}, 2, "--help"},
+      {{L".", L"--flow-log"}, 2, "--help"},
+      {{L".", L"--skip", L""}, 2, "--help"},
+      {{L"a", L"b"}, 2, "--help"},
+      {{L"--settings", L"--save"}, 2, "--help"},
+      {{path + L"\\none"}, 4, "CannotListFolder (folder = "},
+      {{path, L"--flow-log", path + L"\\none\\log"}, 4, "CannotCreateFlowLog (errno = 2"},
+      {{path, L"--compare", path}, 4, "AuditFile.LoadAudit:CannotLoad ("},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.arguments));
+    const ProgramRun run = RunAudit(c.arguments);
+    EXPECT_EQ(run.exitCode, c.exitCode);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.error, HasSubstr(c.error));
+  }
+  const ProgramRun help = RunAudit({L"--help"});
+  EXPECT_EQ(help.exitCode, 0u);
+  EXPECT_THAT(help.output, HasSubstr("Exit codes:"));
+}
+
+}  // namespace
