@@ -54,7 +54,7 @@ def main():
         text = read_until(terminal, "", r"1 files, \d+\.\d MB  huge \u00e4")
         text = read_until(terminal, text, r"1 files, [1-9]\d+\.\d MB")
         os.write(terminal, b"\x03")
-        interrupted = read_until(terminal, "", r"Rate .*files/s")
+        text = read_until(terminal, text, r"Rate .*files/s")
         _, status = os.waitpid(child, 0)
         with open(log, encoding="utf-8") as log_file:
             flow = log_file.read()
@@ -62,16 +62,16 @@ def main():
     problems = []
     if os.waitstatus_to_exitcode(status) != 3:
         problems.append(f"exit code {os.waitstatus_to_exitcode(status)}")
-    if re.search(r"(MB|huge)[^\r\n]*Interrupted", interrupted):
-        problems.append(f"progress and summary on one line: {interrupted!r}")
+    if re.search(r"(MB|huge)[^\r\n]*Interrupted", text):
+        problems.append(f"progress and summary on one line: {text!r}")
     if "unknown" in flow:
         problems.append("something without a name in the flow log")
     for words, where in [
         ("f20015ad  abc", text),
-        ("Interrupted. Up to then:", interrupted),
-        ("Files hashed  1", interrupted),
-        ("Bytes         3", interrupted),
-        ("Unreadable    0", interrupted),
+        ("Interrupted. Up to then:", text),
+        ("Files hashed  1", text),
+        ("Bytes         3", text),
+        ("Unreadable    0", text),
         ("(Console event thread)", flow),
         ("% State_change to Stopping in_class MEngineThread", flow),
     ]:
