@@ -48,13 +48,13 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
 }
 
 template <class Convert>
-bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, std::wstring_view type,
+bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type,
                                   Convert convert) {
   if (document_ == nullptr) return false;
   document_->SavePosition({});
-  const bool isRead = document_->FindFirstElement(tag) &&
-                      document_->GetAttribute(Format::kTypeAttribute, attribute_) &&
-                      attribute_ == type && convert(document_->GetData(document_->GetElement()));
+  const bool isRead =
+      document_->FindFirstElement(tag) && document_->GetAttribute(type.GetName(), attribute_) &&
+      attribute_ == type.GetValue() && convert(document_->GetData(document_->GetElement()));
   document_->RestorePosition({});
   return isRead;
 }
@@ -70,8 +70,8 @@ bool MInFilerTaggedXml::Extract(const std::wstring& text, Integer& value) {
 }
 
 template <class Extracted, class Value>
-bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, std::wstring_view type, Value& value,
-                                    Value defaultValue) {
+bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, const MXmlConstantAttribute& type,
+                                    Value& value, Value defaultValue) {
   value = defaultValue;
   return ReadValue(tag, type, [&](const std::wstring& text) {
     // Signed numbers are extracted as long, as streams do, and then range-tested.

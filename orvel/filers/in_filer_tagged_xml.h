@@ -63,9 +63,9 @@ class MInFilerTaggedXml final : public IInFilerTagged {
 
   void EnterRoot(bool isWellFormed);
   template <class Convert>
-  bool ReadValue(const std::wstring& tag, std::wstring_view type, Convert convert);
+  bool ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type, Convert convert);
   template <class Extracted, class Value>
-  bool ReadInteger(const std::wstring& tag, std::wstring_view type, Value& value,
+  bool ReadInteger(const std::wstring& tag, const MXmlConstantAttribute& type, Value& value,
                    Value defaultValue);
   template <class Integer>
   bool Extract(const std::wstring& text, Integer& value);

@@ -41,8 +41,8 @@ MOutFilerTaggedXml::MOutFilerTaggedXml() : document_(std::make_unique<MXmlDocume
 }
 
 bool MOutFilerTaggedXml::WriteValue(const std::wstring& tag, std::wstring_view text,
-                                    std::wstring_view type) {
-  return document_ != nullptr && document_->AddElement(tag, text, Format::kTypeAttribute, type);
+                                    const MXmlConstantAttribute& type) {
+  return document_ != nullptr && document_->AddElement(tag, text, type);
 }
 
 bool MOutFilerTaggedXml::WriteChar(const std::wstring& tag, char value) {

@@ -47,7 +47,8 @@ class MOutFilerTaggedXml final : public IOutFilerTagged {
   [[nodiscard]] bool SaveFile(const std::wstring& path);
 
  private:
-  bool WriteValue(const std::wstring& tag, std::wstring_view text, std::wstring_view type);
+  bool WriteValue(const std::wstring& tag, std::wstring_view text,
+                  const MXmlConstantAttribute& type);
 
   std::unique_ptr<MXmlDocument> document_;  // null when there is none
   std::int32_t openSections_ = 0;

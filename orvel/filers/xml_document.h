@@ -12,6 +12,8 @@
 
 #include "orvel/filers/xml_record.h"
 
+class MXmlConstantAttribute;
+
 namespace Orvel::Detail {
 struct XmlStore;
 }
@@ -236,6 +238,11 @@ class MXmlDocument {
   /// AddElement() and SetAttribute() in one.
   bool AddElement(std::wstring_view name, std::wstring_view data, std::wstring_view attributeName,
                   std::wstring_view attributeValue,
+                  MXmlReferences references = MXmlReferences::kEscape);
+
+  /// The same with an attribute that was checked when it was compiled.
+  bool AddElement(std::wstring_view name, std::wstring_view data,
+                  const MXmlConstantAttribute& attribute,
                   MXmlReferences references = MXmlReferences::kEscape);
 
   /// Adds an instruction (`text` is the target, with whatever follows it), a comment or a CDATA

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "orvel/filers/xml_constant_attribute.h"
 #include "orvel/filers/xml_document.h"
 #include "orvel/filers/xml_escape.h"
 #include "orvel/filers/xml_parser.h"
@@ -15,7 +16,6 @@ using Orvel::Detail::FindWide;
 using Orvel::Detail::HoldsXmlAttributeNameEnd;
 using Orvel::Detail::HoldsXmlTagNameEnd;
 using Orvel::Detail::HoldsXmlTextEscape;
-using Orvel::Detail::HoldsXmlValueEscape;
 using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlAttributeScanner;
 using Orvel::Detail::XmlIndex;
@@ -85,18 +85,15 @@ struct MXmlDocument::Attributes {
   std::uint32_t element = 0;  // 0 for a node that is none
 };
 
-/// What an element without child elements is written of. `data` and `attributeValue` are escaped;
-/// `attributeName` is empty for none.
+/// What an element without child elements is written of: `data` escaped, `attribute` as
+/// AppendAttribute() writes it or empty.
 struct MXmlDocument::ElementText {
   std::wstring_view name;
   std::wstring_view data;
-  std::wstring_view attributeName;
-  std::wstring_view attributeValue;
+  std::wstring_view attribute;
 
   [[nodiscard]] std::size_t GetStartTagLength() const noexcept {
-    const std::size_t attribute =
-        attributeName.empty() ? 0 : attributeName.size() + attributeValue.size() + 4;
-    return name.size() + attribute + (data.empty() ? 3 : 2);
+    return name.size() + attribute.size() + (data.empty() ? 3 : 2);
   }
   [[nodiscard]] std::size_t GetEndTagLength() const noexcept {
     return data.empty() ? 0 : name.size() + 3;
@@ -108,14 +105,7 @@ struct MXmlDocument::ElementText {
   void Write(wchar_t* to) const noexcept {
     *to++ = L'<';
     to = CopyWide(name, to);
-    if (!attributeName.empty()) {
-      *to++ = L' ';
-      to = CopyWide(attributeName, to);
-      *to++ = L'=';
-      *to++ = L'"';
-      to = CopyWide(attributeValue, to);
-      *to++ = L'"';
-    }
+    to = CopyWide(attribute, to);
     if (data.empty()) *to++ = L'/';
     *to++ = L'>';
     if (data.empty()) return;
@@ -278,7 +268,8 @@ std::wstring MXmlDocument::GetData(std::uint32_t element) const {
 
 bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
                               MXmlReferences references) {
-  ElementText element{name, data, {}, {}};
+  store_->scratch.Clear();
+  ElementText element{name, data, {}};
   return AddElementText(element, references);
 }
 
@@ -286,7 +277,16 @@ bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
                               std::wstring_view attributeName, std::wstring_view attributeValue,
                               MXmlReferences references) {
   if (!IsAttributeName(attributeName)) return false;
-  ElementText element{name, data, attributeName, attributeValue};
+  store_->scratch.Clear();
+  AppendAttribute(attributeName, attributeValue, references, store_->scratch);
+  ElementText element{name, data, store_->scratch.GetView()};
+  return AddElementText(element, references);
+}
+
+bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+                              const MXmlConstantAttribute& attribute, MXmlReferences references) {
+  store_->scratch.Clear();
+  ElementText element{name, data, attribute.GetText()};
   return AddElementText(element, references);
 }
 
@@ -451,29 +451,23 @@ std::wstring_view MXmlDocument::KeepOutside(std::wstring_view piece) {
   return store_->scratch.GetView();
 }
 
-/// Replaces the pieces of an element by escaped copies in the scratch text, unless all of them may
-/// be written as they are: nothing is to be escaped, and no edit moves them.
+/// Replaces name and data of an element by copies in the scratch text, escaped, unless they may be
+/// written as they are: nothing is to be escaped, and no edit moves them. The scratch text holds
+/// the element's attribute or nothing.
 void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references) {
-  const auto& text = store_->text;
-  if (!HoldsXmlTextEscape(element.data) && !HoldsXmlValueEscape(element.attributeValue) &&
-      !text.Holds(element.name) && !text.Holds(element.data) &&
-      !text.Holds(element.attributeName) && !text.Holds(element.attributeValue)) {
+  if (!HoldsXmlTextEscape(element.data) && !store_->text.Holds(element.name) &&
+      !store_->text.Holds(element.data)) {
     return;
   }
-  const bool keepReferences = references == MXmlReferences::kKeep;
   WideBuffer& scratch = store_->scratch;
-  scratch.Clear();
+  const std::size_t attributeEnd = scratch.GetSize();
   scratch.Append(element.name);
   const std::size_t nameEnd = scratch.GetSize();
-  AppendXmlEscaped(element.data, {.keepReferences = keepReferences}, scratch);
-  const std::size_t dataEnd = scratch.GetSize();
-  scratch.Append(element.attributeName);
-  const std::size_t attributeNameEnd = scratch.GetSize();
-  AppendXmlEscaped(element.attributeValue, {.escapeQuotes = true, .keepReferences = keepReferences},
-                   scratch);
+  AppendXmlEscaped(element.data, {.keepReferences = references == MXmlReferences::kKeep}, scratch);
   const std::wstring_view pieces = scratch.GetView();
-  element = {pieces.substr(0, nameEnd), pieces.substr(nameEnd, dataEnd - nameEnd),
-             pieces.substr(dataEnd, attributeNameEnd - dataEnd), pieces.substr(attributeNameEnd)};
+  element.name = pieces.substr(attributeEnd, nameEnd - attributeEnd);
+  element.data = pieces.substr(nameEnd);
+  if (attributeEnd != 0) element.attribute = pieces.substr(0, attributeEnd);
 }
 
 /// Makes room for `length` units of a node at a place, writes what belongs around it, and moves

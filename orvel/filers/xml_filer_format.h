@@ -2,7 +2,8 @@
 #pragma once
 
 #include <string>
-#include <string_view>
+
+#include "orvel/filers/xml_constant_attribute.h"
 
 class MXmlDocument;
 
@@ -11,15 +12,14 @@ namespace Orvel::Detail::XmlFilerFormat {
 /// What the tagged XML writer and reader agree on.
 inline constexpr const wchar_t* kRootTag = L"ExceptionChain";
 inline constexpr const wchar_t* kSubDocumentRootTag = L"MFilerTaggedXml";
-inline constexpr std::wstring_view kTypeAttribute = L"type";
-
-inline constexpr std::wstring_view kFloatType = L"float";
-inline constexpr std::wstring_view kBoolType = L"bool";
-inline constexpr std::wstring_view kByteType = L"byte";
-inline constexpr std::wstring_view kUnsignedType = L"uint";
-inline constexpr std::wstring_view kSignedType = L"int";
-inline constexpr std::wstring_view kCharType = L"char";
-inline constexpr std::wstring_view kStringType = L"string";
+// The attribute of a value, by the kind of value.
+inline constexpr MXmlConstantAttribute kFloatType(L"type", L"float");
+inline constexpr MXmlConstantAttribute kBoolType(L"type", L"bool");
+inline constexpr MXmlConstantAttribute kByteType(L"type", L"byte");
+inline constexpr MXmlConstantAttribute kUnsignedType(L"type", L"uint");
+inline constexpr MXmlConstantAttribute kSignedType(L"type", L"int");
+inline constexpr MXmlConstantAttribute kCharType(L"type", L"char");
+inline constexpr MXmlConstantAttribute kStringType(L"type", L"string");
 
 /// True when `text` is a document whose root element can become an element of another one.
 [[nodiscard]] bool IsSubDocument(const std::wstring& text);

@@ -78,17 +78,6 @@ bool HoldsXmlTextEscape(std::wstring_view text) noexcept {
   return HoldsXmlChar(text, kXmlTextEscape);
 }
 
-bool HoldsXmlValueEscape(std::wstring_view text) noexcept {
-#ifdef ORVEL_WIDE_SEARCH_SSE2
-  if (text.size() >= kShort) {
-    return HoldsAnyNarrow(text, [](__m128i bytes) {
-      return ByteBits(EqualAnyByte(bytes, {'<', '>', '&', '"', '\''}));
-    });
-  }
-#endif
-  return HoldsXmlChar(text, kXmlTextEscape | kXmlQuote);
-}
-
 bool EqualFoldedXmlNames(std::wstring_view a, std::wstring_view b) noexcept {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i) {

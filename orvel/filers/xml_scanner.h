@@ -96,9 +96,6 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
 /// True when a text holds a character that must be escaped in text.
 [[nodiscard]] bool HoldsXmlTextEscape(std::wstring_view text) noexcept;
 
-/// True when a text holds a character that must be escaped in the value of an attribute.
-[[nodiscard]] bool HoldsXmlValueEscape(std::wstring_view text) noexcept;
-
 /// First character in the range that ends a tag name, or `end`.
 [[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,
                                                       const wchar_t* end) noexcept {
