@@ -12,6 +12,7 @@ namespace Orvel::Detail::XmlFilerFormat {
 /// What the tagged XML writer and reader agree on.
 inline constexpr const wchar_t* kRootTag = L"ExceptionChain";
 inline constexpr const wchar_t* kSubDocumentRootTag = L"MFilerTaggedXml";
+
 // The attribute of a value, by the kind of value.
 inline constexpr MXmlConstantAttribute kFloatType(L"type", L"float");
 inline constexpr MXmlConstantAttribute kBoolType(L"type", L"bool");

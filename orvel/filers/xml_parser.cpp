@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/filers/xml_parser.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -14,13 +15,17 @@
 namespace Orvel::Detail {
 namespace {
 
+// Room is made at first for the records of a text that is full of short elements, so that few texts
+// need more; memory that no record is written to costs next to nothing.
+constexpr std::size_t kUnitsPerElement = 40;
+
 class XmlParser {
  public:
   XmlParser(std::wstring_view text, bool ignoreCase, XmlIndex& index)
       : text_(text), ignoreCase_(ignoreCase), index_(index) {}
 
   XmlParseError Parse() {
-    index_.Clear(text_.size() / 64 + 8);
+    index_.Clear(text_.size() / kUnitsPerElement + 8);
     if (text_.empty()) {
       SetError(L"Empty document", {}, {}, 0);
       return std::move(error_);

@@ -91,7 +91,7 @@ class EventRing {
 };
 
 // In the header, and on the system's calls themselves, so that it becomes part of whatever records:
-// beside the clock, recording costs little more than a call.
+// beside the clock, recording costs little more than its locked addition.
 inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2,
                               std::int32_t classId, std::int32_t pointId,
                               std::uint64_t object) noexcept {

@@ -58,13 +58,9 @@ void MKLoggerAdapter::ForEachLogger(Operation operation) const noexcept {
   if (auto* const attached = attached_.load(std::memory_order_acquire)) operation(*attached);
 }
 
-void MKLoggerAdapter::logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
-                               std::int32_t classId, std::int32_t pointId,
-                               std::uint64_t object) noexcept {
-  // As unsigned, a negative index is out of range as well.
-  const auto index = static_cast<std::uint32_t>(kindIndex);
-  if (index >= Orvel::Detail::kCodeOfEvent.size()) return;
-  const std::int32_t code = Orvel::Detail::kCodeOfEvent[index];
+void MKLoggerAdapter::RecordForEachLogger(std::int32_t code, std::int32_t arg1, std::int32_t arg2,
+                                          std::int32_t classId, std::int32_t pointId,
+                                          std::uint64_t object) const noexcept {
   ForEachLogger([&](MFlowLoggerImplementation& logger) {
     logger.Record(code, arg1, arg2, classId, pointId, object);
   });

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <iosfwd>
 
+#include "orvel/logging/event_codes.h"
 #include "orvel/logging/flow_logger.h"
-
-class MFlowLoggerImplementation;
+#include "orvel/logging/flow_logger_implementation.h"
 
 /// The flow logger that code sees: both interfaces in one object, every call going to its own
 /// `MFlowLoggerImplementation` and, when another logger is attached, to that one's too.
@@ -37,12 +37,32 @@ class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
  private:
   template <class Operation>
   void ForEachLogger(Operation operation) const noexcept;
+  void RecordForEachLogger(std::int32_t code, std::int32_t arg1, std::int32_t arg2,
+                           std::int32_t classId, std::int32_t pointId,
+                           std::uint64_t object) const noexcept;
 
   MFlowLoggerImplementation* const implementation_;
   // Release in attachModule, acquire where it is read: what was built before an attachment is
   // seen by those who record into it.
   std::atomic<MFlowLoggerImplementation*> attached_{nullptr};
 };
+
+// Inline, like all that it calls in the common case: between the locked additions of two events
+// nothing can overlap, and a call with seven arguments costs as much as one of them.
+inline void MKLoggerAdapter::logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
+                                      std::int32_t classId, std::int32_t pointId,
+                                      std::uint64_t object) noexcept {
+  // As unsigned, a negative index is out of range as well.
+  const auto index = static_cast<std::uint32_t>(kindIndex);
+  if (index >= Orvel::Detail::kCodeOfEvent.size()) return;
+  const std::int32_t code = Orvel::Detail::kCodeOfEvent[index];
+  if (implementation_ == nullptr || attached_.load(std::memory_order_relaxed) != nullptr)
+      [[unlikely]] {
+    RecordForEachLogger(code, arg1, arg2, classId, pointId, object);
+  } else {
+    implementation_->Record(code, arg1, arg2, classId, pointId, object);
+  }
+}
 
 namespace Orvel::Detail {
 
