@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "orvel/filers/xml_constant_attribute.h"
 #include "orvel/filers/xml_document.h"
 #include "tests/filers/xml_model.h"
 
@@ -87,6 +88,11 @@ TEST(MXmlDocumentEditTest, EscapesWhatItWritesAndReadsItBack) {
   document.IntoElement();
   ASSERT_TRUE(document.AddElement(L"k", L"&lt; &x.1; &#x41; &1; & &amp", MXmlReferences::kKeep));
   EXPECT_EQ(document.GetNodeText(), L"<k>&lt; &x.1; &#x41; &amp;1; &amp; &amp;amp</k>");
+  constexpr MXmlConstantAttribute kUnit(L"unit", L"mm");
+  ASSERT_TRUE(document.AddElement(L"k", L"a<b", kUnit));
+  EXPECT_EQ(document.GetNodeText(), L"<k unit=\"mm\">a&lt;b</k>");
+  ASSERT_TRUE(document.AddElement(L"k", L"", kUnit));
+  EXPECT_EQ(document.GetNodeText(), L"<k unit=\"mm\"/>");
 }
 
 TEST(MXmlDocumentEditTest, SeesWhatHasToBeEscapedWhereverItIs) {
