@@ -27,14 +27,17 @@ EventRing::Span EventRing::StopRecording() noexcept {
   }
   // Dropped events still count, so a word that was disabled already no longer tells where the
   // records end.
-  if ((old & kRecordingEnabled) != 0) stopPosition_ = PositionOf(old);
+  if ((old & kRecordingEnabled) != 0) stopWord_ = old;
 
-  // One stray record of a recorder that outlived an earlier restart must not pass for a full
-  // ring, hence three slots.
-  const bool wrapped = !Read(stopPosition_).IsEmpty() &&
-                       !Read((stopPosition_ + 1) & kPositionMask).IsEmpty() &&
-                       !Read(kCapacity - 1).IsEmpty();
-  return wrapped ? Span{stopPosition_, kCapacity} : Span{0, stopPosition_};
+  // The count of records tells whether the ring is full until it wraps, after 2^31 of them. Then
+  // its slots tell: three, because one stray record of a recorder that outlived an earlier restart
+  // must not pass for a full ring.
+  const std::uint32_t position = PositionOf(stopWord_);
+  const bool wrapped =
+      !Read(position).IsEmpty() &&
+      (CountOf(stopWord_) >= kCapacity ||
+       (!Read((position + 1) & kPositionMask).IsEmpty() && !Read(kCapacity - 1).IsEmpty()));
+  return wrapped ? Span{position, kCapacity} : Span{0, position};
 }
 
 void EventRing::RestartRecording() noexcept {

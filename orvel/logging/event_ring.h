@@ -80,12 +80,15 @@ class EventRing {
   static constexpr std::uint32_t kRecordingEnabled = 1;
   static constexpr std::uint32_t kOneRecord = 2;
 
+  [[nodiscard]] static std::uint32_t CountOf(std::uint32_t controlWord) noexcept {
+    return controlWord >> 1;
+  }
   [[nodiscard]] static std::uint32_t PositionOf(std::uint32_t controlWord) noexcept {
-    return (controlWord >> 1) & kPositionMask;
+    return CountOf(controlWord) & kPositionMask;
   }
 
   std::unique_ptr<Slot[]> slots_;
-  std::uint32_t stopPosition_ = 0;  // reader only: the write position at the first stop
+  std::uint32_t stopWord_ = 0;  // reader only: the control word at the first stop
   // Bit 0: recording is enabled. Bits 1 to 31: records since the last restart, wrapping.
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };

@@ -106,7 +106,7 @@ TEST(FolderAuditTest, HashesEveryFileWhateverItsNameAndPlace) {
   std::wstring deep(100, L'd');
   for (int depth = 0; depth < 5; ++depth) {
     folder.MakeFolder(deep);
-    deep += L'\\' + std::wstring(100, L'd');
+    deep.append(1, L'\\').append(100, L'd');
   }
   folder.WriteFile(deep, "abc");
   folder.MakeFolder(L"\u65E5\u672C");

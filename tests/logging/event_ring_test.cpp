@@ -65,6 +65,17 @@ TEST(EventRingTest, SpanRunsFromTheOldestRecordToTheNewest) {
   }
 }
 
+TEST(EventRingTest, IsFullAlsoWhileTheRecordInItsLastSlotIsUnderWay) {
+  EventRing ring;
+  Record(ring, EventRing::kCapacity - 1);
+  RecordInterrupted(ring, [&] {
+    Record(ring, 2);
+    const EventRing::Span span = ring.StopRecording();
+    EXPECT_EQ(span.first, 2u);
+    EXPECT_EQ(span.count, EventRing::kCapacity);
+  });
+}
+
 TEST(EventRingTest, StrayRecordsAfterARestartHideNothing) {
   // With two records the write position is 2. Two strays are what two slow recorders can leave.
   constexpr std::uint32_t kLast = EventRing::kCapacity - 1;
