@@ -2,6 +2,7 @@
 #include "folder_audit/audit_comparison.h"
 
 #include <algorithm>
+#include <string>
 
 namespace FolderAudit {
 namespace {
@@ -14,6 +15,15 @@ std::vector<const AuditEntry*> SortByPath(const std::vector<AuditEntry>& entries
     return a->relativePath < b->relativePath;
   });
   return sorted;
+}
+
+/// True when one of the entries, which are sorted by path, is below a folder.
+bool HoldsOneBelow(const std::vector<const AuditEntry*>& sorted, const std::wstring& folder) {
+  const std::wstring start = folder + L"\\";
+  const auto first = std::lower_bound(
+      sorted.begin(), sorted.end(), start,
+      [](const AuditEntry* entry, const std::wstring& path) { return entry->relativePath < path; });
+  return first != sorted.end() && (*first)->relativePath.starts_with(start);
 }
 
 }  // namespace
@@ -31,7 +41,10 @@ std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
         newEntry == news.end() ||
         (oldEntry != olds.end() && (*oldEntry)->relativePath < (*newEntry)->relativePath);
     if (isOnlyOld) {
-      differences.push_back({Kind::kRemoved, *oldEntry++});
+      // A folder has an entry only while it cannot be read.
+      const AuditEntry& then = **oldEntry++;
+      const bool isReadable = then.error && HoldsOneBelow(news, then.relativePath);
+      differences.push_back({isReadable ? Kind::kUnreadableBefore : Kind::kRemoved, &then});
       continue;
     }
     const AuditEntry& now = **newEntry++;

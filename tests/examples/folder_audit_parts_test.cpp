@@ -179,10 +179,13 @@ TEST(AuditFileTest, WhatIsNoAuditIsAnErrorThatSaysWhere) {
 TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {
   const std::vector<AuditEntry> before = {
       Readable(L"same", 1, "11"),  Readable(L"changed", 1, "22"), Readable(L"removed", 1, "33"),
-      Unreadable(L"readable now"), Unreadable(L"unreadable"),     Unreadable(L"gone")};
-  const std::vector<AuditEntry> after = {Readable(L"added", 1, "44"), Readable(L"changed", 1, "55"),
-                                         Readable(L"same", 1, "11"), Unreadable(L"unreadable"),
-                                         Readable(L"readable now", 1, "66")};
+      Unreadable(L"readable now"), Unreadable(L"unreadable"),     Unreadable(L"gone"),
+      Unreadable(L"folder")};
+  const std::vector<AuditEntry> after = {
+      Readable(L"added", 1, "44"),        Readable(L"changed", 1, "55"),
+      Readable(L"same", 1, "11"),         Unreadable(L"unreadable"),
+      Readable(L"readable now", 1, "66"), Readable(L"folder\\file", 1, "77"),
+      Readable(L"folder.txt", 1, "88")};
   std::vector<std::pair<std::wstring, Kind>> found;
   for (const FileDifference& difference : CompareAudits(before, after)) {
     found.emplace_back(difference.entry->relativePath, difference.kind);
@@ -190,8 +193,10 @@ TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {
   EXPECT_THAT(
       found,
       ElementsAre(Pair(L"added", Kind::kAdded), Pair(L"changed", Kind::kChanged),
-                  Pair(L"gone", Kind::kRemoved), Pair(L"readable now", Kind::kUnreadableBefore),
-                  Pair(L"removed", Kind::kRemoved), Pair(L"unreadable", Kind::kUnreadable)));
+                  Pair(L"folder", Kind::kUnreadableBefore), Pair(L"folder.txt", Kind::kAdded),
+                  Pair(L"folder\\file", Kind::kAdded), Pair(L"gone", Kind::kRemoved),
+                  Pair(L"readable now", Kind::kUnreadableBefore), Pair(L"removed", Kind::kRemoved),
+                  Pair(L"unreadable", Kind::kUnreadable)));
 }
 
 }  // namespace
