@@ -128,6 +128,13 @@ TEST(MXmlDocumentEditTest, TakesPartsOfItsOwnText) {
   EXPECT_EQ(CheckedText(document),
             L"<r><name key='value'/><name key=\"key\">value</name><!--name-->"
             L"<r><name key='value'/><name key=\"key\">value</name><!--name--></r></r>");
+  for (int part = 0; part < 2; ++part) {  // each by itself
+    document.SetDocument(L"<r><name/></r>");
+    ASSERT_TRUE(Enter(document, L"r"));
+    text = std::wstring_view(document.GetDocumentText()).substr(4, 4);
+    ASSERT_TRUE(part == 0 ? document.AddElement(text, L"d") : document.AddElement(L"n", text));
+    EXPECT_EQ(document.GetNodeText(), part == 0 ? L"<name>d</name>" : L"<n>name</n>");
+  }
 }
 
 TEST(MXmlDocumentEditTest, ReplacesAndAddsAttributes) {
