@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Compares what the XML document finds in files with what expat finds.
 
-Every file in UTF-8 that expat accepts and that has no document type declaration must give the same
-elements, nesting, attributes and text. Files with a declaration are compared as well, but may
-differ, as it can define entities. Line ends and the white space in attributes are compared as XML
-normalises them; the document leaves them as they stand.
+Every file that expat accepts and that has no document type declaration must give the same elements,
+nesting, attributes and text, in whatever encoding: the document gets the characters. Files with a
+declaration are compared as well, but may differ, as it can define entities. Line ends and the white
+space in attributes are compared as XML normalises them; the document leaves them as they stand.
 
 usage: compare_with_expat.py DUMP_TOOL FILE_OR_FOLDER...
 
@@ -50,6 +50,11 @@ def read_dump(output):
         yield as_element(int(level), tag, (pair.split("=", 1) for pair in attributes), text)
 
 
+def decode(content, encoding):
+    is_utf16 = content.startswith((b"\xff\xfe", b"\xfe\xff"))
+    return content.decode("utf-16" if is_utf16 else encoding or "utf-8").removeprefix("\ufeff")
+
+
 def compare(tool, text, document):
     """A description of the difference; None if there is none."""
     normal = re.sub("\r\n?", "\n", text).encode()
@@ -79,9 +84,9 @@ def main(arguments):
         content = path.read_bytes()
         try:
             document = xml.dom.expatbuilder.parseString(content, namespaces=False)
-            text = content.decode("utf-8-sig")
+            text = decode(content, document.encoding)
         except (xml.parsers.expat.ExpatError, LookupError, ValueError):
-            counts["refused by expat or not UTF-8"] += 1
+            counts["refused by expat"] += 1
             continue
         difference = compare(arguments[0], text, document)
         outcome = "equal" if difference is None else "different"
