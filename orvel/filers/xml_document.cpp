@@ -63,9 +63,7 @@ bool MXmlDocument::SetDocument(std::wstring text) {
   errorText += error.text;
 
   store_->text.Set(std::move(text));
-  store_->index = std::move(index);
-  store_->lastInText = store_->index.GetNext() - 1;
-  store_->lookup.Clear();
+  store_->SetIndex(std::move(index));
   position_ = {};
   savedPositions_.clear();
   errorText_ = std::move(errorText);
@@ -115,9 +113,7 @@ MXmlLineAndColumn MXmlDocument::GetLineAndColumn(std::size_t offset) const {
 std::wstring MXmlDocument::TakeDocumentText() {
   XmlIndex index;
   std::wstring text = store_->text.Take();
-  store_->index = std::move(index);
-  store_->lastInText = 0;
-  store_->lookup.Clear();
+  store_->SetIndex(std::move(index));
   position_ = {};
   savedPositions_.clear();
   ClearErrorText();
@@ -127,6 +123,7 @@ std::wstring MXmlDocument::TakeDocumentText() {
 void MXmlDocument::SetFlags(std::uint32_t flags) noexcept {
   flags_ = flags;
   store_->lookup.Clear();
+  store_->lastAdded = {};
 }
 
 void MXmlDocument::SetLengthLimit(std::size_t units) noexcept {
@@ -209,14 +206,6 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
     offset += length;
   }
   return false;
-}
-
-bool MXmlDocument::IntoElement() {
-  const std::uint32_t element = GetElement();
-  if (element == 0) return false;
-  position_ = {};
-  position_.parent = element;
-  return true;
 }
 
 bool MXmlDocument::OutOfElement() {

@@ -146,7 +146,13 @@ class MXmlDocument {
   bool FindNode(MXmlNodeKind kinds);
 
   /// Descends to the children of the current element, before the first one.
-  bool IntoElement();
+  bool IntoElement() noexcept {
+    const std::uint32_t element = GetElement();
+    if (element == 0) return false;
+    position_ = {};
+    position_.parent = element;
+    return true;
+  }
 
   /// Returns to the element whose children are walked.
   bool OutOfElement();
@@ -256,6 +262,8 @@ class MXmlDocument {
  private:
   struct Attributes;
   struct ElementText;
+  class Insertion;
+  struct NodeLength;
   struct Place;
 
   [[nodiscard]] bool IgnoresCase() const noexcept { return (flags_ & kIgnoreCase) != 0; }
@@ -267,15 +275,17 @@ class MXmlDocument {
   bool WriteAttribute(const Attributes& place, std::wstring_view name, std::wstring_view value,
                       MXmlReferences references);
   bool AddElementText(ElementText& element, MXmlReferences references);
-  [[nodiscard]] std::uint32_t GetLevelBelow(std::uint32_t parent) const noexcept;
   [[nodiscard]] std::size_t GetLineBreakLength(std::size_t offset) const noexcept;
-  [[nodiscard]] Place FindPlace(MXmlNodeKind kind) const noexcept;
+  [[nodiscard]] Place FindPlace(bool breaksLine) const noexcept;
+  void FindPlaceInLevel(Place& place) const noexcept;
+  void EndParent(std::uint32_t number, std::size_t nameLength, bool endsStartTag,
+                 wchar_t* endTag) noexcept;
+  void LinkSavedPositions(std::uint32_t parent, std::uint32_t previous,
+                          std::uint32_t number) noexcept;
   [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece);
   void MakeWritable(ElementText& element, MXmlReferences references);
-  [[nodiscard]] wchar_t* Insert(const Place& place, std::size_t length);
   void TrimScratch() noexcept;
   void ShiftBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t difference) noexcept;
-  void LinkAdded(const Place& place, std::uint32_t number, std::uint32_t lastInText) noexcept;
   void MovePositions(std::size_t offset, std::uint32_t difference, bool insideNode) noexcept;
   void SetUnreadable(std::wstring_view reason);
 

@@ -19,6 +19,7 @@ using Orvel::Detail::HoldsXmlTextEscape;
 using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlAttributeScanner;
 using Orvel::Detail::XmlIndex;
+using Orvel::Detail::XmlRoom;
 using Orvel::Detail::XmlToken;
 using Orvel::Detail::XmlTokenKind;
 
@@ -29,7 +30,8 @@ using Orvel::Detail::kXmlTagNameEnd;
 
 constexpr std::wstring_view kCDataStart = L"<![CDATA[";
 constexpr std::wstring_view kCDataEnd = L"]]>";
-constexpr std::size_t kLongestName = MXmlElementRecord::kMaxEndTagLength - 3;
+constexpr std::size_t kEndTagFrame = 3;  // what an end tag has besides the name
+constexpr std::size_t kLongestName = MXmlElementRecord::kMaxEndTagLength - kEndTagFrame;
 constexpr std::size_t kScratchKept = 65536;
 
 bool IsTagName(std::wstring_view name) noexcept {
@@ -85,6 +87,15 @@ struct MXmlDocument::Attributes {
   std::uint32_t element = 0;  // 0 for a node that is none
 };
 
+/// How much of a node stands before the gap in the text, and how much behind it. An empty element
+/// has the gap where it is opened when it gets a child.
+struct MXmlDocument::NodeLength {
+  std::size_t beforeGap = 0;
+  std::size_t behindGap = 0;
+
+  [[nodiscard]] std::size_t GetSum() const noexcept { return beforeGap + behindGap; }
+};
+
 /// What an element without child elements is written of: `data` escaped, `attribute` as
 /// AppendAttribute() writes it or empty.
 struct MXmlDocument::ElementText {
@@ -96,21 +107,27 @@ struct MXmlDocument::ElementText {
     return name.size() + attribute.size() + (data.empty() ? 3 : 2);
   }
   [[nodiscard]] std::size_t GetEndTagLength() const noexcept {
-    return data.empty() ? 0 : name.size() + 3;
+    return data.empty() ? 0 : name.size() + kEndTagFrame;
   }
-  [[nodiscard]] std::size_t GetLength() const noexcept {
-    return GetStartTagLength() + data.size() + GetEndTagLength();
+  [[nodiscard]] NodeLength GetLength() const noexcept {
+    const std::size_t opened = 1 + name.size() + attribute.size();
+    if (data.empty()) return {opened, 2};
+    return {opened + 1 + data.size() + GetEndTagLength(), 0};
   }
 
-  void Write(wchar_t* to) const noexcept {
-    *to++ = L'<';
-    to = CopyWide(name, to);
-    to = CopyWide(attribute, to);
-    if (data.empty()) *to++ = L'/';
-    *to++ = L'>';
-    if (data.empty()) return;
-    to = CopyWide(data, to);
-    WriteEndTag(name, to);
+  void Write(const XmlRoom& to) const noexcept {
+    wchar_t* next = to.before;
+    *next++ = L'<';
+    next = CopyWide(name, next);
+    next = CopyWide(attribute, next);
+    if (data.empty()) {
+      to.behind[0] = L'/';
+      to.behind[1] = L'>';
+      return;
+    }
+    *next++ = L'>';
+    next = CopyWide(data, next);
+    WriteEndTag(name, next);
   }
 
   static void WriteEndTag(std::wstring_view name, wchar_t* to) noexcept {
@@ -123,22 +140,204 @@ struct MXmlDocument::ElementText {
 
 /// Where a node is added, and what has to be written around it.
 struct MXmlDocument::Place {
-  bool exists = false;
   std::uint32_t parent = 0;
+  std::uint32_t level = 0;     // of an element in this place
   std::uint32_t previous = 0;  // the element before it in the level
   std::size_t offset = 0;      // of the text that is replaced
   std::size_t removed = 0;     // how much of it
-  std::wstring_view prefix;    // between the offset and the node
+  std::size_t parentName = 0;  // length of the tag name of a parent that is opened
   bool breaksLine = false;     // behind the node
   bool opensParent = false;    // the parent gets its end tag
-  std::size_t parentName = 0;  // length of the tag name of a parent that is opened
+  bool endsStartTag = false;   // that of the parent, before the node
+  bool startsLine = false;     // before the node
+  bool isLast = false;         // no element begins behind it
 
-  [[nodiscard]] std::size_t GetNodeStart() const noexcept { return offset + prefix.size(); }
-  /// What stands around the node with it.
-  [[nodiscard]] std::size_t GetFrameLength() const noexcept {
-    return prefix.size() + (breaksLine ? 1 : 0) + (opensParent ? parentName + 3 : 0);
+  [[nodiscard]] std::size_t GetNodeStart() const noexcept {
+    return offset + (endsStartTag ? 1 : 0) + (startsLine ? 1 : 0);
+  }
+
+  /// Makes it the place of the first child of an empty element.
+  void OpenParent(std::size_t nameLength, std::size_t tagClose) noexcept {
+    offset = tagClose;
+    removed = 2;
+    parentName = nameLength;
+    opensParent = true;
+    endsStartTag = true;
+    startsLine = breaksLine;
   }
 };
+
+/// Adds a node. What is common is inline, and the functions that are not take single values: when
+/// all of this object is in registers, adding takes three quarters of the time.
+class MXmlDocument::Insertion {
+ public:
+  /// Finds the place of a node of a kind.
+  Insertion(MXmlDocument& document, MXmlNodeKind kind) noexcept
+      : document_(document), store_(*document.store_) {
+    const MXmlPosition& position = document.position_;
+    const auto& last = store_.lastAdded;
+    const bool isBehind =
+        position.kind == MXmlNodeKind::kElement && position.element == last.element;
+    const bool isInside = position.kind == MXmlNodeKind::kNone && position.parent == last.element &&
+                          last.tagClose != 0;
+    const bool breaksLine = document.WritesLineBreaks() && kind != MXmlNodeKind::kCData;
+    if (!isBehind && !isInside) {
+      place_ = document.FindPlace(breaksLine);
+      return;
+    }
+    place_.parent = position.parent;
+    place_.breaksLine = breaksLine;
+    place_.isLast = last.element == store_.lastInText;
+    if (isBehind) {
+      place_.level = last.level;
+      place_.previous = last.element;
+      place_.offset = last.behind;
+    } else {
+      place_.level = last.level + 1;
+      place_.OpenParent(last.nameLength, last.tagClose);
+    }
+  }
+
+  /// False when there is no place.
+  [[nodiscard]] bool IsPossible() const noexcept { return place_.parentName <= kLongestName; }
+
+  /// The level of an element in this place.
+  [[nodiscard]] std::uint32_t GetLevel() const noexcept { return place_.level; }
+
+  /// Offset of the node, as soon as there is room for it.
+  [[nodiscard]] std::size_t GetNodeStart() const noexcept { return place_.GetNodeStart(); }
+
+  /// Makes room for the node, writes what belongs around it, and moves what stands behind. The
+  /// caller writes the node to where the result points. Null, with nothing changed, when the text
+  /// would get too long.
+  [[nodiscard]] XmlRoom MakeRoom(NodeLength length) {
+    // The gap is where the next node is likely to come: in this one if it is empty, else behind it.
+    const std::size_t lineBreak = place_.breaksLine ? 1 : 0;
+    const bool isEmpty = length.behindGap != 0;
+    const std::size_t before =
+        GetNodeStart() - place_.offset + length.beforeGap + (isEmpty ? 0 : lineBreak);
+    const std::size_t behind = length.behindGap + (isEmpty ? lineBreak : 0) +
+                               (place_.opensParent ? place_.parentName + kEndTagFrame : 0);
+    const std::size_t added = before + behind;
+    if (store_.text.GetSize() - place_.removed + added > document_.lengthLimit_) return {};
+    XmlRoom node = store_.text.Replace(place_.offset, place_.removed, before, behind);
+    if (place_.endsStartTag) *node.before++ = L'>';
+    if (place_.startsLine) *node.before++ = L'\n';
+    wchar_t* const nodeEnd =
+        isEmpty ? node.behind + length.behindGap : node.before + length.beforeGap;
+    if (place_.breaksLine) *nodeEnd = L'\n';
+
+    const auto difference = static_cast<std::uint32_t>(added - place_.removed);
+    if (!place_.isLast) document_.ShiftBehind(place_.parent, place_.previous, difference);
+    store_.index.GrowAround(place_.parent, difference);
+    if (place_.opensParent) {
+      document_.EndParent(place_.parent, place_.parentName, place_.endsStartTag,
+                          isEmpty ? nodeEnd + lineBreak : node.behind);
+    }
+    document_.MovePositions(place_.offset + place_.removed, difference, false);
+    store_.lastAdded = {};
+    return node;
+  }
+
+  /// Links the element that was written, with everything in it up to `lastInText`, and makes it the
+  /// current node.
+  void LinkElement(std::uint32_t number, std::uint32_t lastInText) noexcept {
+    store_.index.LinkBehind(place_.parent, place_.previous, number);
+    if (place_.isLast) store_.lastInText = lastInText;
+    store_.lookup.NoteAdded(store_, number, document_.IgnoresCase());
+    if (!document_.savedPositions_.empty()) {
+      document_.LinkSavedPositions(place_.parent, place_.previous, number);
+    }
+    document_.position_ = {place_.parent, number, 0, MXmlNodeKind::kElement, 0, 0};
+  }
+
+  /// Makes the node that was written, which is no element, the current one.
+  void Select(MXmlNodeKind kind, std::size_t length) noexcept {
+    document_.position_ = {place_.parent,
+                           place_.previous,
+                           0,
+                           kind,
+                           static_cast<std::uint32_t>(GetNodeStart()),
+                           static_cast<std::uint32_t>(length)};
+  }
+
+  /// To be called when an element without children was linked: the next one is likely to come
+  /// behind it or in it.
+  void Remember(std::uint32_t number, std::size_t nameLength, NodeLength length) noexcept {
+    const std::size_t tagClose = GetNodeStart() + length.beforeGap;
+    store_.lastAdded = {number, place_.level, nameLength,
+                        tagClose + length.behindGap + (place_.breaksLine ? 1 : 0),
+                        length.behindGap != 0 ? tagClose : 0};
+  }
+
+ private:
+  MXmlDocument& document_;
+  Orvel::Detail::XmlStore& store_;
+  Place place_;
+};
+
+/// The place at the current position.
+MXmlDocument::Place MXmlDocument::FindPlace(bool breaksLine) const noexcept {
+  Place place;
+  place.parent = position_.parent;
+  place.breaksLine = breaksLine;
+  if (position_.kind == MXmlNodeKind::kNone) {
+    FindPlaceInLevel(place);
+  } else {
+    place.previous = position_.element;
+    place.offset = GetElement() != 0 ? store_->GetEnd(position_.element)
+                                     : std::size_t{position_.nodeStart} + position_.nodeLength;
+    if (WritesLineBreaks()) place.offset += GetLineBreakLength(place.offset);
+  }
+  place.level = place.parent == 0 ? 0 : store_->index.At(place.parent).GetLevel() + 1;
+  place.isLast = !store_->IsAnyFrom(place.offset + place.removed);
+  return place;
+}
+
+/// The place in a level without a current node is behind everything that the level contains.
+void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
+  place.previous = store_->index.GetLastChild(place.parent);
+  place.offset = store_->GetContentEnd(place.parent);
+  if (place.parent == 0) return;
+  const MXmlElementRecord& parent = store_->index.At(place.parent);
+  if (parent.GetEndTagLength() != 0) {
+    place.startsLine = place.breaksLine && place.offset == store_->GetContentStart(place.parent);
+    return;
+  }
+  const std::size_t nameLength = store_->GetTagName(place.parent).size();
+  if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
+    place.OpenParent(nameLength, place.offset - 2);
+  } else {  // it was not ended
+    place.parentName = nameLength;
+    place.opensParent = true;
+    place.startsLine = place.breaksLine;
+  }
+}
+
+/// Writes the end tag of an element that gets its first child, which ends its start tag if that was
+/// an empty one.
+void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool endsStartTag,
+                             wchar_t* endTag) noexcept {
+  MXmlElementRecord& parent = store_->index.At(number);
+  ElementText::WriteEndTag(store_->text.GetView(parent.start + 1, nameLength), endTag);
+  parent.SetTagLengths(parent.GetStartTagLength() - (endsStartTag ? 1 : 0),
+                       static_cast<std::uint32_t>(nameLength + kEndTagFrame));
+  parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
+}
+
+/// Saved positions at nodes behind an element that was added get it as the element before them.
+void MXmlDocument::LinkSavedPositions(std::uint32_t parent, std::uint32_t previous,
+                                      std::uint32_t number) noexcept {
+  const std::uint32_t start = store_->index.At(number).start;
+  for (auto& [name, position] : savedPositions_) {
+    const bool isNode =
+        position.kind != MXmlNodeKind::kElement && position.kind != MXmlNodeKind::kNone;
+    if (isNode && position.parent == parent && position.element == previous &&
+        position.nodeStart > start) {
+      position.element = number;
+    }
+  }
+}
 
 MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) const noexcept {
   if (!store_->IsElement(element)) return {};
@@ -230,7 +429,7 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
     return false;
   }
   const std::wstring_view added = store_->scratch.GetView();
-  CopyWide(added, store_->text.Replace(offset, removed, added.size()));
+  CopyWide(added, store_->text.Replace(offset, removed, added.size(), 0).before);
 
   const std::size_t behind = offset + removed;
   if (place.element == 0) {
@@ -245,6 +444,7 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
     record.tagLengths += difference;
   }
   MovePositions(behind, difference, true);
+  store_->lastAdded = {};
   TrimScratch();
   return true;
 }
@@ -292,27 +492,31 @@ bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
 
 bool MXmlDocument::AddElementText(ElementText& element, MXmlReferences references) {
   if (!IsTagName(element.name)) return false;
-  const Place place = FindPlace(MXmlNodeKind::kElement);
-  const std::uint32_t level = GetLevelBelow(place.parent);
-  if (!place.exists || level > MXmlElementRecord::kMaxLevel) return false;
-  MakeWritable(element, references);
+  Insertion insertion(*this, MXmlNodeKind::kElement);
+  const std::uint32_t level = insertion.GetLevel();
+  if (!insertion.IsPossible() || level > MXmlElementRecord::kMaxLevel) return false;
+  if (HoldsXmlTextEscape(element.data) || store_->text.Holds(element.name) ||
+      store_->text.Holds(element.data)) {
+    MakeWritable(element, references);
+  }
   const std::size_t startTagLength = element.GetStartTagLength();
   if (startTagLength > MXmlElementRecord::kMaxStartTagLength) return false;
   store_->index.Reserve(1);
-  const std::size_t length = element.GetLength();
-  wchar_t* const text = Insert(place, length);
-  if (text == nullptr) return false;
+  const NodeLength length = element.GetLength();
+  const XmlRoom text = insertion.MakeRoom(length);
+  if (text.before == nullptr) return false;
   element.Write(text);
   TrimScratch();
 
-  MXmlElementRecord record{};
-  record.start = static_cast<std::uint32_t>(place.GetNodeStart());
-  record.length = static_cast<std::uint32_t>(length);
+  const std::uint32_t number = store_->index.Add();
+  MXmlElementRecord& record = store_->index.At(number);
+  record.start = static_cast<std::uint32_t>(insertion.GetNodeStart());
+  record.length = static_cast<std::uint32_t>(length.GetSum());
   record.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
                        static_cast<std::uint32_t>(element.GetEndTagLength()));
   record.flagsAndLevel = level | (element.data.empty() ? MXmlElementRecord::kSelfClosed : 0);
-  const std::uint32_t number = store_->index.Add(record);
-  LinkAdded(place, number, number);
+  insertion.LinkElement(number, number);
+  insertion.Remember(number, element.name.size(), length);
   return true;
 }
 
@@ -339,20 +543,15 @@ bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
       return false;
   }
   if (endsEarly || text.find(end) != std::wstring_view::npos) return false;
-  const Place place = FindPlace(kind);
-  if (!place.exists) return false;
+  Insertion insertion(*this, kind);
+  if (!insertion.IsPossible()) return false;
   text = KeepOutside(text);
   const std::size_t length = begin.size() + text.size() + end.size();
-  wchar_t* node = Insert(place, length);
+  wchar_t* node = insertion.MakeRoom({length, 0}).before;
   if (node == nullptr) return false;
   for (const std::wstring_view piece : {begin, text, end}) node = CopyWide(piece, node);
   TrimScratch();
-  position_ = {place.parent,
-               place.previous,
-               0,
-               kind,
-               static_cast<std::uint32_t>(place.GetNodeStart()),
-               static_cast<std::uint32_t>(length)};
+  insertion.Select(kind, length);
   return true;
 }
 
@@ -365,16 +564,16 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
       added.At(root).nextSibling != 0 || added.At(root).HasFlag(MXmlElementRecord::kNotEnded)) {
     return false;
   }
-  const Place place = FindPlace(MXmlNodeKind::kElement);
-  if (!place.exists) return false;
-  const std::uint32_t level = GetLevelBelow(place.parent);
+  Insertion insertion(*this, MXmlNodeKind::kElement);
+  if (!insertion.IsPossible()) return false;
+  const std::uint32_t level = insertion.GetLevel();
   for (std::uint32_t i = root; i < added.GetNext(); ++i) {
     if (level + added.At(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
   }
   const std::uint32_t rootStart = added.At(root).start;
   text = KeepOutside(text.substr(rootStart, added.At(root).length));
   store_->index.Reserve(added.GetNext() - root);
-  wchar_t* const node = Insert(place, text.size());
+  wchar_t* const node = insertion.MakeRoom({text.size(), 0}).before;
   if (node == nullptr) return false;
   CopyWide(text, node);
   TrimScratch();
@@ -385,7 +584,7 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
   };
   for (std::uint32_t i = root; i < added.GetNext(); ++i) {
     MXmlElementRecord record = added.At(i);
-    record.start += static_cast<std::uint32_t>(place.GetNodeStart()) - rootStart;
+    record.start += static_cast<std::uint32_t>(insertion.GetNodeStart()) - rootStart;
     record.flagsAndLevel += level;
     renumber(record.parent);
     renumber(record.firstChild);
@@ -394,45 +593,8 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
     store_->index.Add(record);
   }
   store_->index.At(number).flagsAndLevel &= ~MXmlElementRecord::kFirstChild;
-  LinkAdded(place, number, store_->index.GetNext() - 1);
+  insertion.LinkElement(number, store_->index.GetNext() - 1);
   return true;
-}
-
-std::uint32_t MXmlDocument::GetLevelBelow(std::uint32_t parent) const noexcept {
-  return parent == 0 ? 0 : store_->index.At(parent).GetLevel() + 1;
-}
-
-MXmlDocument::Place MXmlDocument::FindPlace(MXmlNodeKind kind) const noexcept {
-  Place place;
-  place.parent = position_.parent;
-  place.exists = true;
-  place.breaksLine = WritesLineBreaks() && kind != MXmlNodeKind::kCData;
-  if (position_.kind != MXmlNodeKind::kNone) {
-    place.previous = position_.element;
-    place.offset = GetElement() != 0 ? store_->GetEnd(position_.element)
-                                     : std::size_t{position_.nodeStart} + position_.nodeLength;
-    if (WritesLineBreaks()) place.offset += GetLineBreakLength(place.offset);
-    return place;
-  }
-  place.previous = store_->index.GetLastChild(place.parent);
-  place.offset = store_->GetContentEnd(place.parent);
-  if (place.parent == 0) return place;
-  const MXmlElementRecord& parent = store_->index.At(place.parent);
-  if (parent.GetEndTagLength() == 0) {
-    place.opensParent = true;
-    place.parentName = store_->GetTagName(place.parent).size();
-    place.exists = place.parentName <= kLongestName;
-    place.prefix = place.breaksLine ? L">\n" : L">";
-    if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
-      place.removed = 2;
-      place.offset -= 2;
-    } else {
-      place.prefix.remove_prefix(1);
-    }
-  } else if (place.breaksLine && place.offset == store_->GetContentStart(place.parent)) {
-    place.prefix = L"\n";
-  }
-  return place;
 }
 
 std::size_t MXmlDocument::GetLineBreakLength(std::size_t offset) const noexcept {
@@ -451,14 +613,9 @@ std::wstring_view MXmlDocument::KeepOutside(std::wstring_view piece) {
   return store_->scratch.GetView();
 }
 
-/// Replaces name and data of an element by copies in the scratch text, escaped, unless they may be
-/// written as they are: nothing is to be escaped, and no edit moves them. The scratch text holds
-/// the element's attribute or nothing.
+/// Replaces name and data of an element by copies in the scratch text, the data escaped. The
+/// scratch text holds the element's attribute or nothing.
 void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references) {
-  if (!HoldsXmlTextEscape(element.data) && !store_->text.Holds(element.name) &&
-      !store_->text.Holds(element.data)) {
-    return;
-  }
   WideBuffer& scratch = store_->scratch;
   const std::size_t attributeEnd = scratch.GetSize();
   scratch.Append(element.name);
@@ -468,33 +625,6 @@ void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references)
   element.name = pieces.substr(attributeEnd, nameEnd - attributeEnd);
   element.data = pieces.substr(nameEnd);
   if (attributeEnd != 0) element.attribute = pieces.substr(0, attributeEnd);
-}
-
-/// Makes room for `length` units of a node at a place, writes what belongs around it, and moves
-/// what stands behind. The caller writes the node to where the result points. Null, with nothing
-/// changed, when the text would get too long.
-wchar_t* MXmlDocument::Insert(const Place& place, std::size_t length) {
-  const std::size_t added = place.GetFrameLength() + length;
-  if (store_->text.GetSize() - place.removed + added > lengthLimit_) return nullptr;
-  wchar_t* const node =
-      CopyWide(place.prefix, store_->text.Replace(place.offset, place.removed, added));
-  wchar_t* next = node + length;
-  if (place.breaksLine) *next++ = L'\n';
-
-  const std::size_t behind = place.offset + place.removed;
-  const auto difference = static_cast<std::uint32_t>(added - place.removed);
-  if (store_->IsAnyFrom(behind)) ShiftBehind(place.parent, place.previous, difference);
-  store_->index.GrowAround(place.parent, difference);
-  if (place.opensParent) {
-    MXmlElementRecord& parent = store_->index.At(place.parent);
-    ElementText::WriteEndTag(store_->text.GetView(parent.start + 1, place.parentName), next);
-    const bool selfClosed = parent.HasFlag(MXmlElementRecord::kSelfClosed);
-    parent.SetTagLengths(parent.GetStartTagLength() - (selfClosed ? 1 : 0),
-                         static_cast<std::uint32_t>(place.parentName + 3));
-    parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
-  }
-  MovePositions(behind, difference, false);
-  return node;
 }
 
 /// Gives the scratch text's memory back after an edit with much text.
@@ -525,22 +655,4 @@ void MXmlDocument::MovePositions(std::size_t offset, std::uint32_t difference,
   };
   move(position_);
   for (auto& [name, position] : savedPositions_) move(position);
-}
-
-/// Links an element, which is in the text already, and makes it the current one.
-void MXmlDocument::LinkAdded(const Place& place, std::uint32_t number,
-                             std::uint32_t lastInText) noexcept {
-  store_->index.LinkBehind(place.parent, place.previous, number);
-  const std::uint32_t start = store_->index.At(number).start;
-  if (!store_->IsAnyFrom(start)) store_->lastInText = lastInText;
-  store_->lookup.NoteAdded(*store_, number, IgnoresCase());
-  for (auto& [name, position] : savedPositions_) {
-    const bool isNode =
-        position.kind != MXmlNodeKind::kElement && position.kind != MXmlNodeKind::kNone;
-    if (isNode && position.parent == place.parent && position.element == place.previous &&
-        position.nodeStart > start) {
-      position.element = number;
-    }
-  }
-  position_ = {place.parent, number, 0, MXmlNodeKind::kElement, 0, 0};
 }

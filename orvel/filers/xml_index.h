@@ -81,7 +81,15 @@ class XmlIndex {
   /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of all that
   /// enclose it. Takes the time of the way through the tree from the last growth to this one.
   void GrowAround(std::uint32_t number, std::uint32_t difference) noexcept {
-    if (growthAt_ != number) MoveGrowth(number);
+    if (growthAt_ != number) {
+      MXmlElementRecord& record = At(number);
+      if (record.parent == growthAt_) {  // as when an element gets its first child
+        record.length -= growth_;
+        growthAt_ = number;
+      } else {
+        MoveGrowth(number);
+      }
+    }
     growth_ += difference;
   }
 

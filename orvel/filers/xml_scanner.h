@@ -114,6 +114,9 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
   return static_cast<std::size_t>(FindXmlTagNameEnd(begin, end) - begin);
 }
 
+/// The name in a start tag.
+[[nodiscard]] std::wstring_view FindXmlTagName(std::wstring_view startTag) noexcept;
+
 /// What ScanXmlMarkup() found.
 enum class XmlTokenKind {
   kStartTag,

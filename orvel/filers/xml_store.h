@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "orvel/filers/wide_buffer.h"
 #include "orvel/filers/xml_index.h"
@@ -22,8 +23,26 @@ struct XmlStore {
   WideBuffer scratch;            ///< what an edit inserts; kept for its memory
   std::uint32_t lastInText = 0;  ///< the element that begins last, 0 if there is none
 
+  /// What the last edit added, if it was an element without children: the next one is likely to
+  /// come behind it or in it.
+  struct {
+    std::uint32_t element = 0;
+    std::uint32_t level = 0;
+    std::size_t nameLength = 0;
+    std::size_t behind = 0;    ///< offset behind it and its line break
+    std::size_t tagClose = 0;  ///< offset of the "/>" if it is empty, else 0
+  } lastAdded;
+
   [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {
     return number != 0 && number < index.GetNext();
+  }
+
+  /// Replaces all elements.
+  void SetIndex(XmlIndex&& elements) noexcept {
+    index = std::move(elements);
+    lookup.Clear();
+    lastInText = index.GetNext() - 1;
+    lastAdded = {};
   }
 
   /// True when an element begins at `offset` or behind it.
@@ -37,8 +56,8 @@ struct XmlStore {
   }
 
   [[nodiscard]] std::wstring_view GetTagName(std::uint32_t number) noexcept {
-    const std::wstring_view tag = GetStartTag(number).substr(1);
-    return tag.substr(0, XmlTagNameLength(tag.data(), tag.data() + tag.size()));
+    if (number != lastAdded.element) return FindXmlTagName(GetStartTag(number));
+    return text.GetView(index.At(number).start + 1, lastAdded.nameLength);
   }
 
   /// True when the tag name of an element is `name`, which must hold no character that ends tag

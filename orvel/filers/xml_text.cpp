@@ -26,13 +26,6 @@ void MoveWide(std::wstring_view piece, wchar_t* to) noexcept {
 
 }  // namespace
 
-std::wstring_view XmlText::GetView(std::size_t offset, std::size_t length) noexcept {
-  if (gapLength_ != 0 && offset < gapStart_ && offset + length > gapStart_)
-    MoveGap(offset + length);
-  const std::size_t shift = offset < gapStart_ ? 0 : gapLength_;
-  return std::wstring_view(buffer_.data() + offset + shift, length);
-}
-
 const std::wstring& XmlText::GetWhole() {
   if (gapLength_ != 0) {
     MoveGap(GetSize());
@@ -54,15 +47,6 @@ void XmlText::Set(std::wstring&& text) noexcept {
   gapStart_ = 0;
   gapLength_ = 0;
   nextGap_ = 0;
-}
-
-wchar_t* XmlText::Replace(std::size_t offset, std::size_t removed, std::size_t length) {
-  MoveGap(offset + removed);
-  if (length > removed + gapLength_) GrowGap(length - removed);
-  wchar_t* const added = buffer_.data() + gapStart_ - removed;
-  gapStart_ += length - removed;
-  gapLength_ -= length - removed;
-  return added;
 }
 
 void XmlText::MoveGap(std::size_t offset) noexcept {

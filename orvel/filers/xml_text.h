@@ -8,6 +8,13 @@
 
 namespace Orvel::Detail {
 
+/// Where the two parts of an insertion are to be written: what comes before the gap, and what comes
+/// behind it.
+struct XmlRoom {
+  wchar_t* before = nullptr;
+  wchar_t* behind = nullptr;
+};
+
 /// The text of a document that is being edited: a string with a gap in it that follows the edits,
 /// so that edits next to each other cost what they insert, not what stands behind them. Offsets
 /// count the text without the gap.
@@ -25,7 +32,11 @@ class XmlText {
 
   /// A part of the text, which must be inside. May move the gap; the view holds until the next
   /// call that is not const.
-  [[nodiscard]] std::wstring_view GetView(std::size_t offset, std::size_t length) noexcept;
+  [[nodiscard]] std::wstring_view GetView(std::size_t offset, std::size_t length) noexcept {
+    if (gapLength_ == 0) return {buffer_.data() + offset, length};
+    if (offset < gapStart_ && offset + length > gapStart_) MoveGap(offset + length);
+    return {buffer_.data() + offset + (offset < gapStart_ ? 0 : gapLength_), length};
+  }
 
   /// The whole text; removes the gap. Valid until the next call that is not const.
   [[nodiscard]] const std::wstring& GetWhole();
@@ -36,9 +47,18 @@ class XmlText {
   /// Takes a text over without copying it.
   void Set(std::wstring&& text) noexcept;
 
-  /// Replaces `removed` units at `offset` by `length` new ones, which the caller then writes to
-  /// where the result points. When memory runs out, the text is unchanged.
-  [[nodiscard]] wchar_t* Replace(std::size_t offset, std::size_t removed, std::size_t length);
+  /// Replaces `removed` units at `offset` by `before` and `behind` new ones, which the caller then
+  /// writes. The gap is between the two, so that an edit there moves nothing. When memory runs out,
+  /// the text is unchanged.
+  [[nodiscard]] XmlRoom Replace(std::size_t offset, std::size_t removed, std::size_t before,
+                                std::size_t behind) {
+    if (gapStart_ < offset || gapStart_ > offset + removed) MoveGap(offset + removed);
+    if (before + behind > gapLength_ + removed) GrowGap(before + behind - removed);
+    gapLength_ += removed - before - behind;
+    gapStart_ = offset + before;
+    wchar_t* const data = buffer_.data();
+    return {data + offset, data + gapStart_ + gapLength_};
+  }
 
   /// True when `piece` is a part of this text, so that an edit might move it.
   [[nodiscard]] bool Holds(std::wstring_view piece) const noexcept {
