@@ -71,7 +71,7 @@ class Editor {
   }
 
   void Step() {
-    switch (input_.ConsumeIntegralInRange<int>(0, 15)) {
+    switch (input_.ConsumeIntegralInRange<int>(0, 17)) {
       case 0:
         document_.FindElement(Text());
         break;
@@ -117,6 +117,12 @@ class Editor {
       case 14:
         (void)document_.GetData(Element());
         (void)document_.GetAttributes(Element());
+        break;
+      case 15:
+        document_.SetFlags(document_.GetFlags() ^ MXmlDocument::kNoLineBreaks);
+        break;
+      case 16:
+        document_.SetDocument(document_.TakeDocumentText());
         break;
       default:
         (void)document_.GetNodeName();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -198,6 +199,56 @@ TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   EXPECT_FALSE(document.SetAttribute(1, L"a", L""));
   EXPECT_EQ(CheckedText(document), L"<r><s/></r>");
   EXPECT_EQ(document.GetTagName(document.GetElement()), L"r");
+}
+
+/// One of many edits and moves, the same for the same number.
+bool Step(MXmlDocument& document, std::uint32_t number) {
+  const std::uint32_t element = number / 16 % document.GetRecordCount();
+  switch (number % 16) {
+    case 0:
+    case 1:
+    case 2:
+      return document.AddElement(L"empty");
+    case 3:
+    case 4:
+      return document.AddElement(L"full", L"data");
+    case 5:
+      return document.AddElement(L"a", {}, L"type", L"1");
+    case 6:
+    case 7:
+    case 8:
+      return document.IntoElement();
+    case 9:
+      return document.OutOfElement();
+    case 10:
+      return document.AddNode(MXmlNodeKind::kComment, L"c");
+    case 11:
+      return document.SetAttribute(element, L"n", std::to_wstring(number % 1000));
+    case 12:
+      return document.AddSubDocument(document.GetSubDocument(element));
+    case 13:
+      document.SavePosition(L"");
+      return document.FindFirstElement({});
+    case 14:
+      return document.RestorePosition(L"");
+    default:
+      document.SetFlags(number / 16 % 2 == 0 ? 0 : MXmlDocument::kNoLineBreaks);
+      return true;
+  }
+}
+
+TEST(MXmlDocumentEditTest, WhatIsRememberedOfTheLastEditChangesNothing) {
+  std::minstd_rand random(1);
+  for (int round = 0; round < 500; ++round) {
+    MXmlDocument document;
+    MXmlDocument forgetful;
+    for (int step = 0; step < 40; ++step) {
+      const auto number = static_cast<std::uint32_t>(random());
+      forgetful.SetFlags(forgetful.GetFlags());
+      ASSERT_EQ(Step(document, number), Step(forgetful, number));
+    }
+    ASSERT_EQ(CheckedText(document), forgetful.GetDocumentText());
+  }
 }
 
 TEST(MXmlDocumentEditTest, EmptyTagIsWrittenAsItIs) {
