@@ -3,6 +3,9 @@
 // and the new one must agree.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <string>
+#include <utility>
+
 #include "fuzz/fuzz_support.h"
 #include "orvel/filers/xml_document.h"
 #include "tests/filers/xml_model.h"
@@ -45,9 +48,8 @@ class Editor {
  public:
   Editor(const std::uint8_t* data, std::size_t size)
       : input_(data, size), document_(input_.ConsumeIntegral<std::uint8_t>()) {
-    document_.SetDocument(input_.ConsumeBool() ? input_.PickValueInArray(kDocuments)
-                                               : WidenBytes(input_.ConsumeRandomLengthString()));
-    isSound_ = document_.IsWellFormed() || document_.GetDocumentText().empty();
+    SetDocument(input_.ConsumeBool() ? input_.PickValueInArray(kDocuments)
+                                     : WidenBytes(input_.ConsumeRandomLengthString()));
   }
 
   void Run() {
@@ -59,6 +61,11 @@ class Editor {
   }
 
  private:
+  void SetDocument(std::wstring text) {
+    document_.SetDocument(std::move(text));
+    isSound_ = document_.IsWellFormed() || document_.GetDocumentText().empty();
+  }
+
   std::wstring Text() {
     if (input_.ConsumeBool()) return input_.PickValueInArray(kTexts);
     return WidenBytes(input_.ConsumeRandomLengthString(40));
@@ -122,7 +129,7 @@ class Editor {
         document_.SetFlags(document_.GetFlags() ^ MXmlDocument::kNoLineBreaks);
         break;
       case 16:
-        document_.SetDocument(document_.TakeDocumentText());
+        SetDocument(document_.TakeDocumentText());
         break;
       default:
         (void)document_.GetNodeName();

@@ -104,8 +104,10 @@ TEST(MXmlDocumentEditTest, SeesWhatHasToBeEscapedWhereverItIs) {
       MXmlDocument document;
       ASSERT_TRUE(document.AddElement(L"r", text, L"a", text));
       ASSERT_EQ(document.GetNodeText().size(), 17 + 2 * length);
-      text[i] = L'<';
-      ASSERT_FALSE(document.AddElement(text));
+      for (const wchar_t c : std::wstring_view(L" \t\n\r=\\/?!><")) {
+        text[i] = c;
+        ASSERT_FALSE(document.AddElement(text));
+      }
       ASSERT_FALSE(document.AddElement(L"r", L"", text, L""));
       ASSERT_TRUE(document.AddElement(L"r", text));
       ASSERT_EQ(document.GetData(2), text);
@@ -207,8 +209,9 @@ bool Step(MXmlDocument& document, std::uint32_t number) {
   switch (number % 16) {
     case 0:
     case 1:
-    case 2:
       return document.AddElement(L"empty");
+    case 2:
+      return document.SetDocument(document.TakeDocumentText());
     case 3:
     case 4:
       return document.AddElement(L"full", L"data");
@@ -248,7 +251,22 @@ TEST(MXmlDocumentEditTest, WhatIsRememberedOfTheLastEditChangesNothing) {
       ASSERT_EQ(Step(document, number), Step(forgetful, number));
     }
     ASSERT_EQ(CheckedText(document), forgetful.GetDocumentText());
+    for (std::uint32_t i = 1; i < document.GetRecordCount(); ++i) {
+      const MXmlElementRecord record = document.GetRecord(i);
+      const std::uint32_t parent = record.parent;
+      ASSERT_EQ(record.GetLevel(), parent == 0 ? 0 : document.GetRecord(parent).GetLevel() + 1);
+    }
   }
+
+  MXmlDocument document;
+  EXPECT_TRUE(document.AddElement(L"a"));
+  document.SetFlags(MXmlDocument::kNoLineBreaks);
+  EXPECT_TRUE(document.AddElement(L"b"));
+  EXPECT_EQ(document.GetDocumentText(), L"<a/><b/>\n");
+  document.SetDocument(L"<r><s>text</s></r>");
+  ASSERT_TRUE(Enter(document, L"r") && document.FindElement(L"s"));
+  EXPECT_TRUE(document.AddElement(L"n"));
+  EXPECT_EQ(CheckedText(document), L"<r><s>text</s><n/></r>");
 }
 
 TEST(MXmlDocumentEditTest, EmptyTagIsWrittenAsItIs) {
