@@ -495,10 +495,9 @@ bool MXmlDocument::AddElementText(ElementText& element, MXmlReferences reference
   Insertion insertion(*this, MXmlNodeKind::kElement);
   const std::uint32_t level = insertion.GetLevel();
   if (!insertion.IsPossible() || level > MXmlElementRecord::kMaxLevel) return false;
-  if (HoldsXmlTextEscape(element.data) || store_->text.Holds(element.name) ||
-      store_->text.Holds(element.data)) {
-    MakeWritable(element, references);
-  }
+  const bool isDataWritable = element.data.empty() || (!HoldsXmlTextEscape(element.data) &&
+                                                       !store_->text.Holds(element.data));
+  if (!isDataWritable || store_->text.Holds(element.name)) MakeWritable(element, references);
   const std::size_t startTagLength = element.GetStartTagLength();
   if (startTagLength > MXmlElementRecord::kMaxStartTagLength) return false;
   store_->index.Reserve(1);

@@ -64,14 +64,23 @@ void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
   }
   // Climbs from both ends to where the ways meet. Levels grow on the way down, so the one that is
   // deeper is never above that place; the document is above all levels.
-  std::uint32_t target = number;
-  while (growthAt_ != target) {
-    const bool leave =
-        target == 0 || (growthAt_ != 0 && At(growthAt_).GetLevel() > At(target).GetLevel());
-    std::uint32_t& climbing = leave ? growthAt_ : target;
-    MXmlElementRecord& record = At(climbing);
-    record.length += leave ? growth_ : 0U - growth_;
-    climbing = record.parent;
+  const auto getDepth = [this](std::uint32_t element) {
+    return element == 0 ? 0 : At(element).GetLevel() + 1;
+  };
+  std::uint32_t from = growthAt_;
+  std::uint32_t fromDepth = getDepth(from);
+  std::uint32_t to = number;
+  std::uint32_t toDepth = getDepth(to);
+  while (from != to) {
+    if (fromDepth > toDepth) {
+      At(from).length += growth_;
+      from = At(from).parent;
+      fromDepth = getDepth(from);
+    } else {
+      At(to).length -= growth_;
+      to = At(to).parent;
+      toDepth = getDepth(to);
+    }
   }
   growthAt_ = number;
 }
