@@ -133,13 +133,13 @@ void XmlParser::OpenTag(const XmlToken& token, const wchar_t* begin) {
     SetError(L"Nesting at offset %d too deep", {}, {start}, start);
     return;
   }
-  MXmlElementRecord record{};
+  const std::uint32_t number = index_.Add();
+  MXmlElementRecord& record = index_.At(number);
   record.start = start;
   record.length = token.selfClosed ? length : 0;
   record.tagLengths = length;
   record.flagsAndLevel = static_cast<std::uint32_t>(open_.size()) |
                          (token.selfClosed ? MXmlElementRecord::kSelfClosed : 0);
-  const std::uint32_t number = index_.Add(record);
   index_.LinkLast(GetParent(), lastChild_, number);
   lastChild_ = token.selfClosed ? number : 0;
   if (token.selfClosed) return;
