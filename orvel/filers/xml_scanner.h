@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -102,7 +101,7 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
   for (; end - begin >= kNarrowLanes; begin += kNarrowLanes) {
     const unsigned bits = XmlTagNameEndBits(LoadNarrow(begin));
-    if (bits != 0) return begin + std::countr_zero(bits);
+    if (bits != 0) return begin + FirstBit(bits);
   }
 #endif
   return FindXmlChar(begin, end, kXmlTagNameEnd);
@@ -144,7 +143,7 @@ struct XmlToken {
 /// The `>` that ends a start tag of which `next` is a part outside of strings, the first `skipped`
 /// characters of which, at most 16, are not looked at; `end` if there is none.
 [[nodiscard]] inline const wchar_t* FindXmlStartTagClose(const wchar_t* next, const wchar_t* end,
-                                                         int skipped) noexcept {
+                                                         unsigned skipped) noexcept {
   wchar_t string = 0;  // the quote that began the string that `next` is in
   for (;;) {
     const wchar_t* stop = end;
@@ -166,7 +165,7 @@ struct XmlToken {
         inside ^= inside << 8;
         if (string != 0) inside = ~inside;
         const unsigned closes = ByteBits(EqualBytes(bytes, '>')) & ahead & ~inside;
-        if (closes != 0) return next + std::countr_zero(closes);
+        if (closes != 0) return next + FirstBit(closes);
         if ((inside & 0x8000U) == 0) {
           string = 0;
         } else if (string == 0) {
@@ -205,7 +204,7 @@ struct XmlStartTagEnds {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
   if (end - name >= kNarrowLanes) {
     if (const unsigned nameEnds = XmlTagNameEndBits(LoadNarrow(name))) {
-      const int nameLength = std::countr_zero(nameEnds);
+      const unsigned nameLength = FirstBit(nameEnds);
       const wchar_t* const nameEnd = name + nameLength;
       if (nameLength == 0 || *nameEnd == L'>') return {nameEnd, nameEnd};
       return {nameEnd, FindXmlStartTagClose(name, end, nameLength)};

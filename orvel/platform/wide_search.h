@@ -103,9 +103,10 @@ inline unsigned ByteBits(__m128i mask) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(mask));
 }
 
-/// Position of the first lane in a byte mask, not 0, of two blocks of lanes that were joined.
-inline std::ptrdiff_t FirstJoinedLane(int mask) noexcept {
-  return std::countr_zero(static_cast<unsigned>(mask)) * 2 / static_cast<int>(sizeof(wchar_t));
+/// Position of the lowest bit that is set; there must be one. Without a sign, which would have to
+/// be extended before a pointer can move on: searches wait for each such step.
+inline unsigned FirstBit(unsigned bits) noexcept {
+  return static_cast<unsigned>(std::countr_zero(bits));
 }
 
 #endif
@@ -119,8 +120,8 @@ inline const wchar_t* FindWide(const wchar_t* begin, const wchar_t* end, wchar_t
     // Joined without loss: all bits of a lane are the same.
     const __m128i hits = _mm_packs_epi16(EqualLanes(_mm_loadu_si128(blocks), pattern),
                                          EqualLanes(_mm_loadu_si128(blocks + 1), pattern));
-    const int mask = _mm_movemask_epi8(hits);
-    if (mask != 0) return begin + FirstJoinedLane(mask);
+    const unsigned bits = ByteBits(hits);
+    if (bits != 0) return begin + (sizeof(wchar_t) == 2 ? FirstBit(bits) : FirstBit(bits) / 2);
   }
 #endif
   while (begin != end && *begin != wanted) ++begin;
