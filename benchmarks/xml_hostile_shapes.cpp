@@ -152,7 +152,7 @@ const Shape kShapes[] = {
      ReadRoot},
     {"end tags past their limit",
      [](std::size_t n) {
-       return InRoot(Repeat(L"</" + std::wstring(1100, L'a') + L">", 2000 * n));
+       return InRoot(Repeat(L"</" + std::wstring(1100, L'a') + L">", 8000 * n));
      },
      ReadRoot},
     {"writing a flat level", [](std::size_t) { return std::wstring(); }, WriteFlat},
