@@ -68,6 +68,8 @@ bool AreAllNameBytes(__m128i bytes) noexcept {
 bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
   constexpr auto kLanes = static_cast<std::size_t>(kNarrowLanes);
+  // No loop, which would have more constants in registers than a function on Windows may use
+  // without saving them: short names would pay for that.
   if (text.size() > kLanes)
     return HoldsXmlTagNameEnd(text.substr(0, kLanes)) || HoldsXmlTagNameEnd(text.substr(kLanes));
   if (text.size() >= kShort) {
