@@ -80,10 +80,10 @@ std::vector<AuditEntry> LoadAudit(const std::wstring& file) {
   if (!isRead) {
     MError error(context.At(__LINE__, nullptr), L"CannotLoad");
     error.AddParameter(L"file", file);
-    if (!filer->GetErrorText().empty()) {
-      error.AddParameter(L"reason", filer->GetErrorText());
-      error.AddParameter(L"line", static_cast<std::uint32_t>(filer->GetErrorPlace().line));
-      error.AddParameter(L"column", static_cast<std::uint32_t>(filer->GetErrorPlace().column));
+    if (!filer->GetErrorText().empty()) error.AddParameter(L"reason", filer->GetErrorText());
+    if (const auto& place = filer->GetErrorPlace()) {
+      error.AddParameter(L"line", static_cast<std::uint32_t>(place->line));
+      error.AddParameter(L"column", static_cast<std::uint32_t>(place->column));
     }
     throw MException(error);
   }

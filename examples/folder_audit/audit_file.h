@@ -15,7 +15,7 @@ void SaveAudit(const std::wstring& file, const std::wstring& folder,
                const std::vector<AuditEntry>& entries);
 
 /// The entries of a stored audit, in the order in which they were stored. Raises "CannotLoad"
-/// ("file", and "reason", "line", "column" where the text is broken).
+/// ("file"; "reason" when it cannot be read or its text is broken, "line" and "column" of where).
 [[nodiscard]] std::vector<AuditEntry> LoadAudit(const std::wstring& file);
 
 }  // namespace FolderAudit

@@ -39,7 +39,7 @@ std::unique_ptr<MInFilerTaggedXml> MInFilerTaggedXml::FromFile(const std::wstrin
 
 void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
   errorText_ = document_->GetErrorText();
-  if (!errorText_.empty()) {
+  if (!errorText_.empty() && !document_->GetDocumentText().empty()) {
     errorPlace_ = document_->GetLineAndColumn(document_->GetErrorOffset());
   }
   if (!isWellFormed || !document_->FindElement(Format::kRootTag) || !document_->IntoElement()) {

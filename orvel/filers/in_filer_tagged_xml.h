@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ios>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -55,8 +56,11 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   [[nodiscard]] bool IsValid() const noexcept { return document_ != nullptr; }
   /// What was wrong with the text; empty if nothing was, and when only the root is another.
   [[nodiscard]] const std::wstring& GetErrorText() const noexcept { return errorText_; }
-  /// Where in the text that was, for people.
-  [[nodiscard]] const MXmlLineAndColumn& GetErrorPlace() const noexcept { return errorPlace_; }
+  /// Where in the text that was, for people. Empty when nothing was wrong, and when there is no
+  /// text to look in: it is empty, or its file could not be read.
+  [[nodiscard]] const std::optional<MXmlLineAndColumn>& GetErrorPlace() const noexcept {
+    return errorPlace_;
+  }
 
  private:
   MInFilerTaggedXml();
@@ -73,7 +77,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   std::unique_ptr<MXmlDocument> document_;  // null when the text could not be read
   std::int32_t openSections_ = 0;
   std::wstring errorText_;
-  MXmlLineAndColumn errorPlace_;
+  std::optional<MXmlLineAndColumn> errorPlace_;
   std::basic_ios<wchar_t> streamState_{nullptr};  // carries the locale for the number facet
   std::wstring attribute_;                        // kept for its memory
 };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -38,6 +39,13 @@ class MCommandProcessorRaceTest : public testing::Test {
     for (const auto& own : tallies) {
       for (const Tally& tally : own) ASSERT_TRUE(tally.RanOnce() || tally.DeletedUnexecuted());
     }
+  }
+
+  /// Holds one side back for a time that differs from round to round, as a machine may else let the
+  /// same side win every time. Not a number of yields, each of which takes long on a busy machine.
+  static void HoldBack(bool isHeldBack, int round) {
+    const auto goAt = std::chrono::steady_clock::now() + std::chrono::microseconds(round % 100);
+    while (isHeldBack && std::chrono::steady_clock::now() < goAt) std::this_thread::yield();
   }
 
   const HangWatchdog watchdog_;
@@ -93,6 +101,7 @@ TEST_F(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
   std::jthread stopper([&] {
     for (int round = 0; round < kRounds; ++round) {
       start.Await();
+      HoldBack(round % 2 == 1, round);
       processor->Stop();
       end.Await();
     }
@@ -103,8 +112,7 @@ TEST_F(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {
     processor->Start();
     auto command = MakeCommandSynchronous(nullptr, Tallied(tally));
     start.Await();
-    // Else a machine may let the same side win every time.
-    for (int delay = round % 100; delay > 0; --delay) std::this_thread::yield();
+    HoldBack(round % 2 == 0, round);
     const std::string error = ErrorOf([&] { processor->ExecuteSynchronously(std::move(command)); });
     end.Await();
     // No ASSERT: it would leave the stopper behind.

@@ -165,8 +165,10 @@ TEST(MInFilerTaggedXmlTest, TextsThatAreNotOursAnswerFalse) {
   }
   const MInFilerTaggedXml broken(L"<ExceptionChain>\n  <V></W></V>\n</ExceptionChain>");
   EXPECT_EQ(broken.GetErrorText(), L"No start tag for end tag 'W' at offset 22");
-  EXPECT_EQ(broken.GetErrorPlace().line, 2u);
-  EXPECT_EQ(broken.GetErrorPlace().column, 6u);
+  ASSERT_TRUE(broken.GetErrorPlace());
+  EXPECT_EQ(broken.GetErrorPlace()->line, 2u);
+  EXPECT_EQ(broken.GetErrorPlace()->column, 6u);
+  EXPECT_FALSE(MInFilerTaggedXml(L"").GetErrorPlace());
 }
 
 TEST(MInFilerTaggedXmlTest, BeginsTheFirstSectionOfATagAndGoesOnBehindIt) {
