@@ -90,6 +90,22 @@ void WriteManySections(MXmlDocument& document, std::size_t units) {
   }
 }
 
+std::wstring ManyTags(std::size_t units) {
+  std::wstring text;
+  for (std::size_t i = 0; i < 20000 * units; ++i)
+    text += L"<t" + std::to_wstring(i) + L">v<x/></t" + std::to_wstring(i) + L">";
+  return InRoot(text);
+}
+
+void OpenForEachTag(MXmlDocument& document, std::size_t units) {
+  for (std::size_t i = 20000 * units; i-- > 0;) {
+    document.FindFirstElement(L"r");
+    document.IntoElement();
+    document.FindFirstElement(L"t" + std::to_wstring(i));
+    document.OutOfElement();
+  }
+}
+
 void ReadByTagBackwards(MXmlDocument& document, std::size_t units) {
   document.FindElement(L"r");
   document.IntoElement();
@@ -160,14 +176,8 @@ const Shape kShapes[] = {
      WriteFlatInTwoSteps},
     {"writing deep nesting", [](std::size_t) { return std::wstring(); }, WriteDeep},
     {"writing sections deep inside", [](std::size_t) { return std::wstring(); }, WriteManySections},
-    {"reading by tag, backwards",
-     [](std::size_t n) {
-       std::wstring text;
-       for (std::size_t i = 0; i < 20000 * n; ++i)
-         text += L"<t" + std::to_wstring(i) + L">v<x/></t" + std::to_wstring(i) + L">";
-       return InRoot(text);
-     },
-     ReadByTagBackwards},
+    {"reading by tag, backwards", ManyTags, ReadByTagBackwards},
+    {"reading by tag, the level opened each time", ManyTags, OpenForEachTag},
 };
 
 /// Milliseconds of the processor for one run.

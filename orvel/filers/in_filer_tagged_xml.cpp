@@ -47,14 +47,19 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
   }
 }
 
+bool MInFilerTaggedXml::Find(const std::wstring& tag) {
+  // To the document an empty name is any element's.
+  return !tag.empty() && document_->FindFirstElement(tag);
+}
+
 template <class Convert>
 bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type,
                                   Convert convert) {
   if (document_ == nullptr) return false;
   document_->SavePosition({});
-  const bool isRead =
-      document_->FindFirstElement(tag) && document_->GetAttribute(type.GetName(), attribute_) &&
-      attribute_ == type.GetValue() && convert(document_->GetData(document_->GetElement()));
+  const bool isRead = Find(tag) && document_->GetAttribute(type.GetName(), attribute_) &&
+                      attribute_ == type.GetValue() &&
+                      convert(document_->GetData(document_->GetElement()));
   document_->RestorePosition({});
   return isRead;
 }
@@ -94,11 +99,18 @@ bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, const MXmlConstantA
 
 bool MInFilerTaggedXml::ReadString(const std::wstring& tag, std::wstring& value,
                                    const std::wstring& defaultValue) {
-  if (&value != &defaultValue) value = defaultValue;
-  return ReadValue(tag, Format::kStringType, [&](std::wstring&& text) {
-    value = std::move(text);
+  // The destination may be the tag as well.
+  std::wstring found;
+  const bool isRead = ReadValue(tag, Format::kStringType, [&found](std::wstring&& text) {
+    found = std::move(text);
     return true;
   });
+  if (isRead) {
+    value = std::move(found);
+  } else if (&value != &defaultValue) {
+    value = defaultValue;
+  }
+  return isRead;
 }
 
 bool MInFilerTaggedXml::ReadChar(const std::wstring& tag, char& value, char defaultValue) {
@@ -164,14 +176,14 @@ bool MInFilerTaggedXml::ReadInt(const std::wstring& tag, std::int32_t& value,
 bool MInFilerTaggedXml::ReadChangeStamp(std::uint32_t&) { return false; }
 
 bool MInFilerTaggedXml::BeginSection(const std::wstring& tag) {
-  if (document_ == nullptr) return false;
-  if (!document_->FindFirstElement(tag) || !document_->IntoElement()) return false;
+  if (document_ == nullptr || !Find(tag) || !document_->IntoElement()) return false;
   ++openSections_;
   return true;
 }
 
 bool MInFilerTaggedXml::BeginNextSection(const std::wstring& tag) {
-  if (document_ == nullptr || !document_->FindElement(tag) || !document_->IntoElement()) {
+  if (document_ == nullptr || tag.empty() || !document_->FindElement(tag) ||
+      !document_->IntoElement()) {
     return false;
   }
   ++openSections_;
@@ -185,12 +197,13 @@ bool MInFilerTaggedXml::EndSection() {
 }
 
 bool MInFilerTaggedXml::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
-  xmlText.clear();
-  if (document_ == nullptr) return false;
-  document_->SavePosition({});
   std::wstring element;
-  if (document_->FindFirstElement(tag)) element = document_->GetSubDocument();
-  document_->RestorePosition({});
+  if (document_ != nullptr) {
+    document_->SavePosition({});
+    if (Find(tag)) element = document_->GetSubDocument();
+    document_->RestorePosition({});
+  }
+  xmlText.clear();
   if (element.empty()) return false;
   MXmlDocument standAlone;
   if (!Format::BeginDocument(standAlone, Format::kSubDocumentRootTag) ||

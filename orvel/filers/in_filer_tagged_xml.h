@@ -21,6 +21,9 @@
 /// byte counts, and so is a char that does not stand as one character. Floating numbers out of
 /// range become infinities.
 ///
+/// No element has the empty tag: reading it answers false. So does reading an element without an
+/// end tag as a sub-document.
+///
 /// A text that is not well-formed, or whose root is another, makes a reader whose every operation
 /// answers false. Thread-unsafe.
 class MInFilerTaggedXml final : public IInFilerTagged {
@@ -66,6 +69,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   MInFilerTaggedXml();
 
   void EnterRoot(bool isWellFormed);
+  bool Find(const std::wstring& tag);
   template <class Convert>
   bool ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type, Convert convert);
   template <class Extracted, class Value>

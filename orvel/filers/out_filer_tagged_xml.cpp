@@ -105,11 +105,11 @@ bool MOutFilerTaggedXml::EndSection() {
 }
 
 bool MOutFilerTaggedXml::WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) {
-  // Checked first, so that a text that is refused leaves no empty element behind.
-  if (document_ == nullptr || !Format::IsSubDocument(xmlText)) return false;
-  if (!document_->AddElement(tag) || !document_->IntoElement()) return false;
-  const bool isPlaced = document_->AddSubDocument(xmlText);
-  return document_->OutOfElement() && isPlaced;
+  if (document_ == nullptr) return false;
+  // Made apart and placed in one step, so that a text that is refused leaves no empty element.
+  MXmlDocument element;
+  return element.AddElement(tag) && element.IntoElement() && element.AddSubDocument(xmlText) &&
+         document_->AddSubDocument(element.GetDocumentText());
 }
 
 std::wstring MOutFilerTaggedXml::GetText() const {

@@ -7,11 +7,7 @@
 namespace Orvel::Detail {
 namespace {
 
-constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
-constexpr std::uint32_t kFirstSurrogate = 0xD800;
-constexpr std::uint32_t kFirstLowSurrogate = 0xDC00;
 constexpr std::uint32_t kLastSurrogate = 0xDFFF;
-constexpr std::uint32_t kFirstSupplementary = 0x10000;
 
 /// Smallest code point that a sequence of that many bytes may stand for.
 constexpr std::uint32_t kSmallestCodePoint[] = {0, 0, 0x80, 0x800, kFirstSupplementary};
@@ -60,13 +56,7 @@ std::optional<std::size_t> DecodeUtf8(std::string_view bytes, std::wstring& text
     const std::size_t length = SequenceLength(first);
     std::uint32_t code = 0;
     if (!ReadSequence(bytes.substr(i), length, code)) return i;
-    if (sizeof(wchar_t) == 2 && code >= kFirstSupplementary) {
-      code -= kFirstSupplementary;
-      *output++ = static_cast<wchar_t>(kFirstSurrogate + (code >> 10));
-      *output++ = static_cast<wchar_t>(kFirstLowSurrogate + (code & 0x3FF));
-    } else {
-      *output++ = static_cast<wchar_t>(code);
-    }
+    output = WriteCodePoint(code, output);
     i += length;
   }
   result.resize(static_cast<std::size_t>(output - result.data()));
@@ -84,11 +74,13 @@ std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes
       result += static_cast<char>(code);
       continue;
     }
-    if (sizeof(wchar_t) == 2 && code >= kFirstSurrogate && code < kFirstLowSurrogate &&
-        i + 1 < text.size()) {
-      const std::uint32_t low = static_cast<std::uint32_t>(text[i + 1]) & kUnitMask;
-      if (low < kFirstLowSurrogate || low > kLastSurrogate) return i;
-      code = kFirstSupplementary + ((code - kFirstSurrogate) << 10) + (low - kFirstLowSurrogate);
+    if constexpr (sizeof(wchar_t) == 2) {
+      if (code >= kFirstSurrogate && code < kFirstLowSurrogate && i + 1 < text.size()) {
+        const std::uint32_t low = static_cast<std::uint32_t>(text[i + 1]) & kUnitMask;
+        if (low < kFirstLowSurrogate || low > kLastSurrogate) return i;
+        code = kFirstSupplementary + ((code - kFirstSurrogate) << 10) + (low - kFirstLowSurrogate);
+        ++i;
+      }
     }
     if (IsSurrogate(code) || code > kMaxCodePoint) return i;
     if (code < 0x800) {
@@ -99,7 +91,6 @@ std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes
       } else {
         result += static_cast<char>(0xF0 | (code >> 18));
         result += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-        if (sizeof(wchar_t) == 2) ++i;
       }
       result += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
     }

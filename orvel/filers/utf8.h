@@ -2,11 +2,31 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace Orvel::Detail {
+
+inline constexpr std::uint32_t kFirstSurrogate = 0xD800;
+inline constexpr std::uint32_t kFirstLowSurrogate = 0xDC00;
+inline constexpr std::uint32_t kFirstSupplementary = 0x10000;
+inline constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
+
+/// Writes a code point as wide text, which takes two units where those have 16 bits and the code
+/// point does not, and returns where the next one goes.
+inline wchar_t* WriteCodePoint(std::uint32_t code, wchar_t* output) noexcept {
+  if constexpr (sizeof(wchar_t) == 2) {
+    if (code >= kFirstSupplementary) {
+      code -= kFirstSupplementary;
+      *output++ = static_cast<wchar_t>(kFirstSurrogate + (code >> 10));
+      code = kFirstLowSurrogate + (code & 0x3FF);
+    }
+  }
+  *output++ = static_cast<wchar_t>(code);
+  return output;
+}
 
 /// Converts UTF-8 to wide text; code points above U+FFFF become surrogate pairs where wchar_t has
 /// 16 bits. A byte order mark is a character like any other. Strict: overlong forms, surrogates,

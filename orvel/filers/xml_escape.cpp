@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "orvel/filers/utf8.h"
 #include "orvel/filers/xml_scanner.h"
 
 namespace Orvel::Detail {
@@ -16,8 +17,6 @@ struct NamedReference {
 
 constexpr NamedReference kNamedReferences[] = {
     {L'<', L"lt;"}, {L'&', L"amp;"}, {L'>', L"gt;"}, {L'\'', L"apos;"}, {L'"', L"quot;"}};
-
-constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
 
 constexpr bool StartsReference(wchar_t c) noexcept {
   return c == L'#' || c == L':' || c == L'_' || (c >= L'A' && c <= L'Z') ||
@@ -45,13 +44,8 @@ constexpr int DigitValue(wchar_t c) noexcept {
 }
 
 void AppendCodePoint(std::uint32_t code, std::wstring& output) {
-  if (sizeof(wchar_t) == 2 && code > 0xFFFF) {
-    code -= 0x10000;
-    output += static_cast<wchar_t>(0xD800 + (code >> 10));
-    output += static_cast<wchar_t>(0xDC00 + (code & 0x3FF));
-  } else {
-    output += static_cast<wchar_t>(code);
-  }
+  wchar_t units[2];
+  output.append(units, WriteCodePoint(code, units));
 }
 
 /// Resolves the number behind `&#` at the start of `text`. Returns its length, 0 when it is no

@@ -93,11 +93,13 @@ class XmlIndex {
     growth_ += difference;
   }
 
-  /// Sees to it that the record of an element has its true length.
+  /// Sees to it that the record of an element has its true length. Writes nothing when nothing has
+  /// grown, so that documents that are only read can be read by several threads.
   void SettleLength(std::uint32_t number) noexcept {
+    if (growth_ == 0) return;
     if (number == 0) {
       SettleAll();
-    } else if (growth_ != 0) {
+    } else {
       const std::uint32_t parent = At(number).parent;
       if (growthAt_ != parent) MoveGrowth(parent);
     }

@@ -11,9 +11,13 @@ namespace {
 
 struct HashSeed {
   std::uint64_t start;
-  std::uint64_t factor;  // odd
+  std::uint64_t factor;        // odd
+  std::uint64_t secondFactor;  // odd
 };
 
+constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15U;  // 2^64 / golden ratio, as in SplitMix64
+
+/// Finalizer of SplitMix64.
 std::uint64_t Scramble(std::uint64_t x) noexcept {
   x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9U;
   x = (x ^ (x >> 27)) * 0x94D049BB133111EBU;
@@ -28,7 +32,7 @@ const HashSeed& GetSeed() noexcept {
     std::uint64_t x = static_cast<std::uint64_t>(now);
     x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&place)));
     x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&now)));
-    return HashSeed{x, Scramble(x + 0x9E3779B97F4A7C15U) | 1U};
+    return HashSeed{x, Scramble(x + kGolden) | 1U, Scramble(x + 2 * kGolden) | 1U};
   }();
   return seed;
 }
@@ -53,8 +57,11 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
   constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
   const HashSeed& seed = GetSeed();
   std::uint64_t state = seed.start + name.size();
+  // One multiplication would let the highest bit through as it is, so that a later character could
+  // take back what it did, and would keep the last character from the low bits.
   const auto add = [&state, &seed](std::uint64_t chunk) {
     state = (state ^ chunk) * seed.factor;
+    state = (state ^ (state >> 32)) * seed.secondFactor;
     state ^= state >> 32;
   };
   const wchar_t* const text = name.data();

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace Orvel::Detail {
@@ -14,35 +13,47 @@ namespace Orvel::Detail {
 ///
 /// An end tag belongs to a start tag of the same name, or to one whose name goes on behind it with
 /// a bracket; so a start tag is entered once for its name and once for each bracket in it.
+///
+/// Thread-unsafe.
 class XmlOpenNames {
  public:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-  explicit XmlOpenNames(bool ignoreCase) : ignoreCase_(ignoreCase) {}
+  explicit XmlOpenNames(bool ignoreCase);
 
-  /// Enters the name of the element at place `depth` of the stack of open ones, the innermost. The
-  /// view must hold as long as the entry.
-  void Push(std::wstring_view name, std::size_t depth);
+  /// Enters the name of an element that was opened in the innermost one. The view must hold as long
+  /// as the entry.
+  void Push(std::wstring_view name);
 
-  /// Removes the elements from `depth` on.
-  void PopTo(std::size_t depth);
+  /// Removes all elements but the outermost `count`.
+  void PopTo(std::size_t count) noexcept;
 
-  /// Innermost element that the end tag of that name closes, kNone if there is none.
-  [[nodiscard]] std::size_t Find(std::wstring_view name) const;
+  /// How many elements are around the innermost one that the end tag of that name closes, kNone if
+  /// there is none.
+  [[nodiscard]] std::size_t Find(std::wstring_view name) const noexcept;
 
  private:
   struct Entry {
-    std::wstring_view name;  // as far as it has to match
-    std::uint64_t hash;
-    std::size_t depth;
-    std::size_t outer;  // entry with the same hash below this one, kNone if there is none
+    std::uint32_t hash;   // of a name that closes the element
+    std::uint32_t depth;  // the element's place in names_
+    std::uint32_t outer;  // entry with the same hash below this one, kNoEntry if there is none
   };
 
-  void Enter(std::wstring_view name, std::uint64_t hash, std::size_t depth);
+  static constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;  // a text has fewer units
+
+  void Enter(std::uint64_t hash);
+  [[nodiscard]] std::size_t FindSlot(std::uint32_t hash) const noexcept;
+  void GrowSlots();
 
   bool ignoreCase_;
-  std::vector<Entry> entries_;
-  std::unordered_map<std::uint64_t, std::size_t> innermost_;  // entry of a hash
+  std::vector<std::wstring_view> names_;  // of the open elements, outermost first
+  std::vector<Entry> entries_;            // in the order of names_
+
+  // Hash table of the innermost entry of each hash, with linear probing; a power of two of slots,
+  // at most half of them used. What was entered last is removed first, so a slot that falls free is
+  // in nobody's way.
+  std::vector<std::uint32_t> slots_;
+  std::size_t used_ = 0;
 };
 
 /// True when an end tag of the name `endName` closes a start tag of the name `startName`.

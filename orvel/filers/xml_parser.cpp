@@ -144,7 +144,7 @@ void XmlParser::OpenTag(const XmlToken& token, const wchar_t* begin) {
   lastChild_ = token.selfClosed ? number : 0;
   if (token.selfClosed) return;
   open_.push_back({begin + 1, static_cast<std::uint32_t>(token.nameLength), number});
-  if (openNames_) openNames_->Push(open_.back().GetName(), open_.size() - 1);
+  if (openNames_) openNames_->Push(open_.back().GetName());
 }
 
 void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
@@ -203,7 +203,7 @@ std::size_t XmlParser::FindOpen(std::wstring_view name, std::size_t offset) {
     vainSteps_ += open_.size() * (name.size() + 1);
     if (vainSteps_ > offset) {
       openNames_.emplace(ignoreCase_);
-      for (std::size_t i = 0; i < open_.size(); ++i) openNames_->Push(open_[i].GetName(), i);
+      for (const OpenElement& element : open_) openNames_->Push(element.GetName());
     }
     return XmlOpenNames::kNone;
   }

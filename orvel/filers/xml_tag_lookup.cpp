@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/filers/xml_tag_lookup.h"
 
+#include <algorithm>
 #include <bit>
+#include <iterator>
 
 #include "orvel/filers/xml_name_hash.h"
 #include "orvel/filers/xml_store.h"
@@ -22,12 +24,7 @@ bool Encloses(XmlStore& store, std::uint32_t outer, std::uint32_t inner) noexcep
 
 std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std::wstring_view name,
                                       bool ignoreCase) {
-  LeaveTo(store, parent);
-  if (levels_.empty() || levels_.back().parent != parent) {
-    levels_.emplace_back();
-    levels_.back().parent = parent;
-  }
-  Level& level = levels_.back();
+  Level& level = EnterLevel(store, parent);
   if (level.slots.empty()) {
     if (level.steps <= kStepsBeforeTable) {
       if (XmlTagNameLength(name.data(), name.data() + name.size()) != name.size()) return 0;
@@ -46,9 +43,9 @@ std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std
 
 void XmlTagLookup::NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase) {
   const MXmlElementRecord& record = store.index.At(number);
-  LeaveTo(store, record.parent);
-  if (levels_.empty()) return;
-  Level& level = levels_.back();
+  const auto behind = FindBehind(store, record.parent);
+  if (behind == levels_.begin()) return;
+  Level& level = *std::prev(behind);
   if (level.parent != record.parent || level.slots.empty()) return;
   if (record.nextSibling != 0 || (std::size_t{level.used} + 1) * 2 > level.slots.size()) {
     level.slots.clear();  // made anew when it is asked for
@@ -62,12 +59,23 @@ void XmlTagLookup::NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool 
   ++level.used;
 }
 
-/// Drops the levels that neither are nor enclose the level of `parent`.
-void XmlTagLookup::LeaveTo(XmlStore& store, std::uint32_t parent) noexcept {
-  while (!levels_.empty() && levels_.back().parent != parent &&
-         !Encloses(store, levels_.back().parent, parent)) {
-    levels_.pop_back();
-  }
+/// The place behind the levels whose parents begin before `parent` in the text, and behind its own.
+std::vector<XmlTagLookup::Level>::iterator XmlTagLookup::FindBehind(const XmlStore& store,
+                                                                    std::uint32_t parent) noexcept {
+  return std::partition_point(levels_.begin(), levels_.end(), [&](const Level& level) {
+    if (level.parent == 0 || parent == 0) return level.parent == 0;
+    return store.index.At(level.parent).start <= store.index.At(parent).start;
+  });
+}
+
+/// Drops the levels that do not enclose the one of `parent`, unless that one is known.
+XmlTagLookup::Level& XmlTagLookup::EnterLevel(XmlStore& store, std::uint32_t parent) {
+  const auto behind = FindBehind(store, parent);
+  if (behind != levels_.begin() && std::prev(behind)->parent == parent) return *std::prev(behind);
+  levels_.erase(behind, levels_.end());
+  while (!levels_.empty() && !Encloses(store, levels_.back().parent, parent)) levels_.pop_back();
+  levels_.emplace_back().parent = parent;
+  return levels_.back();
 }
 
 void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {

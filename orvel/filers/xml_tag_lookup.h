@@ -12,7 +12,8 @@ struct XmlStore;
 
 /// Finds the first child of an element by tag, again and again, in constant time each: after some
 /// steps from child to child at one level it makes a table of the level's tags. The tables of the
-/// levels around the one that was asked last are kept, those of levels that were left are not.
+/// levels around and below the one that was asked last are kept until another level beside them is
+/// asked, so that a level may be left and entered again.
 ///
 /// Thread-unsafe.
 class XmlTagLookup {
@@ -43,12 +44,13 @@ class XmlTagLookup {
   };
 
   void NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase);
-  void LeaveTo(XmlStore& store, std::uint32_t parent) noexcept;
+  std::vector<Level>::iterator FindBehind(const XmlStore& store, std::uint32_t parent) noexcept;
+  Level& EnterLevel(XmlStore& store, std::uint32_t parent);
   static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);
   static Slot& FindSlot(Level& level, XmlStore& store, std::wstring_view name, std::uint32_t hash,
                         bool ignoreCase) noexcept;
 
-  std::vector<Level> levels_;  // each one's parent encloses those behind it
+  std::vector<Level> levels_;  // each one's parent encloses those behind it, and begins before them
 };
 
 }  // namespace Orvel::Detail

@@ -79,5 +79,7 @@ void RecordDismissed(const MFlowPoint& point, const void* object,
     point.RecordNamed(MFlowEvent::kDismissedError, object, message.c_str());
   } catch (const std::bad_alloc&) {
     point.RecordNamed(MFlowEvent::kDismissedError, object, L"OutOfMemory");
+  } catch (...) {  // an error class of the application's own may raise anything
+    point.RecordNamed(MFlowEvent::kDismissedError, object, L"NoMessage");
   }
 }

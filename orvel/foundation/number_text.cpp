@@ -114,6 +114,10 @@ double ConvertDecimal(std::wstring_view text, wchar_t decimalPoint, bool isHuge)
 }  // namespace
 
 std::wstring ScientificText(double value, int digits, const MLocale& locale) {
+  if (!std::isfinite(value)) {  // some runtimes tell kinds of NaN apart
+    std::wstring text(std::signbit(value) ? L"-" : L"");
+    return text += std::isnan(value) ? L"nan" : L"inf";
+  }
   char narrow[64];
   char* const end = std::to_chars(std::begin(narrow), std::end(narrow), value,
                                   std::chars_format::scientific, digits)

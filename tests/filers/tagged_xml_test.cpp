@@ -15,6 +15,7 @@
 namespace {
 
 using Reader = MInFilerTaggedXml;
+using testing::HasSubstr;
 using testing::Optional;
 
 std::wstring Document(std::wstring_view content) {
@@ -163,12 +164,47 @@ TEST(MInFilerTaggedXmlTest, TextsThatAreNotOursAnswerFalse) {
     EXPECT_FALSE(filer.ReadSubDocument(L"V", sub));
     EXPECT_EQ(sub, L"");
   }
+  MInFilerTaggedXml unended(L"<ExceptionChain><V type=\"int\"></ExceptionChain>");
+  std::wstring sub;
+  EXPECT_TRUE(unended.IsValid());
+  EXPECT_FALSE(unended.ReadSubDocument(L"V", sub));
   const MInFilerTaggedXml broken(L"<ExceptionChain>\n  <V></W></V>\n</ExceptionChain>");
   EXPECT_EQ(broken.GetErrorText(), L"No start tag for end tag 'W' at offset 22");
   ASSERT_TRUE(broken.GetErrorPlace());
   EXPECT_EQ(broken.GetErrorPlace()->line, 2u);
   EXPECT_EQ(broken.GetErrorPlace()->column, 6u);
   EXPECT_FALSE(MInFilerTaggedXml(L"").GetErrorPlace());
+}
+
+TEST(MInFilerTaggedXmlTest, TakesTheTagForWhatItIsBeforeTheRead) {
+  MInFilerTaggedXml filer(
+      Document(L"<First type=\"string\">1</First><Name type=\"string\">2</Name>"));
+  std::wstring text = L"Name";
+  EXPECT_TRUE(filer.ReadString(text, text, L""));
+  EXPECT_EQ(text, L"2");
+  text = L"Name";
+  EXPECT_TRUE(filer.ReadSubDocument(text, text));
+  EXPECT_THAT(text, HasSubstr(L"2</Name>"));
+  EXPECT_FALSE(filer.ReadString(L"", text, L"none")) << "no element has the empty tag";
+  EXPECT_EQ(text, L"none");
+  EXPECT_FALSE(filer.ReadSubDocument(L"", text));
+  EXPECT_FALSE(filer.BeginSection(L""));
+  EXPECT_FALSE(filer.BeginNextSection(L""));
+}
+
+TEST(MOutFilerTaggedXmlTest, ASubDocumentOfTooManyLevelsLeavesNothingBehind) {
+  const auto nested = [](std::size_t levels) {
+    std::wstring text;
+    for (std::size_t i = 0; i < levels; ++i) text += L"<a>";
+    for (std::size_t i = 0; i < levels; ++i) text += L"</a>";
+    return text;
+  };
+  MOutFilerTaggedXml filer;
+  ASSERT_TRUE(filer.BeginSection(L"S"));
+  const std::wstring before = filer.GetText();
+  EXPECT_FALSE(filer.WriteSubDocument(L"Sub", nested(65534)));
+  EXPECT_EQ(filer.GetText(), before);
+  EXPECT_TRUE(filer.WriteSubDocument(L"Sub", nested(65533)));
 }
 
 TEST(MInFilerTaggedXmlTest, BeginsTheFirstSectionOfATagAndGoesOnBehindIt) {

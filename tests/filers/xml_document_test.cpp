@@ -4,12 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "orvel/filers/xml_name_hash.h"
 #include "tests/filers/xml_model.h"
 
 using Orvel::Testing::CheckRecords;
@@ -226,6 +230,69 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   ASSERT_TRUE(document.AddElement(L"t299", L"first"));
   ASSERT_TRUE(document.FindFirstElement(L"t299"));
   EXPECT_EQ(document.GetData(document.GetElement()), L"first");
+}
+
+TEST(MXmlDocumentTest, ALevelIsFoundAgainWhateverLevelWasAskedMeanwhile) {
+  constexpr int kCount = 100;
+  const auto tag = [](int i) { return L"t" + std::to_wstring(i); };
+  std::wstring level;
+  for (int i = 0; i < kCount; ++i) level += L"<" + tag(i) + L"/>";
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetDocument(L"<r><a>" + level + L"<b>" + level + L"</b></a><c>" + level +
+                                   L"</c>" + level + L"</r>"));
+  std::mt19937 random(7);
+  const auto pick = [&random](int count) {
+    return std::uniform_int_distribution(0, count - 1)(random);
+  };
+  const std::vector<std::vector<std::wstring>> ways = {
+      {L"r"}, {L"r", L"a"}, {L"r", L"a", L"b"}, {L"r", L"c"}};
+  for (int step = 0; step < 2000; ++step) {
+    const auto& way = ways[static_cast<std::size_t>(pick(4))];
+    const bool isAsked = pick(2) == 0;  // else the levels on the way are stepped through
+    for (const std::wstring& name : way) {
+      document.ResetToLevelStart();
+      ASSERT_TRUE(isAsked ? document.FindFirstElement(name) : document.FindElement(name));
+      ASSERT_TRUE(document.IntoElement());
+    }
+    const std::uint32_t parent = document.GetPosition().parent;
+    const std::wstring wanted = tag(pick(kCount));
+    ASSERT_TRUE(document.FindFirstElement(wanted));
+    EXPECT_EQ(document.GetNodeName(), wanted);
+    EXPECT_EQ(document.GetRecord(document.GetElement()).parent, parent);
+    if (pick(20) == 0) {
+      ASSERT_TRUE(document.AddElement(L"added" + std::to_wstring(step)));
+      ASSERT_TRUE(document.FindFirstElement(L"added" + std::to_wstring(step)));
+    }
+    for (std::size_t i = 0; i < way.size(); ++i) ASSERT_TRUE(document.OutOfElement());
+  }
+}
+
+TEST(MXmlDocumentTest, ADocumentThatWasParsedIsReadByThreadsTogether) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetDocument(L"<r><a b='1'>2</a></r>"));
+  const MXmlDocument& shared = document;
+  std::vector<std::jthread> readers;
+  for (int i = 0; i < 2; ++i) {
+    readers.emplace_back([&shared] {
+      EXPECT_EQ(shared.GetRecord(0).length, 21u);
+      EXPECT_EQ(shared.GetDocumentText().size(), 21u);
+      EXPECT_EQ(shared.GetData(2), L"2");
+      EXPECT_EQ(shared.GetSubDocument(2), L"<a b='1'>2</a>");
+    });
+  }
+}
+
+TEST(XmlNameHashTest, NamesMadeToCollideDoNot) {
+  const auto hash = [](std::wstring_view name) { return Orvel::Detail::HashXmlName(name, false); };
+  std::set<std::uint64_t> slots;
+  for (int last = 0; last < 4096; ++last) {
+    slots.insert(hash(std::wstring(L"name") + static_cast<wchar_t>(0x4E00 + last)) % 65536);
+  }
+  EXPECT_GT(slots.size(), 3500u) << "some 3970 of 4096 when they fall at random";
+  // With one multiplication a step the highest bit of one chunk was taken back in the next.
+  const wchar_t other = 0x8061;
+  const wchar_t turned[] = {L'a', L'a', L'a', other, L'a', other, L'a', other};
+  EXPECT_NE(hash(L"aaaaaaaa"), hash(std::wstring_view(turned, 8)));
 }
 
 TEST(MXmlDocumentTest, DataJoinsTextAndResolvesReferences) {
