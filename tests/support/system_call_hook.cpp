@@ -4,13 +4,23 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
-#include <string>
 #include <type_traits>
 #include <utility>
 
 #include "orvel/platform/windows_api.h"
+
+// The slots of this program's import table, by the names that linkers give them.
+extern "C" {
+extern void* __imp_CreateEventW;
+extern void* __imp_SetEvent;
+extern void* __imp_ResetEvent;
+extern void* __imp_WaitForSingleObject;
+extern void* __imp_WaitForMultipleObjects;
+extern void* __imp__beginthreadex;
+extern void* __imp_QueryPerformanceCounter;
+extern void* __imp_Sleep;
+}
 
 namespace Orvel::Testing {
 namespace {
@@ -22,29 +32,6 @@ struct Slot {
   SystemCallHook* hook = nullptr;
 };
 std::array<Slot, 16> slots;
-
-void** FindImport(const char* name) {
-  auto* const image = reinterpret_cast<std::byte*>(::GetModuleHandleW(nullptr));
-  const auto& dos = *reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
-  const auto& nt = *reinterpret_cast<const IMAGE_NT_HEADERS64*>(image + dos.e_lfanew);
-  const IMAGE_DATA_DIRECTORY& imports =
-      nt.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  for (auto* module =
-           reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports.VirtualAddress);
-       module->Name != 0; ++module) {
-    auto* names = reinterpret_cast<const IMAGE_THUNK_DATA64*>(image + module->OriginalFirstThunk);
-    auto* addresses = reinterpret_cast<IMAGE_THUNK_DATA64*>(image + module->FirstThunk);
-    for (; names->u1.AddressOfData != 0; ++names, ++addresses) {
-      if (IMAGE_SNAP_BY_ORDINAL64(names->u1.Ordinal)) continue;
-      const auto& entry =
-          *reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
-      if (std::strcmp(reinterpret_cast<const char*>(entry.Name), name) == 0) {
-        return reinterpret_cast<void**>(&addresses->u1.Function);
-      }
-    }
-  }
-  throw std::runtime_error(std::string("this program does not import ") + name);
-}
 
 template <SystemCall kCall, class Function>
 struct Replacement;
@@ -68,25 +55,25 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
 };
 
 template <SystemCall kCall, class Function>
-void Install(const char* name, Function*) {
+void Install(void*& import, Function*) {
   using Patch = Replacement<kCall, Function*>;
-  void** const import = FindImport(name);
   DWORD protection = 0;
-  ::VirtualProtect(import, sizeof *import, PAGE_READWRITE, &protection);
-  Patch::original = reinterpret_cast<typename Patch::Pointer>(*import);
-  *import = reinterpret_cast<void*>(&Patch::Call);
-  ::VirtualProtect(import, sizeof *import, protection, &protection);
+  ::VirtualProtect(&import, sizeof import, PAGE_READWRITE, &protection);
+  Patch::original = reinterpret_cast<typename Patch::Pointer>(import);
+  import = reinterpret_cast<void*>(&Patch::Call);
+  ::VirtualProtect(&import, sizeof import, protection, &protection);
 }
 
 void InstallAll() {
-  Install<SystemCall::kCreateEvent>("CreateEventW", &::CreateEventW);
-  Install<SystemCall::kSetEvent>("SetEvent", &::SetEvent);
-  Install<SystemCall::kResetEvent>("ResetEvent", &::ResetEvent);
-  Install<SystemCall::kWaitForSingleObject>("WaitForSingleObject", &::WaitForSingleObject);
-  Install<SystemCall::kWaitForMultipleObjects>("WaitForMultipleObjects", &::WaitForMultipleObjects);
-  Install<SystemCall::kBeginThread>("_beginthreadex", &::_beginthreadex);
-  Install<SystemCall::kQueryCounter>("QueryPerformanceCounter", &::QueryPerformanceCounter);
-  Install<SystemCall::kSleep>("Sleep", &::Sleep);
+  Install<SystemCall::kCreateEvent>(__imp_CreateEventW, &::CreateEventW);
+  Install<SystemCall::kSetEvent>(__imp_SetEvent, &::SetEvent);
+  Install<SystemCall::kResetEvent>(__imp_ResetEvent, &::ResetEvent);
+  Install<SystemCall::kWaitForSingleObject>(__imp_WaitForSingleObject, &::WaitForSingleObject);
+  Install<SystemCall::kWaitForMultipleObjects>(__imp_WaitForMultipleObjects,
+                                               &::WaitForMultipleObjects);
+  Install<SystemCall::kBeginThread>(__imp__beginthreadex, &::_beginthreadex);
+  Install<SystemCall::kQueryCounter>(__imp_QueryPerformanceCounter, &::QueryPerformanceCounter);
+  Install<SystemCall::kSleep>(__imp_Sleep, &::Sleep);
 }
 
 }  // namespace
