@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/registry_sandbox.h"
 
+#include <memory>
+#include <type_traits>
+
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Testing {
@@ -11,16 +14,11 @@ std::wstring NextApplicationKey() {
   return L"orvel-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
 }
 
-/// Calls `read` with the opened key; false when there is none.
-template <class Read>
-bool WithKey(void* root, const std::wstring& path, Read read) {
+/// The opened key, which closes itself; null when there is none.
+auto OpenKey(void* root, const std::wstring& path) {
   HKEY key = nullptr;
-  if (::RegOpenKeyExW(static_cast<HKEY>(root), path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
-    return false;
-  }
-  read(key);
-  ::RegCloseKey(key);
-  return true;
+  ::RegOpenKeyExW(static_cast<HKEY>(root), path.c_str(), 0, KEY_READ, &key);
+  return std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&::RegCloseKey)>(key, ::RegCloseKey);
 }
 
 }  // namespace
@@ -43,24 +41,21 @@ std::wstring RegistrySandbox::GetFullPath(const std::wstring& path) const {
 }
 
 bool RegistrySandbox::HasSection(const std::wstring& path) const {
-  return WithKey(root_, GetFullPath(path), [](HKEY) {});
+  return OpenKey(root_, GetFullPath(path)) != nullptr;
 }
 
 std::optional<RawRegistryValue> RegistrySandbox::Get(const std::wstring& path,
                                                      const std::wstring& name) const {
-  std::optional<RawRegistryValue> value;
-  WithKey(root_, GetFullPath(path), [&](HKEY key) {
-    RawRegistryValue found{0, std::vector<std::uint8_t>(0x10000)};
-    auto size = static_cast<DWORD>(found.bytes.size());
-    DWORD type = 0;
-    if (::RegQueryValueExW(key, name.c_str(), nullptr, &type, found.bytes.data(), &size) !=
-        ERROR_SUCCESS) {
-      return;
-    }
-    found.type = type;
-    found.bytes.resize(size);
-    value = std::move(found);
-  });
+  RawRegistryValue value{0, std::vector<std::uint8_t>(0x10000)};
+  auto size = static_cast<DWORD>(value.bytes.size());
+  DWORD type = 0;
+  const auto key = OpenKey(root_, GetFullPath(path));
+  if (key == nullptr || ::RegQueryValueExW(key.get(), name.c_str(), nullptr, &type,
+                                           value.bytes.data(), &size) != ERROR_SUCCESS) {
+    return std::nullopt;
+  }
+  value.type = type;
+  value.bytes.resize(size);
   return value;
 }
 

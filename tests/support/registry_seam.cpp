@@ -19,24 +19,20 @@ RegistrySeam* current = nullptr;
 std::uint32_t Record(Call call, const std::function<std::uint32_t()>& proceed) {
   const bool refused = current->refuses && current->refuses(call);
   call.status = refused ? std::uint32_t{ERROR_ACCESS_DENIED} : proceed();
+  const bool opens = call.kind == Call::Kind::kOpen || call.kind == Call::Kind::kCreate;
+  if (opens && call.status == ERROR_SUCCESS) ++current->opened;
   current->calls.push_back(call);
   return call.status;
 }
 
 std::uint32_t OpenKey(void* parent, const wchar_t* path, std::uint32_t access, void** key) {
-  return Record({Call::Kind::kOpen, path, access}, [&] {
-    const std::uint32_t status = SystemRegistryApi().openKey(parent, path, access, key);
-    if (status == ERROR_SUCCESS) ++current->opened;
-    return status;
-  });
+  return Record({Call::Kind::kOpen, path, access},
+                [&] { return SystemRegistryApi().openKey(parent, path, access, key); });
 }
 
 std::uint32_t CreateKey(void* parent, const wchar_t* path, std::uint32_t access, void** key) {
-  return Record({Call::Kind::kCreate, path, access}, [&] {
-    const std::uint32_t status = SystemRegistryApi().createKey(parent, path, access, key);
-    if (status == ERROR_SUCCESS) ++current->opened;
-    return status;
-  });
+  return Record({Call::Kind::kCreate, path, access},
+                [&] { return SystemRegistryApi().createKey(parent, path, access, key); });
 }
 
 std::uint32_t CloseKey(void* key) {
