@@ -4,23 +4,23 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <functional>
 #include <locale>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 #include "orvel/foundation/exception.h"
-#include "orvel/logging/label_id.h"
-#include "tests/support/process_flow_log.h"
+#include "tests/support/flow_dump_reader.h"
 
 namespace {
 
+using Orvel::Testing::DumpedRecord;
 using Orvel::Testing::TakeFlowRecords;
+using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
+using testing::Field;
 using testing::Key;
 using testing::Pair;
 using testing::SizeIs;
@@ -69,12 +69,10 @@ TEST(MErrorTest, NumbersLookTheSameInEveryLocale) {
     std::string do_grouping() const override { return "\3"; }
   };
   const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
-  std::setlocale(LC_ALL, "");
   MError error;
   error.AddParameter(L"winErrorCode", 4294967295u);
   error.AddParameter(L"zero", 0);
   error.AddErrnoParameter(-2147483647L - 1);
-  std::setlocale(LC_ALL, "C");
   std::locale::global(before);
   EXPECT_THAT(error.GetParameters(),
               ElementsAre(Pair(L"errno", L"-2147483648"), Pair(L"winErrorCode", L"4294967295"),
@@ -91,16 +89,12 @@ TEST(MErrorTest, EventTellsNameLineAndObjectOfItsOwnRaise) {
   (void)context.At(2, &objects[1]);  // as another thread may at any moment
   const MError bySite(first, L"NoSuchFile");
   const MError byContext(context, L"Locked");
-  const auto records = TakeFlowRecords();
-  ASSERT_THAT(records, SizeIs(2));
-  for (std::size_t i = 0; i < 2; ++i) {
-    EXPECT_EQ(records[i].className + '.' + records[i].point, "Importer.Open");
-    EXPECT_EQ(records[i].arg2, static_cast<std::int32_t>(i) + 1);
-    EXPECT_EQ(records[i].object, FlowObject(&objects[i]));
-  }
-  EXPECT_EQ(records[0].detail, "NoSuchFile");
-  EXPECT_EQ(records[0].arg1, FlowLabelId("NoSuchFile"));
-  EXPECT_EQ(records[1].detail, "Locked");
+  const auto raised = [&](const char* name, std::int32_t line) {
+    return AllOf(Field(&DumpedRecord::className, "Importer"), Field(&DumpedRecord::point, "Open"),
+                 Field(&DumpedRecord::detail, name), Field(&DumpedRecord::arg2, line),
+                 Field(&DumpedRecord::object, FlowObject(&objects[line - 1])));
+  };
+  EXPECT_THAT(TakeFlowRecords(), ElementsAre(raised("NoSuchFile", 1), raised("Locked", 2)));
 }
 
 TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
@@ -114,7 +108,7 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
     }
   };
   const std::runtime_error standard("standard");
-  const MException own(MError(L"own"));
+  const MException own;
   (void)TakeFlowRecords();
   build();
   inHandlerOf(standard, build);
@@ -123,10 +117,9 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
   // The innermost handler decides.
   inHandlerOf(own, [&] { inHandlerOf(standard, build); });
   inHandlerOf(standard, [&] { inHandlerOf(own, build); });
-  std::vector<std::string> events;
-  for (const auto& record : TakeFlowRecords()) events.push_back(record.event);
-  EXPECT_THAT(events, ElementsAre("Root_error", "Cascade_error", "Root_error", "Root_error",
-                                  "Cascade_error", "Root_error"));
+  const auto isRoot = Field(&DumpedRecord::event, "Root_error");
+  const auto isCascade = Field(&DumpedRecord::event, "Cascade_error");
+  EXPECT_THAT(TakeFlowRecords(), ElementsAre(isRoot, isCascade, isRoot, isRoot, isCascade, isRoot));
 }
 
 TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
@@ -137,13 +130,10 @@ TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
   (void)TakeFlowRecords();
   RecordDismissed(point, &object, exception);
   RecordDismissed(point, &object, MException());
-  const auto records = TakeFlowRecords();
-  ASSERT_THAT(records, SizeIs(2));
-  for (const auto& record : records) {
-    EXPECT_EQ(record.event, "Dismissed_error");
-    EXPECT_EQ(record.detail, "Unspecified error");
-    EXPECT_EQ(record.object, FlowObject(&object));
-  }
+  EXPECT_THAT(TakeFlowRecords(),
+              AllOf(SizeIs(2), Each(AllOf(Field(&DumpedRecord::event, "Dismissed_error"),
+                                          Field(&DumpedRecord::detail, "Unspecified error"),
+                                          Field(&DumpedRecord::object, FlowObject(&object))))));
 }
 
 }  // namespace

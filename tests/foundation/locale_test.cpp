@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "orvel/platform/windows_api.h"
-#include "tests/support/process_flow_log.h"
+#include "tests/support/flow_dump_reader.h"
 #include "tests/support/raised_error.h"
 
 namespace {

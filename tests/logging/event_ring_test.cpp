@@ -41,7 +41,7 @@ void RecordInterrupted(Recorder& recorder, std::function<void()> meanwhile) {
 std::size_t CountDumped(MFlowLoggerImplementation& logger) {
   std::ostringstream stream;
   logger.Dump(stream);
-  return Orvel::Testing::ReadFlowDump(stream.str()).records.size();
+  return Orvel::Testing::ReadFlowDump(stream.str()).size();
 }
 
 TEST(EventRingTest, SpanRunsFromTheOldestRecordToTheNewest) {

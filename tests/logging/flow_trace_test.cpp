@@ -7,20 +7,16 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "orvel/logging/label_id.h"
-#include "tests/support/process_flow_log.h"
+#include "tests/support/flow_dump_reader.h"
 
 namespace {
 
 using Orvel::Testing::DumpedRecord;
 using Orvel::Testing::TakeFlowRecords;
+using testing::AllOf;
+using testing::Field;
 
 static_assert(std::is_trivially_destructible_v<MFlowPoint>, "points record to the very end");
-
-std::string Told(const DumpedRecord& record) {
-  return record.event + '|' + record.detail + '|' + record.className + '|' + record.point + '|' +
-         record.objectName;
-}
 
 TEST(MFlowPointTest, RecordsUnderItsNames) {
   static const MFlowPoint point(L"Importer", L"Open");
@@ -38,16 +34,16 @@ TEST(MFlowPointTest, RecordsUnderItsNames) {
   point.Record(MFlowEvent::kStateChange, &object, 2);
   point.RecordNamed(MFlowEvent::kWarning, &object, L"DiskNearlyFull", 17);
 
-  const auto records = TakeFlowRecords();
-  std::vector<std::string> told;
-  for (const DumpedRecord& record : records) told.push_back(Told(record));
-  EXPECT_THAT(told, testing::ElementsAre("Timing_point|(0, 0)|Importer|Open|importer 1",
-                                         "Scope_push||Importer|Open|importer 1",
-                                         "Scope_pop||Importer|Open|importer 1",
-                                         "State_change|to Opened|Importer|Open|importer 1",
-                                         "Warning|DiskNearlyFull|Importer|Open|importer 1"));
-  EXPECT_EQ(records.back().arg2, 17);
-  EXPECT_EQ(records.back().classId, FlowLabelId("Importer"));
+  const auto told = [](const char* event, const char* detail, std::int32_t arg2) {
+    return AllOf(Field(&DumpedRecord::event, event), Field(&DumpedRecord::detail, detail),
+                 Field(&DumpedRecord::arg2, arg2), Field(&DumpedRecord::className, "Importer"),
+                 Field(&DumpedRecord::point, "Open"),
+                 Field(&DumpedRecord::objectName, "importer 1"));
+  };
+  EXPECT_THAT(TakeFlowRecords(),
+              testing::ElementsAre(told("Timing_point", "(0, 0)", 0), told("Scope_push", "", 0),
+                                   told("Scope_pop", "", 0), told("State_change", "to Opened", 0),
+                                   told("Warning", "DiskNearlyFull", 17)));
 }
 
 }  // namespace

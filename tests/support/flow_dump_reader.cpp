@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/flow_dump_reader.h"
 
-#include <algorithm>
-#include <initializer_list>
-#include <map>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
 #include <regex>
-#include <sstream>
 
 #include "orvel/logging/event_codes.h"
 #include "tests/support/flow_log.h"
@@ -22,25 +22,20 @@ bool Cut(std::string_view& rest, std::string_view delimiter, std::string& text) 
   return true;
 }
 
-bool ReadRawValues(std::string line, DumpedRecord& record) {
-  const std::size_t point = line.find('.');
-  if (point == std::string::npos || line.find(',') != point + 7) return false;
-  line.erase(point, 1);  // whole microseconds
-  std::int64_t object = 0;
-  std::int32_t thread = 0;
-  char comma = 0;
-  std::istringstream(line) >> record.microseconds >> comma >> record.kind >> comma >> record.arg1 >>
-      comma >> record.arg2 >> comma >> record.classId >> comma >> record.pointId >> comma >>
-      object >> comma >> thread;
+/// Takes the values out of the line; written again, they must give the same line.
+bool ReadRawValues(const std::string& line, DumpedRecord& record) {
+  double seconds = 0;
+  long long object = 0;
+  int thread = 0;
+  std::sscanf(line.c_str(), "    %lf, %d, %d, %d, %d, %d, %lld, %d", &seconds, &record.kind,
+              &record.arg1, &record.arg2, &record.classId, &record.pointId, &object, &thread);
+  record.microseconds = std::llround(seconds * 1e6);
   record.object = static_cast<std::uint64_t>(object);
   record.threadId = static_cast<std::uint32_t>(thread);
-  std::string values;
-  for (const std::int64_t value : std::initializer_list<std::int64_t>{
-           record.kind, record.arg1, record.arg2, record.classId, record.pointId, object, thread}) {
-    values += ", " + std::to_string(value);
-  }
-  const std::size_t timeEnd = line.find_first_not_of("-0123456789", 4);
-  return line.starts_with("    ") && line.substr(std::min(timeEnd, line.size())) == values;
+  char again[160];
+  std::snprintf(again, sizeof again, "    %.6f, %d, %d, %d, %d, %d, %lld, %d", seconds, record.kind,
+                record.arg1, record.arg2, record.classId, record.pointId, object, thread);
+  return line == again;
 }
 
 /// Takes the names out of the line, whose rest must say the same as the raw values.
@@ -67,43 +62,29 @@ bool ReadReadableLine(std::string_view rest, DumpedRecord& record) {
 
 }  // namespace
 
-FlowDump ReadFlowDump(std::string_view text) {
-  static const std::regex referenceForm(
-      R"(%% Reference time: -?\d+\.\d{6} (is wrong\.|is approximately \d{1,3}ms past .{24}))");
-  FlowDump dump;
-  std::size_t lineNumber = 0;
-  const auto check = [&](bool isRight, std::string_view line) {
-    if (isRight) return;
-    dump.formErrors.push_back("line " + std::to_string(lineNumber) + ": " + std::string(line));
-  };
-  const auto nextLine = [&] {
-    std::string line;
-    ++lineNumber;
-    check(Cut(text, "\n", line), "no line feed at its end");
-    return line;
-  };
-  dump.reference = nextLine();
-  check(std::regex_match(dump.reference, referenceForm), dump.reference);
-  check(nextLine() == "%%", "expected %%");
-  while (!text.empty() && dump.formErrors.empty()) {
-    const std::string readable = nextLine();
-    const std::string raw = nextLine();
-    DumpedRecord& record = dump.records.emplace_back();
-    check(ReadRawValues(raw, record), raw);
-    check(ReadReadableLine(readable, record), readable);
-  }
-  return dump;
+void PrintTo(const DumpedRecord& record, std::ostream* stream) {
+  *stream << record.event << ' ' << record.detail << " at " << record.className
+          << "::" << record.point << " of " << record.objectName << " with " << record.arg1 << ", "
+          << record.arg2;
 }
 
-std::size_t CountTimeReversals(const FlowDump& dump) {
-  std::map<std::uint32_t, std::int64_t> latest;
-  std::size_t reversals = 0;
-  for (const DumpedRecord& record : dump.records) {
-    const auto [entry, isFirst] = latest.try_emplace(record.threadId, record.microseconds);
-    if (!isFirst && record.microseconds < entry->second) ++reversals;
-    entry->second = record.microseconds;
+std::vector<DumpedRecord> ReadFlowDump(std::string_view text) {
+  static const std::regex referenceForm(
+      R"(%% Reference time: -?\d+\.\d{6} (is wrong\.|is approximately \d{1,3}ms past .{24}))");
+  std::vector<DumpedRecord> records;
+  std::string line;
+  const auto takeLine = [&] { return Cut(text, "\n", line); };
+  bool isRight = takeLine() && std::regex_match(line, referenceForm) && takeLine() && line == "%%";
+  while (isRight && !text.empty()) {
+    DumpedRecord& record = records.emplace_back();
+    std::string readable;
+    isRight = Cut(text, "\n", readable) && takeLine() && ReadRawValues(line, record) &&
+              ReadReadableLine(readable, record);
   }
-  return reversals;
+  EXPECT_TRUE(isRight) << "record " << records.size() << " of the dump: " << line;
+  return records;
 }
+
+std::vector<DumpedRecord> TakeFlowRecords() { return ReadFlowDump(TakeFlowLog()); }
 
 }  // namespace Orvel::Testing

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,18 +23,15 @@ struct DumpedRecord {
   std::uint32_t threadId = 0;
 };
 
-struct FlowDump {
-  std::string reference;  ///< the first line
-  std::vector<DumpedRecord> records;
-  std::vector<std::string> formErrors;  ///< with the line's number; empty for a flawless dump
-};
+/// Tells a failed test's reader which record it is.
+void PrintTo(const DumpedRecord& record, std::ostream* stream);
 
-/// Reads the text of a dump and checks each line's form, and that the readable first line of a
-/// record says the same as the raw values of its second. Names must not contain the words that
-/// separate the parts of a line (" in_class " and the like).
-[[nodiscard]] FlowDump ReadFlowDump(std::string_view text);
+/// Reads the text of a dump. Fails the running test at the first line of a wrong form, or when the
+/// readable first line of a record says something else than the raw values of its second. Names
+/// must not contain the words that separate the parts of a line (" in_class " and the like).
+[[nodiscard]] std::vector<DumpedRecord> ReadFlowDump(std::string_view text);
 
-/// How often a record is older than the one before it of the same thread.
-[[nodiscard]] std::size_t CountTimeReversals(const FlowDump& dump);
+/// What the process's flow logger recorded since its last dump.
+[[nodiscard]] std::vector<DumpedRecord> TakeFlowRecords();
 
 }  // namespace Orvel::Testing

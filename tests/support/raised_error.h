@@ -19,9 +19,7 @@ namespace Orvel::Testing {
     separator = L", ";
   }
   if (!error->GetParameters().empty()) text += L']';
-  std::string narrow;
-  for (const wchar_t character : text) narrow += static_cast<char>(character);
-  return narrow;
+  return {text.begin(), text.end()};
 }
 
 /// What `call` raises, in the form of `ErrorText`; empty when it returns.
