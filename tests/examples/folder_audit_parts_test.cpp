@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <thread>
 
 #include "folder_audit/audit_comparison.h"
@@ -29,7 +28,7 @@ using testing::Not;
 using testing::Pair;
 using testing::StartsWith;
 
-TEST(PathsTest, ExtendedPathsAreFullAndKnowShares) {
+TEST(PathsTest, ExtendedPathsAreFullAndKnowSharesAndJoiningKeepsOneBackslash) {
   EXPECT_EQ(MakeExtendedPath(L"C:\\a\\.\\b\\..\\c"), L"\\\\?\\C:\\a\\c");
   EXPECT_EQ(MakeExtendedPath(L"\\\\server\\share\\a"), L"\\\\?\\UNC\\server\\share\\a");
   EXPECT_EQ(MakeExtendedPath(L"\\\\?\\C:\\a\\..\\b."), L"\\\\?\\C:\\a\\..\\b.");
@@ -38,9 +37,6 @@ TEST(PathsTest, ExtendedPathsAreFullAndKnowShares) {
     const std::wstring path = L"C:\\" + std::wstring(length - 3, L'x');
     EXPECT_EQ(MakeExtendedPath(path), L"\\\\?\\" + path);
   }
-}
-
-TEST(PathsTest, JoiningKeepsOneBackslash) {
   EXPECT_EQ(JoinPath(L"\\\\?\\C:\\", L"a"), L"\\\\?\\C:\\a");
   EXPECT_EQ(JoinPath(L"", L"b"), L"b");
   EXPECT_EQ(JoinPath(L"a", L""), L"a");
@@ -69,56 +65,11 @@ TEST(FileHasherTest, RefusesAFileThatGrewMeanwhileAndWorksAgain) {
   EXPECT_TRUE(folder.LockAway(L"log")) << "left open";
 }
 
-TEST(FileHasherTest, ObeysAStopBeforeTheNextChunk) {
-  TemporaryFolder folder;
-  folder.WriteFile(L"large", std::string(1'000'000, 'x'));
-  std::stop_source stop;
-  int chunks = 0;
-  FileHasher hasher(stop.get_token(), [&](std::uint64_t) {
-    ++chunks;
-    stop.request_stop();
-  });
-  EXPECT_FALSE(hasher.HashFile(folder.Extended(L"large")).has_value());
-  EXPECT_EQ(chunks, 1);
-  EXPECT_TRUE(folder.LockAway(L"large")) << "left open by a stop";
-}
-
-/// Calls a function before each file.
-struct StartObserver final : IAuditObserver {
-  void OnFileStarted(const std::wstring& relativePath) override { onFileStarted(relativePath); }
+struct SilentObserver final : IAuditObserver {
+  void OnFileStarted(const std::wstring&) override {}
   void OnBytesRead(std::uint64_t) noexcept override {}
   void OnEntry(const AuditEntry&) override {}
-
-  std::function<void(const std::wstring&)> onFileStarted;
 };
-
-AuditResult RunAudit(const TemporaryFolder& folder, StopRequest& stop,
-                     std::function<void(const std::wstring&)> onFileStarted) {
-  Options options;
-  options.folder = folder.GetPath();
-  StartObserver observer;
-  observer.onFileStarted = std::move(onFileStarted);
-  return Audit(options, observer, stop).Run();
-}
-
-TEST(AuditTest, KeepsWhatWasHashedAndWhyAFileWasNotUntilAStop) {
-  TemporaryFolder folder;
-  for (const wchar_t* name : {L"a", L"b", L"c", L"d"}) folder.WriteFile(name, "text");
-  StopRequest stop;
-  const AuditResult result = RunAudit(folder, stop, [&](const std::wstring& file) {
-    if (file == L"b") ::DeleteFileW(folder.Extended(file).c_str());
-    if (file == L"d") stop.Make();
-  });
-  EXPECT_TRUE(result.interrupted);
-  ASSERT_EQ(result.entries.size(), 3u);
-  EXPECT_FALSE(result.entries[0].error.has_value());
-  ASSERT_TRUE(result.entries[1].error.has_value());
-  EXPECT_EQ(result.entries[1].error->GetChainDescription(),
-            L"FileReader.Open:CannotOpenFile (winErrorCode = 2)\n"
-            L"HashFileCommand.ExecuteCommand:FileNotHashed (file = b)\n");
-  EXPECT_EQ(result.entries[1].sha256, "");
-  EXPECT_FALSE(result.entries[2].error.has_value());
-}
 
 TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
   TemporaryFolder folder;
@@ -126,13 +77,16 @@ TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
   for (std::size_t i = 0; i < kFiles; ++i) {
     folder.WriteFile(std::to_wstring(i), std::string(1000 * i, 'x'));
   }
+  Options options;
+  options.folder = folder.GetPath();
+  SilentObserver observer;
   for (int round = 0; round < 40; ++round) {
     StopRequest stop;
     std::jthread stopper([&, round] {
       std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
       stop.Make();
     });
-    const AuditResult result = RunAudit(folder, stop, [](const std::wstring&) {});
+    const AuditResult result = Audit(options, observer, stop).Run();
     EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles);
     for (const AuditEntry& entry : result.entries) {
       EXPECT_FALSE(entry.error.has_value());
