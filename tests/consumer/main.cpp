@@ -33,7 +33,6 @@ int main() {
               "its error comes back");
   processor.Stop();
 
-  ok &= Check(OwnMutexExcludes(), "an own mutex excludes another thread");
   std::ostringstream dump;
   DumpOwnLogger(dump);
   ok &= Check(dump.str().find("in_class Consumer at_point 3") != std::string::npos,

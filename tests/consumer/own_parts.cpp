@@ -5,7 +5,6 @@
 #include "own_parts.h"
 
 #include <memory>
-#include <thread>
 
 #include "orvel/logging/flow_logger_implementation.h"
 #include "orvel/logging/klogger_adapter.h"
@@ -17,26 +16,14 @@
 #error "the library chooses how this program sees <windows.h>"
 #endif
 
-bool OwnMutexExcludes() {
-  MMutexWinImp mutex;
-  bool refused = false;
-  mutex.Lock();
-  std::thread([&] {
-    if (mutex.TryLock()) {
-      mutex.Unlock();
-    } else {
-      refused = true;
-    }
-  }).join();
-  mutex.Unlock();
-  return refused;
-}
-
 void DumpOwnLogger(std::ostream& stream) {
   const auto implementation = std::make_unique<MFlowLoggerImplementation>();
   MKLoggerAdapter logger(implementation.get());
   constexpr std::int32_t kClassId = FlowLabelId(L"Consumer");
+  MMutexWinImp mutex;
+  mutex.Lock();
   logger.nameLabel(kClassId, L"Consumer");
   logger.logEvent(static_cast<std::int32_t>(MFlowEvent::kTimingPoint), 1, 2, kClassId, 3, 0);
+  mutex.Unlock();
   logger.dump(stream);
 }

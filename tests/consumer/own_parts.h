@@ -3,7 +3,6 @@
 
 #include <ostream>
 
-/// True when a mutex of the program's own excludes another thread.
-bool OwnMutexExcludes();
-/// Dumps the flow log of a logger of the program's own, with one event that it recorded.
+/// Dumps the flow log of a logger of the program's own, with one event that it recorded under a
+/// mutex of its own.
 void DumpOwnLogger(std::ostream& stream);

@@ -2,12 +2,14 @@
 # SPDX-License-Identifier: MIT
 """Runs folder_audit on a terminal: folder_audit_terminal_test.py COMMAND...
 
-COMMAND starts the program. Checks that it shows its progress there, that Ctrl-C on the keyboard
-ends it in the middle of a file with a report of the files before, that its line of progress is
-gone in the end, and that the flow log tells of the interrupt.
+COMMAND starts the program. Checks that it shows its progress there, does not follow a link from the
+folder to itself, that Ctrl-C on the keyboard ends it in the middle of a file with a report of the
+files before, that its line of progress is gone in the end, and that the flow log tells of the
+interrupt.
 """
 
 import os
+import pathlib
 import pty
 import re
 import select
@@ -17,10 +19,6 @@ import time
 
 TIMEOUT_SECONDS = 60
 HUGE = 1 << 40
-
-
-def windows_path(path):
-    return "Z:" + path.replace("/", "\\")
 
 
 def read_until(terminal, text, pattern):
@@ -41,14 +39,14 @@ def read_until(terminal, text, pattern):
 
 def main():
     with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as results:
-        with open(os.path.join(folder, "abc"), "w", encoding="ascii") as small:
-            small.write("abc")
+        pathlib.Path(folder, "abc").write_text("abc", "ascii")
+        pathlib.Path(folder, "loop").symlink_to(folder)
         with open(os.path.join(folder, "huge \u00e4"), "wb") as huge:
             huge.truncate(HUGE)
-        log = os.path.join(results, "log")
+        log = pathlib.Path(results, "log")
         child, terminal = pty.fork()
         if child == 0:
-            arguments = ["--list", "--flow-log", windows_path(log), windows_path(folder)]
+            arguments = ["--list", "--flow-log", f"Z:{log}", f"Z:{folder}"]
             os.execvp(sys.argv[1], [*sys.argv[1:], *arguments])
         # Long enough to see the line repainted.
         text = read_until(terminal, "", r"1 files, \d+\.\d MB  huge \u00e4")
@@ -56,8 +54,7 @@ def main():
         os.write(terminal, b"\x03")
         text = read_until(terminal, text, r"Rate .*files/s")
         _, status = os.waitpid(child, 0)
-        with open(log, encoding="utf-8") as log_file:
-            flow = log_file.read()
+        flow = log.read_text("utf-8")
 
     problems = []
     if os.waitstatus_to_exitcode(status) != 3:
@@ -72,6 +69,7 @@ def main():
         ("Files hashed  1", text),
         ("Bytes         3", text),
         ("Unreadable    0", text),
+        ("Links         1 not followed", text),
         ("(Console event thread)", flow),
         ("% State_change to Stopping in_class MEngineThread", flow),
     ]:

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -27,59 +28,39 @@ using testing::StartsWith;
 const std::string kHashOfAbc = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
 
 struct ProgramRun {
-  std::uint32_t exitCode;
+  int exitCode;
   std::string output;
   std::string error;
 };
 
-KernelHandle CreateForChild(const std::wstring& path) {
-  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-  return KernelHandle(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
-                                    CREATE_NEW, 0, nullptr));
-}
-
 /// Runs a program to its end. `program` is a path in the system's or the build machine's form;
-/// arguments are quoted here and must not hold quotes or end in a backslash. An empty `folder` is
-/// this process's own.
-ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring>& arguments,
-                      const std::wstring& folder = {}) {
-  std::wstring commandLine = L'"' + std::filesystem::absolute(program).wstring() + L'"';
-  for (const std::wstring& argument : arguments) commandLine += L" \"" + argument + L'"';
+/// arguments are quoted here and must not hold quotes or end in a backslash.
+ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring>& arguments) {
   TemporaryFolder results;
-  const std::wstring outputPath = results.Expect(L"output");
-  const std::wstring errorPath = results.Expect(L"error");
-  PROCESS_INFORMATION created{};
-  {
-    const KernelHandle output = CreateForChild(outputPath);
-    const KernelHandle error = CreateForChild(errorPath);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = output.Get();
-    startup.hStdError = error.Get();
-    EXPECT_TRUE(::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                 folder.empty() ? nullptr : folder.c_str(), &startup, &created))
-        << program << ": error " << ::GetLastError();
-  }
-  const KernelHandle process(created.hProcess);
-  const KernelHandle thread(created.hThread);
-  EXPECT_EQ(::WaitForSingleObject(process.Get(), 60'000), WAIT_OBJECT_0);
-  ::TerminateProcess(process.Get(), 99);  // nothing to one that has ended
-  DWORD exitCode = 0;
-  EXPECT_TRUE(::GetExitCodeProcess(process.Get(), &exitCode));
-  return {exitCode, ReadWholeFile(outputPath), ReadWholeFile(errorPath)};
+  const std::wstring output = results.Expect(L"output");
+  const std::wstring error = results.Expect(L"error");
+  std::wstring command = L'"' + std::filesystem::absolute(program).wstring() + L'"';
+  for (const std::wstring& argument : arguments) command += L" \"" + argument + L'"';
+  command += L" > \"" + output + L"\" 2> \"" + error + L'"';
+  // The command processor takes the outermost quotes away.
+  const int exitCode = ::_wsystem((L'"' + command + L'"').c_str());
+  return {exitCode, ReadWholeFile(output), ReadWholeFile(error)};
 }
 
 TEST(HelloWorkerTest, PrintsNothingButTheErrorThatItsCommandMet) {
   TemporaryFolder folder;
-  EXPECT_THAT(RunProgram(HELLO_WORKER_EXE, {}, folder.GetPath()).output,
+  const std::filesystem::path folderBefore = std::filesystem::current_path();
+  const std::string program = std::filesystem::absolute(HELLO_WORKER_EXE).string();
+  std::filesystem::current_path(folder.GetPath());
+  EXPECT_THAT(RunProgram(program, {}).output,
               MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n"));
 
   folder.WriteFile(L"settings.ini", "colour = green\n");
   const std::wstring copy = folder.Expect(L"settings.bak");
-  const ProgramRun run = RunProgram(HELLO_WORKER_EXE, {}, folder.GetPath());
+  const ProgramRun run = RunProgram(program, {});
+  std::filesystem::current_path(folderBefore);
   EXPECT_EQ(run.output + run.error, "");
-  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
 }
 
@@ -110,7 +91,7 @@ TEST(FolderAuditTest, HashesEveryFileWhateverItsNameAndPlace) {
   folder.WriteFile(L"\u65E5\u672C\\\u00E4 \U0001F600", std::string(1'000'000, 'a'));
 
   const ProgramRun run = RunAudit({L"--list", folder.GetPath(), L"--skip", L"bUILD"});
-  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.error, "");
   // Nothing before it and between: no progress where there is no console.
   const std::string japanese = "  \xE6\x97\xA5\xE6\x9C\xAC\\\\";
@@ -135,47 +116,44 @@ TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
   folder.WriteFile(L"same", "c");
   {
     const KernelHandle lock = folder.LockAway(L"locked");
-    EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1u);
+    EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1);
     const ProgramRun same = RunAudit({L"--compare", file, folder.GetPath()});
-    EXPECT_EQ(same.exitCode, 1u);
+    EXPECT_EQ(same.exitCode, 1);
     EXPECT_THAT(same.output, HasSubstr("\nCompared      0 added, 0 changed, 0 removed, "
                                        "1 unreadable, 0 unreadable before\n"));
   }
   folder.WriteFile(L"added", "d");
   folder.WriteFile(L"changed", "e");
   const ProgramRun run = RunAudit({L"--compare", file, L"--save", file, folder.GetPath()});
-  EXPECT_EQ(run.exitCode, 5u);
+  EXPECT_EQ(run.exitCode, 5);
   EXPECT_THAT(run.output, HasSubstr("\nadded: added\nchanged: changed\n"
                                     "unreadable before: locked: "));
   EXPECT_THAT(run.output, HasSubstr("(winErrorCode = 32)\nCompared      1 added, 1 changed, "
                                     "0 removed, 0 unreadable, 1 unreadable before\n"));
-  EXPECT_EQ(RunAudit({L"--compare", file, folder.GetPath()}).exitCode, 0u);
+  EXPECT_EQ(RunAudit({L"--compare", file, folder.GetPath()}).exitCode, 0);
 }
 
-TEST(FolderAuditTest, KeepsItsSettingsAndTakesNonsenseForNone) {
+TEST(FolderAuditTest, KeepsItsSettings) {
   const RegistrySandbox sandbox;
   const std::wstring& key = sandbox.GetApplicationKey();
-  constexpr std::uint32_t kBinary = 3;
-  ASSERT_TRUE(sandbox.Set(L"", L"LastFolder", {kBinary, {'a', 0, 'b', 0}}));
-  ASSERT_TRUE(sandbox.Set(L"Counters", L"AuditsRun", {kBinary, {1, 2, 3, 4, 5}}));
   EXPECT_THAT(RunAudit({L"--settings"}, key).output,
               StartsWith("Last folder      none yet\nLast audit file  none yet\n"
                          "Audits run       0, 0 of them interrupted\n"));
   TemporaryFolder folder;
   const std::wstring file = folder.Expect(L"audit.xml");
-  EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath() + L"\\."}, key).exitCode, 0u);
-  EXPECT_EQ(RunAudit({folder.GetPath()}, key).exitCode, 0u);
+  EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath() + L"\\."}, key).exitCode, 0);
+  EXPECT_EQ(RunAudit({folder.GetPath()}, key).exitCode, 0);
   const ProgramRun settings = RunAudit({L"--settings"}, key);
-  EXPECT_EQ(settings.exitCode, 0u);
+  EXPECT_EQ(settings.exitCode, 0);
   EXPECT_THAT(settings.output,
               StartsWith("Last folder      " + Narrow(folder.GetPath()) + "\nLast audit file  " +
                          Narrow(file) + "\nAudits run       2, 0 of them interrupted\n"));
   const ProgramRun noFolder = RunAudit({}, key);
-  EXPECT_EQ(noFolder.exitCode, 2u);
+  EXPECT_EQ(noFolder.exitCode, 2);
   EXPECT_THAT(noFolder.error, HasSubstr("the last one audited was " + Narrow(folder.GetPath())));
 
   const ProgramRun refused = RunAudit({folder.GetPath()}, L"no\\\\key");
-  EXPECT_EQ(refused.exitCode, 0u) << "an audit is as good without them";
+  EXPECT_EQ(refused.exitCode, 0) << "an audit is as good without them";
   EXPECT_THAT(refused.error,
               HasSubstr("settings not kept: Settings.SaveSettings:CannotSave (key = no\\\\key)"));
 }
@@ -192,7 +170,7 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
   const KernelHandle subfolder = folder.LockAway(L"locked folder");
 
   const ProgramRun run = RunAudit({L"--list", L"--flow-log", log, folder.GetPath()});
-  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, StartsWith(kHashOfAbc + "  open folder\\abc\n" +
                                      "Files hashed  1\nBytes         3\nUnreadable    2\n"));
   EXPECT_TRUE(std::regex_match(
@@ -230,24 +208,12 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
                    "Destruction  at Audit::~Audit of Audit on Main thread"}));
 }
 
-TEST(FolderAuditTest, DoesNotFollowALinkToItself) {
-  const std::string links = LINK_FOLDER;
-  const std::wstring folder(links.begin(), links.end());
-  if (::GetFileAttributesW((folder + L"/loop").c_str()) == INVALID_FILE_ATTRIBUTES) {
-    GTEST_SKIP() << "the build was not allowed to make a link";
-  }
-  const ProgramRun run = RunAudit({folder});
-  EXPECT_EQ(run.exitCode, 0u) << run.error;
-  EXPECT_THAT(run.output, StartsWith("Files hashed  1\n"));
-  EXPECT_THAT(run.output, HasSubstr("\nLinks         1 not followed\n"));
-}
-
 TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
   const TemporaryFolder folder;
   const std::wstring& path = folder.GetPath();
   struct Case {
     std::vector<std::wstring> arguments;
-    std::uint32_t exitCode;
+    int exitCode;
     const char* error;
   };
   const Case cases[] = {
@@ -270,7 +236,7 @@ TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
     EXPECT_THAT(run.error, HasSubstr(c.error));
   }
   const ProgramRun help = RunAudit({L"--help"});
-  EXPECT_EQ(help.exitCode, 0u);
+  EXPECT_EQ(help.exitCode, 0);
   EXPECT_THAT(help.output, HasSubstr("Exit codes:"));
 }
 
