@@ -11,7 +11,10 @@ constexpr std::wstring_view kNameEnds = L" \t\n\r<>=\\/?!";
 
 class ModelParser {
  public:
-  ModelParser(std::wstring_view text, bool ignoreCase) : text_(text), ignoreCase_(ignoreCase) {
+  ModelParser(std::wstring_view text, bool ignoreCase) : text_(text), compared_(text) {
+    for (wchar_t& c : compared_) {
+      if (ignoreCase && c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + 32);
+    }
     model_.elements.emplace_back();
   }
 
@@ -27,38 +30,30 @@ class ModelParser {
         ++pos_;
       }
     }
-    if (!open_.empty()) {
-      Error(At(L"Element '" + open_.back().name + L"'", GetStart(open_.back())) + L" not ended");
-    }
+    if (!open_.empty()) Error(L"Element " + DescribeInnermost() + L" not ended");
     while (!open_.empty()) CloseUnended();
-    const auto& top = model_.elements[0].children;
+    const auto roots = std::count_if(model_.elements.begin() + 1, model_.elements.end(),
+                                     [](const auto& element) { return element.parent == 0; });
     model_.elements[0].length = text_.size();
-    if (top.empty()) Error(L"No root element");
-    if (top.size() > 1) Error(L"Root element has sibling");
+    if (roots == 0) Error(L"No root element");
+    if (roots > 1) Error(L"Root element has sibling");
+    model_.isWellFormed =
+        roots == 1 && (model_.elements[0].flags & MXmlElementRecord::kIllFormed) == 0;
     return std::move(model_);
   }
 
  private:
-  struct Open {
-    std::size_t number;
-    std::wstring name;
-    std::wstring foldedName;  // as names are compared
-  };
-
   [[nodiscard]] static std::wstring At(const std::wstring& what, std::size_t offset) {
     return what + L" at offset " + std::to_wstring(offset);
   }
-  [[nodiscard]] std::wstring Fold(std::wstring name) const {
-    for (wchar_t& c : name) {
-      if (ignoreCase_ && c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + 32);
-    }
-    return name;
+  [[nodiscard]] static std::wstring NameAt(const std::wstring& text, std::size_t offset) {
+    return text.substr(offset, text.find_first_of(kNameEnds, offset) - offset);
   }
-  [[nodiscard]] std::size_t GetStart(const Open& open) const {
-    return model_.elements[open.number].start;
+  [[nodiscard]] std::size_t Current() const { return open_.empty() ? 0 : open_.back(); }
+  [[nodiscard]] std::wstring DescribeInnermost() const {
+    const std::size_t start = model_.elements[open_.back()].start;
+    return At(L"'" + NameAt(text_, start + 1) + L"'", start);
   }
-  [[nodiscard]] std::size_t Current() const { return open_.empty() ? 0 : open_.back().number; }
-  [[nodiscard]] bool AtEnd(std::size_t count) const { return pos_ + count >= text_.size(); }
 
   void Error(const std::wstring& error) {
     if (model_.error.empty()) model_.error = error;
@@ -78,28 +73,26 @@ class ModelParser {
   }
   void SkipBehind(std::wstring_view ending, std::size_t from, const wchar_t* what) {
     const std::size_t found = text_.find(ending, pos_ + from);
-    if (found == std::wstring_view::npos) return Unterminated(what);
+    if (found == std::wstring::npos) return Unterminated(what);
     pos_ = found + ending.size();
   }
 
   void Markup() {
-    if (AtEnd(1)) return Unterminated(L"tag");
-    const wchar_t c = text_[pos_ + 1];
-    if (c == L'/') return EndTag();
-    if (c == L'?') return SkipBehind(L"?>", 2, L"Processing instruction");
-    if (c != L'!') {
-      if (kNameEnds.find(c) != std::wstring_view::npos) return Incorrect(L"tag name character");
-      return StartTag();
-    }
-    if (AtEnd(2)) return Unterminated(L"tag");
-    const wchar_t d = text_[pos_ + 2];
-    if (d == L'[') return SkipBehind(L"]]>", 3, L"CDATA Section");
-    if (d == L'-') {
-      if (AtEnd(3)) return Unterminated(L"tag");
-      if (text_[pos_ + 3] != L'-') return Incorrect(L"comment tag");
-      return SkipBehind(L"-->", 4, L"Comment");
-    }
-    if (d != L'D' && d != L'E' && d != L'A' && d != L'N') return Incorrect(L"! tag");
+    const std::wstring_view rest = std::wstring_view(text_).substr(pos_);
+    for (const wchar_t* const cutShort : {L"<", L"<!", L"<!-"})
+      if (rest == cutShort) return Unterminated(L"tag");
+    if (rest[1] == L'/') return EndTag();
+    if (rest[1] == L'?') return SkipBehind(L"?>", 2, L"Processing instruction");
+    if (rest.starts_with(L"<![")) return SkipBehind(L"]]>", 3, L"CDATA Section");
+    if (rest.starts_with(L"<!--")) return SkipBehind(L"-->", 4, L"Comment");
+    if (rest.starts_with(L"<!-")) return Incorrect(L"comment tag");
+    if (rest[1] == L'!') return Declaration(rest[2]);
+    if (kNameEnds.find(rest[1]) != std::wstring_view::npos) return Incorrect(L"tag name character");
+    StartTag();
+  }
+
+  void Declaration(wchar_t kind) {
+    if (kind != L'D' && kind != L'E' && kind != L'A' && kind != L'N') return Incorrect(L"! tag");
     int depth = 0;
     for (std::size_t i = pos_; i < text_.size(); ++i) {
       if (text_[i] == L'<') ++depth;
@@ -111,44 +104,40 @@ class ModelParser {
   }
 
   void StartTag() {
-    const std::size_t nameEnd = text_.find_first_of(kNameEnds, pos_ + 1);
     wchar_t quote = 0;
-    for (std::size_t i = nameEnd; i < text_.size(); ++i) {
+    for (std::size_t i = text_.find_first_of(kNameEnds, pos_ + 1); i < text_.size(); ++i) {
       const wchar_t c = text_[i];
       if (quote != 0) {
         if (c == quote) quote = 0;
       } else if (c == L'"' || c == L'\'') {
         quote = c;
       } else if (c == L'>') {
-        return OpenTag(nameEnd, i + 1);
+        return OpenTag(i + 1);
       }
     }
     Unterminated(L"Element tag");
   }
 
-  void OpenTag(std::size_t nameEnd, std::size_t end) {
+  void OpenTag(std::size_t end) {
     const std::size_t start = std::exchange(pos_, end);
     const std::size_t length = end - start;
     if (length > MXmlElementRecord::kMaxStartTagLength)
       return Fault(At(L"Element tag", start) + L" too long");
     if (open_.size() > MXmlElementRecord::kMaxLevel)
       return Fault(At(L"Nesting", start) + L" too deep");
+    const std::size_t number = model_.elements.size();
+    const bool isFirstChild = number == Current() + 1;
+    const bool isSelfClosed = text_[end - 2] == L'/';
     XmlModel::Element element;
     element.start = start;
     element.startTagLength = length;
+    if (isFirstChild) element.flags |= MXmlElementRecord::kFirstChild;
+    if (isSelfClosed) element.flags |= MXmlElementRecord::kSelfClosed;
     element.level = open_.size();
     element.parent = Current();
-    auto& siblings = model_.elements[element.parent].children;
-    if (siblings.empty()) element.flags |= MXmlElementRecord::kFirstChild;
-    siblings.push_back(model_.elements.size());
-    if (text_[end - 2] == L'/') {
-      element.flags |= MXmlElementRecord::kSelfClosed;
-      element.length = length;
-    } else {
-      const std::wstring name(text_.substr(start + 1, nameEnd - start - 1));
-      open_.push_back({model_.elements.size(), name, Fold(name)});
-    }
+    element.length = length;
     model_.elements.push_back(element);
+    if (!isSelfClosed) open_.push_back(number);
   }
 
   /// True for the name of an end tag that closes an element: its name, or what stands in it before
@@ -161,110 +150,95 @@ class ModelParser {
 
   void EndTag() {
     const std::size_t close = text_.find(L'>', pos_);
-    if (close == std::wstring_view::npos) return Unterminated(L"Element end tag");
-    const std::size_t nameEnd = text_.find_first_of(kNameEnds, pos_ + 2);
-    const std::wstring name(text_.substr(pos_ + 2, nameEnd - pos_ - 2));
+    if (close == std::wstring::npos) return Unterminated(L"Element end tag");
     const std::size_t start = std::exchange(pos_, close + 1);
     if (pos_ - start > MXmlElementRecord::kMaxEndTagLength)
       return Fault(At(L"Element end tag", start) + L" too long");
+    const std::wstring tag = At(L"tag '" + NameAt(text_, start + 2) + L"'", start);
+    const std::wstring name = NameAt(compared_, start + 2);
     std::size_t depth = open_.size();
-    while (depth > 0 && !Closes(Fold(name), open_[depth - 1].foldedName)) --depth;
-    if (depth == 0) return Fault(At(L"No start tag for end tag '" + name + L"'", start));
-    if (depth < open_.size()) {
-      Error(At(L"End tag '" + name + L"'", start) +
-            At(L" does not match start tag '" + open_.back().name + L"'", GetStart(open_.back())));
+    while (depth > 0 &&
+           !Closes(name, NameAt(compared_, model_.elements[open_[depth - 1]].start + 1))) {
+      --depth;
     }
+    if (depth == 0) return Fault(L"No start tag for end " + tag);
+    if (depth < open_.size())
+      Error(L"End " + tag + L" does not match start tag " + DescribeInnermost());
     while (open_.size() > depth) CloseUnended();
-    XmlModel::Element& element = model_.elements[open_.back().number];
+    XmlModel::Element& element = model_.elements[open_.back()];
     element.length = pos_ - element.start;
     element.endTagLength = pos_ - start;
     open_.pop_back();
   }
 
   void CloseUnended() {
-    const std::size_t number = open_.back().number;
+    const std::size_t number = open_.back();
     XmlModel::Element& element = model_.elements[number];
     XmlModel::Element& parent = model_.elements[element.parent];
-    element.length = element.startTagLength;
     element.flags |= MXmlElementRecord::kNotEnded;
     parent.flags |= element.flags & MXmlElementRecord::kErrorInside;
-    element.flags &= ~MXmlElementRecord::kErrorInside;
-    for (const std::size_t child : element.children) {
-      model_.elements[child].parent = element.parent;
-      parent.children.push_back(child);
+    element.flags &= ~std::size_t{MXmlElementRecord::kErrorInside};
+    for (std::size_t i = number + 1; i < model_.elements.size(); ++i) {
+      if (model_.elements[i].parent == number) model_.elements[i].parent = element.parent;
     }
-    element.children.clear();
     open_.pop_back();
   }
 
-  std::wstring_view text_;
-  bool ignoreCase_;
+  const std::wstring text_;
+  std::wstring compared_;  // the text in the case in which names are compared
   std::size_t pos_ = 0;
-  std::vector<Open> open_;
+  std::vector<std::size_t> open_;  // innermost last
   XmlModel model_;
 };
 
-std::vector<std::uint32_t> GetChildren(const MXmlDocument& document, std::uint32_t number) {
-  std::vector<std::uint32_t> children;
-  for (std::uint32_t child = document.GetRecord(number).firstChild; child != 0;
-       child = document.GetRecord(child).nextSibling) {
-    if (children.size() > document.GetRecordCount()) break;  // links that run in a circle
-    children.push_back(child);
+std::vector<XmlModel::Element> ListElements(const MXmlDocument& document) {
+  std::vector<XmlModel::Element> elements;
+  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
+    const MXmlElementRecord record = document.GetRecord(i);
+    elements.push_back(
+        {record.start, record.length, record.GetStartTagLength(), record.GetEndTagLength(),
+         record.flagsAndLevel & ~MXmlElementRecord::kMaxLevel, record.GetLevel(), record.parent});
   }
-  return children;
+  return elements;
 }
 
-XmlModel::Element GetElement(const MXmlDocument& document, std::uint32_t number) {
-  const MXmlElementRecord record = document.GetRecord(number);
-  const std::vector<std::uint32_t> children = GetChildren(document, number);
-  return {record.start,
-          record.length,
-          record.GetStartTagLength(),
-          record.GetEndTagLength(),
-          record.flagsAndLevel & ~MXmlElementRecord::kMaxLevel,
-          record.GetLevel(),
-          record.parent,
-          {children.begin(), children.end()}};
-}
-
-std::string Describe(const XmlModel::Element& element) {
-  std::string text;
-  for (const std::size_t number :
-       {element.start, element.length, element.startTagLength, element.endTagLength,
-        std::size_t{element.flags}, element.level, element.parent}) {
-    text += ' ' + std::to_string(number);
+/// The document and its elements in the order in which they begin. Parents are told by one more
+/// than their start, for an edit numbers elements otherwise than a parser, which gives elements
+/// that were in one that is not ended other levels, too.
+std::vector<XmlModel::Element> ListByStart(const MXmlDocument& document) {
+  std::vector<XmlModel::Element> elements = ListElements(document);
+  for (XmlModel::Element& element : elements) {
+    element.flags &= MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded;
+    element.level = 0;
+    if (element.parent != 0) {
+      element.parent = document.GetRecord(static_cast<std::uint32_t>(element.parent)).start + 1;
+    }
   }
-  for (const std::size_t child : element.children) text += " +" + std::to_string(child);
-  return text;
+  std::stable_sort(elements.begin(), elements.end(),
+                   [](const auto& a, const auto& b) { return a.start < b.start; });
+  return elements;
 }
 
 std::string Compare(const std::vector<XmlModel::Element>& got,
                     const std::vector<XmlModel::Element>& wanted) {
+  using Element = XmlModel::Element;
+  constexpr std::pair<const char*, std::size_t Element::*> kFields[] = {
+      {"start", &Element::start},
+      {"length", &Element::length},
+      {"start tag", &Element::startTagLength},
+      {"end tag", &Element::endTagLength},
+      {"flags", &Element::flags},
+      {"level", &Element::level},
+      {"parent", &Element::parent}};
   if (got.size() != wanted.size()) return "the numbers of elements differ";
   for (std::size_t i = 0; i < got.size(); ++i) {
-    if (got[i] == wanted[i]) continue;
-    return "start, length, tags, flags, level, parent and children of element " +
-           std::to_string(i) + " are" + Describe(got[i]) + ", should be" + Describe(wanted[i]);
+    for (const auto& [name, field] : kFields) {
+      if (got[i].*field == wanted[i].*field) continue;
+      return std::string(name) + " of element " + std::to_string(i) + " is " +
+             std::to_string(got[i].*field) + ", should be " + std::to_string(wanted[i].*field);
+    }
   }
   return "";
-}
-
-/// The document and its elements in the order in which they begin. Parents are told by one more
-/// than their start, for an edit numbers elements otherwise than a parser.
-std::vector<XmlModel::Element> ListByStart(const MXmlDocument& document, bool withLevels) {
-  std::vector<XmlModel::Element> list;
-  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
-    XmlModel::Element element = GetElement(document, i);
-    element.flags &= MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded;
-    if (!withLevels) element.level = 0;
-    const std::uint32_t parent = document.GetRecord(i).parent;
-    element.parent = parent == 0 ? 0 : std::size_t{document.GetRecord(parent).start} + 1;
-    element.children.clear();
-    list.push_back(std::move(element));
-  }
-  std::stable_sort(list.begin(), list.end(),
-                   [](const auto& a, const auto& b) { return a.start < b.start; });
-  return list;
 }
 
 }  // namespace
@@ -275,14 +249,8 @@ XmlModel ParseModel(std::wstring_view text, bool ignoreCase) {
 
 std::string CompareWithModel(const MXmlDocument& document, const XmlModel& model) {
   if (document.GetErrorText() != model.error) return "the error texts differ";
-  std::vector<XmlModel::Element> elements;
-  for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i)
-    elements.push_back(GetElement(document, i));
-  const std::string difference = Compare(elements, model.elements);
-  if (!difference.empty()) return difference;
-  const bool isWellFormed =
-      elements[0].children.size() == 1 && (elements[0].flags & MXmlElementRecord::kIllFormed) == 0;
-  return document.IsWellFormed() == isWellFormed ? "" : "IsWellFormed() is wrong";
+  if (document.IsWellFormed() != model.isWellFormed) return "IsWellFormed() is wrong";
+  return Compare(ListElements(document), model.elements);
 }
 
 std::string CheckRecords(const MXmlDocument& document) {
@@ -302,30 +270,25 @@ std::string CheckRecords(const MXmlDocument& document) {
       end -= record.GetEndTagLength();
       if (record.GetEndTagLength() != 0 && text.substr(end, 2) != L"</") return fault("end tag");
     }
-    const std::vector<std::uint32_t> children = GetChildren(document, i);
-    std::uint32_t previous = children.empty() ? 0 : children.back();  // the first knows the last
-    for (const std::uint32_t number : children) {
+    std::uint32_t last = 0;
+    for (std::uint32_t number = record.firstChild; number != 0;) {
       const MXmlElementRecord child = document.GetRecord(number);
-      if (child.parent != i || child.previousSibling != previous) return fault("children's links");
+      if (++linked > document.GetRecordCount()) return fault("children's number");
+      if (child.parent != i || (last != 0 && child.previousSibling != last))
+        return fault("children's links");
       if (child.start < place) return fault("children's order");
       place = std::size_t{child.start} + child.length;
-      previous = number;
+      last = std::exchange(number, child.nextSibling);
     }
+    if (last != 0 && document.GetRecord(record.firstChild).previousSibling != last)
+      return fault("first child's link to the last");
     if (place > end) return fault("content");
-    linked += children.size();
   }
   return linked == document.GetRecordCount() ? "" : "an element is not linked";
 }
 
 std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed) {
-  bool isRegular = true;  // no element was lifted out of one that is not ended
-  for (std::uint32_t i = 1; i < edited.GetRecordCount(); ++i) {
-    const MXmlElementRecord record = edited.GetRecord(i);
-    isRegular =
-        isRegular && !record.HasFlag(MXmlElementRecord::kNotEnded) &&
-        (record.parent == 0 || record.GetLevel() == edited.GetRecord(record.parent).GetLevel() + 1);
-  }
-  return Compare(ListByStart(edited, isRegular), ListByStart(parsed, isRegular));
+  return Compare(ListByStart(edited), ListByStart(parsed));
 }
 
 }  // namespace Orvel::Testing

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,21 +19,20 @@ struct XmlModel {
     std::size_t length = 0;
     std::size_t startTagLength = 0;
     std::size_t endTagLength = 0;
-    std::uint32_t flags = 0;
+    std::size_t flags = 0;
     std::size_t level = 0;
     std::size_t parent = 0;
-    std::vector<std::size_t> children;
-    bool operator==(const Element&) const = default;
   };
 
   std::vector<Element> elements;  // 0 is the document; numbered as they begin
   std::wstring error;
+  bool isWellFormed = false;
 };
 
 [[nodiscard]] XmlModel ParseModel(std::wstring_view text, bool ignoreCase);
 
-/// Describes the first difference between a parsed document and the model of its text, of which
-/// `document` may have been told nothing but the text; empty when there is none.
+/// Describes the first difference between a parsed document, sound by CheckRecords(), and the model
+/// of its text; empty when there is none.
 [[nodiscard]] std::string CompareWithModel(const MXmlDocument& document, const XmlModel& model);
 
 /// Describes the first fault in a document's records: wrong links, elements outside of their
@@ -42,8 +40,7 @@ struct XmlModel {
 [[nodiscard]] std::string CheckRecords(const MXmlDocument& document);
 
 /// Describes the first difference between an edited document and one that its text was parsed
-/// into: elements, their places and tags. Levels and creation marks are left out where elements
-/// are not ended.
+/// into: elements, their places, tags and parents.
 [[nodiscard]] std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed);
 
 }  // namespace Orvel::Testing
