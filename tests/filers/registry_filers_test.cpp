@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "orvel/filers/in_filer_tagged_registry.h"
@@ -24,9 +24,15 @@ using Orvel::Testing::RawRegistryValue;
 using Orvel::Testing::RegistrySandbox;
 using Orvel::Testing::RegistrySeam;
 using testing::_;
+using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
+using testing::Field;
 using testing::FieldsAre;
+using testing::Le;
+using testing::Lt;
 using testing::Optional;
+using testing::SizeIs;
 using Bytes = std::vector<std::uint8_t>;
 using Kind = RegistrySeam::Call::Kind;
 
@@ -80,24 +86,19 @@ TEST_F(RegistryFilersTest, EachKindIsStoredInItsForm) {
 }
 
 TEST_F(RegistryFilersTest, SectionsAreKeysThatAValueCreates) {
-  EXPECT_TRUE(out_.BeginSection(L"Axes"));
-  EXPECT_TRUE(out_.BeginSection(L"X"));
+  EXPECT_TRUE(out_.BeginSection(L"Axes") && out_.BeginSection(L"X"));
   EXPECT_FALSE(sandbox_.HasSection(L""));
-  EXPECT_TRUE(out_.WriteInt(L"Count\\All", 3));
-  EXPECT_TRUE(out_.EndSection());
-  EXPECT_TRUE(out_.WriteInt(L"", 7));
+  EXPECT_TRUE(out_.WriteInt(L"Count\\All", 3) && out_.EndSection() && out_.WriteInt(L"", 7));
   EXPECT_THAT(sandbox_.Get(L"Axes\\X", L"Count\\All"), Optional(Number(3)));
   EXPECT_THAT(sandbox_.Get(L"Axes", L""), Optional(Number(7))) << "the default value";
 
   // Reading creates keys only when told, and not when it is asked for a section.
   std::int32_t count = 0;
   for (IInFilerTaggedRegistry* in : {&in_, &creating_}) {
-    EXPECT_TRUE(in->BeginSection(L"AXES"));
-    EXPECT_TRUE(in->BeginSection(L"x"));
+    EXPECT_TRUE(in->BeginSection(L"AXES") && in->BeginSection(L"x"));
     EXPECT_TRUE(in->ReadInt(L"count\\ALL", count, 0));
     EXPECT_EQ(count, 3);
-    EXPECT_FALSE(in->BeginNextSection(L"Y"));
-    EXPECT_TRUE(in->BeginSection(L"Y"));
+    EXPECT_TRUE(!in->BeginNextSection(L"Y") && in->BeginSection(L"Y"));
     EXPECT_FALSE(sandbox_.HasSection(L"Axes\\X\\Y"));
     EXPECT_FALSE(in->ReadInt(L"Count", count, 0));
     EXPECT_EQ(sandbox_.HasSection(L"Axes\\X\\Y"), in == &creating_);
@@ -128,7 +129,9 @@ TEST_F(RegistryFilersTest, NamesThatWouldMisleadTheRegistryAreRefused) {
 
   const RegistrySeam seam;
   const std::wstring withZero(L"a\0b", 3);
+  std::wstring text;
   std::int32_t number = 0;
+  bool flag = true;
   for (const std::wstring& key :
        {std::wstring(), L"\\" + application_, application_ + L"\\", application_ + L"\\\\Part",
         application_ + L"\\" + withZero, application_ + L"\\s" + longest}) {
@@ -138,22 +141,15 @@ TEST_F(RegistryFilersTest, NamesThatWouldMisleadTheRegistryAreRefused) {
   }
   for (const std::wstring& tag :
        {std::wstring(), std::wstring(L"a\\b"), withZero, L's' + longest}) {
-    EXPECT_FALSE(out_.BeginSection(tag));
-    EXPECT_FALSE(in_.BeginSection(tag));
-    EXPECT_FALSE(in_.BeginNextSection(tag));
-    EXPECT_FALSE(out_.EndSection()) << "nothing was opened";
-    EXPECT_FALSE(in_.EndSection()) << "nothing was opened";
+    EXPECT_FALSE(out_.BeginSection(tag) || in_.BeginSection(tag) || in_.BeginNextSection(tag));
+    EXPECT_FALSE(out_.EndSection() || in_.EndSection()) << "nothing was opened";
   }
   for (const std::wstring& tag : {withZero, std::wstring(16384, L'v')}) {
-    std::wstring text;
-    bool flag = true;
-    EXPECT_FALSE(out_.WriteInt(tag, 1));
-    EXPECT_FALSE(out_.WriteString(tag, L"text"));
-    EXPECT_FALSE(in_.ReadString(tag, text, L"default"));
+    EXPECT_FALSE(out_.WriteInt(tag, 1) || out_.WriteString(tag, L"text"));
+    EXPECT_FALSE(in_.ReadString(tag, text, L"default") || in_.ReadBool(tag, flag, false) ||
+                 in_.ReadInt(tag, number, 4));
     EXPECT_EQ(text, L"default");
-    EXPECT_FALSE(in_.ReadBool(tag, flag, false));
     EXPECT_FALSE(flag);
-    EXPECT_FALSE(in_.ReadInt(tag, number, 4));
     EXPECT_EQ(number, 4);
   }
   EXPECT_TRUE(seam.calls.empty());
@@ -164,16 +160,13 @@ TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
   RegistrySeam seam;
   std::wstring path;
   for (int level = 0; level < kDepth; ++level) {
-    ASSERT_TRUE(out_.BeginSection(L"s"));
-    ASSERT_TRUE(in_.BeginSection(L"s"));
+    ASSERT_TRUE(out_.BeginSection(L"s") && in_.BeginSection(L"s"));
     path += level == 0 ? L"s" : L"\\s";
   }
   std::int32_t value = 0;
-  EXPECT_TRUE(out_.WriteInt(L"a", 1));
+  EXPECT_TRUE(out_.WriteInt(L"a", 1) && in_.ReadInt(L"a", value, 0));
   EXPECT_THAT(sandbox_.Get(path, L"a"), Optional(Number(1)));
-  EXPECT_TRUE(in_.ReadInt(L"a", value, 0));
-  EXPECT_EQ(value, 1);
-  for (const auto& call : seam.calls) EXPECT_LT(call.name.size(), 2 * 32u) << call.name.size();
+  EXPECT_THAT(seam.calls, Each(Field(&RegistrySeam::Call::name, SizeIs(Lt(2 * 32u)))));
   EXPECT_TRUE(in_.EndSection());
   EXPECT_FALSE(in_.ReadInt(L"a", value, 0)) << "one level less is another key";
 }
@@ -215,6 +208,8 @@ TEST_F(RegistryFilersTest, NumbersAreReadFromUpToFourBytesOfAnyType) {
 }
 
 TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
+  ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(0)));
+  RegistrySeam seam;  // the system may put a zero behind the text; here garbage stands there
   const std::wstring longText(3000, L'l');
   const std::wstring shortText(256, L'a');
   const struct {
@@ -234,75 +229,67 @@ TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
       {"only zeros", {REG_SZ, Bytes(9)}, L""},
       {"long, without terminator", {REG_SZ, TextBytes(longText)}, longText},
       {"with a variable", {REG_EXPAND_SZ, TextBytes(L"%PATH%")}, L"%PATH%"},
+      {"double word", Number(5), {}},
       {"list", {REG_MULTI_SZ, TextBytes(L"ab")}, {}},
       {"long binary", {REG_BINARY, Bytes(4000, 'b')}, {}},
       {"unknown type", {4711, TextBytes(L"ab")}, {}},
   };
   for (const auto& [what, stored, expected] : cases) {
     SCOPED_TRACE(what);
-    ASSERT_TRUE(sandbox_.Set(L"", L"v", stored));
+    seam.finds = [&value = stored] { return value; };
     std::wstring text = L"v";
     EXPECT_EQ(in_.ReadString(text, text, text), expected.has_value()) << "into its tag and default";
     EXPECT_EQ(text, expected.value_or(L"v"));
-    // The system itself may put a zero behind the text; here garbage stands there.
-    RegistrySeam seam;
-    seam.finds = [&value = stored] { return value; };
-    EXPECT_EQ(in_.ReadString(L"v", text, L"default"), expected.has_value());
-    EXPECT_EQ(text, expected.value_or(L"default"));
   }
 }
 
 TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow) {
-  ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(1)));
-  ASSERT_TRUE(sandbox_.Set(L"", L"text", Text(L"0.5")));
+  ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(1)) && sandbox_.Set(L"", L"text", Text(L"0.5")));
   RegistrySeam seam;
-  const auto countQueries = [&seam] {
-    return std::count_if(seam.calls.begin(), seam.calls.end(),
-                         [](const auto& call) { return call.kind == Kind::kQuery; });
-  };
+  const auto queries = Field(&RegistrySeam::Call::kind, Kind::kQuery);
   bool flag = false;
   double wide = 0.0;
-  EXPECT_TRUE(in_.ReadBool(L"v", flag, false));
-  EXPECT_EQ(countQueries(), 1);
-  EXPECT_TRUE(in_.ReadDouble(L"text", wide, 0.0));
-  EXPECT_EQ(countQueries(), 2);
+  EXPECT_TRUE(in_.ReadBool(L"v", flag, false) && in_.ReadDouble(L"text", wide, 0.0));
+  EXPECT_FALSE(in_.ReadDouble(L"v", wide, 7.0)) << "a number is no text";
+  EXPECT_EQ(wide, 7.0);
+  EXPECT_THAT(seam.calls, Contains(queries).Times(3));
 
   std::wstring text;
   std::size_t length = 0;
-  std::size_t limit = 1000;
   seam.finds = [&] {
-    length = std::min(length + 300, limit);
+    length = std::min<std::size_t>(length + 300, 1000);
     return Text(std::wstring(length, L'g'));
   };
   EXPECT_TRUE(in_.ReadString(L"v", text, L"default"));
   EXPECT_EQ(text, std::wstring(1000, L'g'));
 
   seam.calls.clear();
-  limit = std::numeric_limits<std::size_t>::max();
+  seam.finds = [&] { return Text(std::wstring(length += 300, L'g')); };
   EXPECT_FALSE(in_.ReadString(L"v", text, L"default"));
   EXPECT_EQ(text, L"default");
-  EXPECT_LE(countQueries(), 16);
+  EXPECT_THAT(seam.calls, Contains(queries).Times(Le(16)));
 
   // A value that shrinks, and one whose type changes, are taken as the last query found them.
-  int queries = 0;
-  seam.finds = [&] { return Text(++queries == 1 ? std::wstring(999, L'g') : L"now short"); };
+  const auto becomes = [&](const RawRegistryValue& last) {
+    seam.finds = [last, isFirst = true]() mutable {
+      return std::exchange(isFirst, false) ? Text(std::wstring(999, L'g')) : last;
+    };
+  };
+  becomes(Text(L"now short"));
   EXPECT_TRUE(in_.ReadString(L"v", text, L"default"));
   EXPECT_EQ(text, L"now short");
-  queries = 0;
-  seam.finds = [&] { return ++queries == 1 ? Text(L"long") : RawRegistryValue{REG_DWORD, {0}}; };
+  becomes({REG_DWORD, {0}});
   EXPECT_TRUE(in_.ReadBool(L"v", flag, true));
   EXPECT_FALSE(flag);
 }
 
 TEST_F(RegistryFilersTest, EndingASectionTakesTheNextStampOfTheProcess) {
-  EXPECT_FALSE(in_.EndSection());
-  EXPECT_EQ(in_.GetChangeStamp(), 0u);
   const auto visit = [](auto& filer) {
-    EXPECT_TRUE(filer.BeginSection(L"A"));
-    EXPECT_TRUE(filer.EndSection());
+    EXPECT_TRUE(filer.BeginSection(L"A") && filer.EndSection());
     EXPECT_FALSE(filer.EndSection());
     return filer.GetChangeStamp();
   };
+  EXPECT_EQ(in_.GetChangeStamp(), 0u);
   const std::uint32_t first = visit(out_);
   EXPECT_EQ(visit(in_), first + 1);
   EXPECT_EQ(visit(out_), first + 2);
@@ -313,34 +300,28 @@ TEST_F(RegistryFilersTest, EndingASectionTakesTheNextStampOfTheProcess) {
 }
 
 TEST_F(RegistryFilersTest, AnExistingSectionIsWalkedOncePerLevel) {
-  ASSERT_TRUE(sandbox_.Set(L"A\\Inner", L"v", Number(1)));
-  ASSERT_TRUE(sandbox_.Set(L"B\\Inner", L"v", Number(1)));
-  int visits = 0;
-  while ((in_.BeginNextSection(L"A") || in_.BeginNextSection(L"B")) && visits < 10) {
-    ++visits;
-    EXPECT_TRUE(in_.BeginNextSection(L"Inner"));
-    EXPECT_TRUE(in_.EndSection());
+  for (const wchar_t* const path : {L"A\\Inner", L"B\\Inner"})
+    ASSERT_TRUE(sandbox_.Set(path, L"v", Number(1)));
+  for (const wchar_t* const tag : {L"A", L"B"}) {
+    EXPECT_TRUE(in_.BeginNextSection(tag));
+    EXPECT_TRUE(in_.BeginNextSection(L"Inner") && in_.EndSection());
     EXPECT_FALSE(in_.BeginNextSection(L"INNER")) << "the same key";
     EXPECT_FALSE(in_.BeginNextSection(L"Other"));
     EXPECT_TRUE(in_.EndSection());
   }
-  EXPECT_EQ(visits, 2);
+  EXPECT_FALSE(in_.BeginNextSection(L"A") || in_.BeginNextSection(L"B"));
 
   // From its start again, by tag: as often as one likes, and then not as the next one.
   EXPECT_TRUE(in_.BeginSection(L"A"));
   EXPECT_TRUE(in_.BeginNextSection(L"Inner")) << "a level opened anew is walked anew";
-  EXPECT_TRUE(in_.EndSection());
-  EXPECT_TRUE(in_.BeginSection(L"Inner"));
-  EXPECT_TRUE(in_.EndSection());
+  EXPECT_TRUE(in_.EndSection() && in_.BeginSection(L"Inner") && in_.EndSection());
   EXPECT_FALSE(in_.BeginNextSection(L"Inner"));
 }
 
 TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
   ASSERT_TRUE(sandbox_.Set(L"A\\B", L"v", Number(5)));
   for (const wchar_t* tag : {L"A", L"B"}) {
-    ASSERT_TRUE(out_.BeginSection(tag));
-    ASSERT_TRUE(in_.BeginSection(tag));
-    ASSERT_TRUE(creating_.BeginSection(tag));
+    ASSERT_TRUE(out_.BeginSection(tag) && in_.BeginSection(tag) && creating_.BeginSection(tag));
   }
   std::int32_t value = 0;
   RegistrySeam seam;
@@ -360,8 +341,7 @@ TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
 
   // Where writing is refused everywhere, reading goes on, and creating falls back to reading.
   seam.refuses = [](const RegistrySeam::Call& call) { return call.access == kReadWrite; };
-  EXPECT_TRUE(in_.ReadInt(L"v", value, 0));
-  EXPECT_TRUE(creating_.ReadInt(L"v", value, 0));
+  EXPECT_TRUE(in_.ReadInt(L"v", value, 0) && creating_.ReadInt(L"v", value, 0));
   seam.calls.clear();
   EXPECT_FALSE(out_.WriteInt(L"v", 6));
   EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite, _),
@@ -373,13 +353,13 @@ TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
 
 TEST_F(RegistryFilersTest, KeysAreClosedWhicheverCallFails) {
   const std::wstring longText(2000, L'n');
-  ASSERT_TRUE(sandbox_.Set(L"A", L"text", Text(longText)));
-  ASSERT_TRUE(sandbox_.Set(L"A", L"number", Number(5)));
+  ASSERT_TRUE(sandbox_.Set(L"A", L"text", Text(longText)) &&
+              sandbox_.Set(L"A", L"number", Number(5)));
   const auto operate = [&] {
+    std::wstring text;
+    std::int32_t number = 0;
+    bool flag = false;
     for (IInFilerTaggedRegistry* in : {&in_, &creating_}) {
-      std::wstring text;
-      std::int32_t number = 0;
-      bool flag = false;
       EXPECT_TRUE(in->BeginSection(L"A"));
       EXPECT_EQ(in->ReadString(L"text", text, L"d") ? longText : L"d", text);
       EXPECT_EQ(in->ReadInt(L"number", number, 6) ? 5 : 6, number);
@@ -395,15 +375,14 @@ TEST_F(RegistryFilersTest, KeysAreClosedWhicheverCallFails) {
     EXPECT_TRUE(out_.EndSection());
   };
   std::size_t calls = 0;
-  std::size_t failing = 0;
-  do {
-    SCOPED_TRACE(++failing);
+  for (std::size_t failing = 1; failing <= calls + 1; ++failing) {
+    SCOPED_TRACE(failing);
     RegistrySeam seam;
     calls = 0;
     seam.refuses = [&](const RegistrySeam::Call&) { return ++calls == failing; };
     operate();
     EXPECT_EQ(seam.opened, seam.closed);
-  } while (calls >= failing);
+  }
   EXPECT_GT(calls, 40u);
 }
 

@@ -17,11 +17,7 @@ namespace {
 /// A folder of its own for each test, removed at the end.
 class XmlFileTest : public testing::Test {
  protected:
-  XmlFileTest()
-      : folder_(std::filesystem::temp_directory_path() /
-                ("orvel_xml_file_test_" + std::to_string(::GetCurrentProcessId()))) {
-    std::filesystem::create_directories(folder_);
-  }
+  XmlFileTest() { std::filesystem::create_directories(folder_); }
   ~XmlFileTest() override {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
@@ -36,8 +32,10 @@ class XmlFileTest : public testing::Test {
     return std::distance(std::filesystem::directory_iterator(folder_), {});
   }
 
-  std::filesystem::path folder_;
-  std::filesystem::path path_ = folder_ / "document.xml";
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() /
+      ("orvel_xml_file_test_" + std::to_string(::GetCurrentProcessId()));
+  const std::filesystem::path path_ = folder_ / "document.xml";
 };
 
 TEST_F(XmlFileTest, SavesUtf8AndLoadsItBack) {
@@ -60,9 +58,9 @@ TEST_F(XmlFileTest, SavesUtf8AndLoadsItBack) {
 
 TEST_F(XmlFileTest, FailedSaveLeavesTheOldFileAlone) {
   Write("old");
-  MXmlDocument document;
-  document.AddElement(L"r", L"\xD800");
-  EXPECT_FALSE(document.SaveFile(path_.wstring())) << "no text of code points";
+  MXmlDocument unpaired;
+  unpaired.AddElement(L"r", L"\xD800");
+  EXPECT_FALSE(unpaired.SaveFile(path_.wstring()));
   MXmlDocument sound;
   sound.AddElement(L"r");
   EXPECT_FALSE(sound.SaveFile((folder_ / "missing" / "document.xml").wstring()));
