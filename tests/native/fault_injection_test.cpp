@@ -4,95 +4,66 @@
 // looks for the latter.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
 #include "orvel/commands/command_processor.h"
 #include "orvel/commands/desync_event_scheduler.h"
 #include "orvel/commands/function_command.h"
-#include "orvel/threads/generic_guard.h"
 #include "stand_in/stand_in.h"
+#include "tests/support/handle_count.h"
 #include "tests/support/hang_watchdog.h"
+#include "tests/support/raised_error.h"
 
+namespace Orvel::Testing {
 namespace {
 
-using Orvel::Testing::HangWatchdog;
+using Owned = std::shared_ptr<int>;  // commands hold on to it
 
-struct Scenario {
-  const char* name;
-  void (*run)();
-};
-
-/// Commands that were made and are gone, whether they ran or not.
-std::atomic<int> made{0};
-std::atomic<int> gone{0};
-std::atomic<int> runs{0};
-
-class CountedCommand final : public MCommand {
- public:
-  CountedCommand() { ++made; }
-  ~CountedCommand() override { ++gone; }
-  void Execute() override { ++runs; }
-};
-
-void RunProcessor() {
+void RunProcessor(const Owned& owned) {
   MCommandProcessor processor;
   processor.Start();
-  processor.QueueCommand(std::make_unique<CountedCommand>());
-  const auto errorSlot = std::make_shared<MException>();
-  processor.ExecuteSynchronously(MakeCommandSynchronous(errorSlot, [] { ++runs; }));
+  processor.QueueCommand(MakeCommand([owned] {}));
+  processor.ExecuteSynchronously(
+      MakeCommandSynchronous(std::make_shared<MException>(), [owned] {}));
   processor.Flush();
   processor.Stop();
   processor.Start();
-  processor.QueueCommand(std::make_unique<CountedCommand>());
+  processor.QueueCommand(MakeCommand([owned] {}));
   processor.Stop();
 }
 
 // Without events: those still queued when a scheduler goes away are not deleted, by contract.
-void RunScheduler() {
+void RunScheduler(const Owned&) {
   MDesyncEventScheduler scheduler;
   scheduler.Enable();
   scheduler.Disable();
   scheduler.Enable();
 }
 
-void DestroyWhileRunning() {
+void DestroyWhileRunning(const Owned&) {
   MCommandProcessor processor;
   processor.Start();
 }
 
-class FaultInjectionTest : public testing::TestWithParam<Scenario> {};
-
-TEST_P(FaultInjectionTest, EveryFailingCallEndsInAnErrorAndLeavesNothing) {
+TEST(FaultInjectionTest, EveryFailingCallEndsInAnErrorAndLeavesNothing) {
   const HangWatchdog watchdog;
-  const auto run = GetParam().run;
-  run();  // whatever is built once is there now
-  const std::size_t handles = StandIn::CountHandles();
-  std::uint64_t errors = 0;
-  bool reached = true;
-  for (std::uint64_t call = 1; reached; ++call) {
-    StandIn::FailCall(call);
-    const Orvel::Libraries::GenericGuard restore({}, [] { StandIn::FailCall(0); });
-    try {
-      run();
-    } catch (const MException& exception) {
-      ++errors;
-      const MError* const newest = exception.GetNewestError();
-      ASSERT_NE(newest, nullptr);
-      EXPECT_FALSE(newest->GetCode().empty());
-    }
-    reached = StandIn::CountCalls() >= call;
-    EXPECT_EQ(StandIn::CountHandles(), handles) << "call " << call;
-    EXPECT_EQ(made, gone) << "call " << call;
+  const auto owned = std::make_shared<int>();
+  for (const auto scenario : {&RunProcessor, &RunScheduler, &DestroyWhileRunning}) {
+    const auto run = [&] { scenario(owned); };
+    run();  // whatever is built once is there now
+    const std::size_t handles = CountOpenHandles();
+    int errors = 0;
+    std::uint64_t failing = 0;
+    do {
+      StandIn::FailCall(++failing);
+      if (!ErrorOf(run).empty()) ++errors;
+      EXPECT_EQ(CountOpenHandles(), handles) << "call " << failing;
+      EXPECT_EQ(owned.use_count(), 1) << "call " << failing;
+    } while (StandIn::FailCall(0) >= failing);
+    EXPECT_GT(errors, 10) << "calls did not fail";
   }
-  EXPECT_GT(errors, 10u) << "calls did not fail";
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenarios, FaultInjectionTest,
-                         testing::Values(Scenario{"Processor", &RunProcessor},
-                                         Scenario{"Scheduler", &RunScheduler},
-                                         Scenario{"DestroyWhileRunning", &DestroyWhileRunning}),
-                         [](const auto& scenario) { return scenario.param.name; });
-
 }  // namespace
+}  // namespace Orvel::Testing

@@ -26,10 +26,9 @@ set(orvelLoggingSources
   ${orvelRoot}/orvel/logging/flow_trace.cpp
   ${orvelRoot}/orvel/logging/klogger_adapter.cpp
   ${orvelRoot}/orvel/platform/clocks.cpp
-  ${orvelRoot}/orvel/platform/debugger_thread_name.cpp
   ${orvelRoot}/orvel/platform/kernel_handle.cpp
-  ${orvelNative}/stand_in/stand_in.cpp
-  ${orvelNative}/xml_document_file.cpp)
+  ${orvelNative}/left_out.cpp
+  ${orvelNative}/stand_in/stand_in.cpp)
 
 # Tagged values in XML, and errors.
 set(orvelTaggedSources

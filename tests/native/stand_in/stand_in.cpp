@@ -1,28 +1,30 @@
 // SPDX-License-Identifier: MIT
 #include "stand_in.h"
 
-#include <objbase.h>
 #include <process.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <clocale>
+#include <condition_variable>
 #include <cstdlib>
-#include <list>
-#include <map>
+#include <ctime>
 #include <memory>
+#include <mutex>
 #include <optional>
-#include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include <sched.h>
+#include <locale.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "tests/support/system_call_hook.h"
+
+using Orvel::Testing::SystemCall;
+using Orvel::Testing::SystemCallHook;
 
 #if defined(__SANITIZE_THREAD__)
 extern "C" {
@@ -37,52 +39,38 @@ void __tsan_release(void* address);
 }
 #endif
 
-using Orvel::Testing::SystemCall;
-using Orvel::Testing::SystemCallHook;
-
 namespace {
+
+#if defined(__SANITIZE_THREAD__)
+struct Unwatched {
+  Unwatched() {
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+  }
+  ~Unwatched() {
+    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
+    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+  }
+};
+void Publish(void* object) { __tsan_release(object); }
+void Observe(void* object) { __tsan_acquire(object); }
+#else
+struct Unwatched {};
+void Publish(void*) {}
+void Observe(void*) {}
+#endif
+
+std::mutex kernelLock;
 
 /// A stretch of the stand-in's own code. Its one lock would order threads that the real system
 /// leaves unordered, and so hide races: the thread sanitizer is told not to look, and is shown the
 /// order that waiting for an object gives by Publish and Observe.
-class KernelScope {
- public:
-  KernelScope() {
-#if defined(__SANITIZE_THREAD__)
-    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
-    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
-    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
-#endif
-    pthread_mutex_lock(&Lock());
-  }
-  KernelScope(const KernelScope&) = delete;
-  KernelScope& operator=(const KernelScope&) = delete;
-  ~KernelScope() {
-    pthread_mutex_unlock(&Lock());
-#if defined(__SANITIZE_THREAD__)
-    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
-    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
-    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
-#endif
-  }
-
-  static pthread_mutex_t& Lock() {
-    static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-    return lock;
-  }
+struct KernelScope {
+  Unwatched unwatched;
+  std::unique_lock<std::mutex> lock{kernelLock};
 };
-
-void Publish([[maybe_unused]] void* object) {
-#if defined(__SANITIZE_THREAD__)
-  __tsan_release(object);
-#endif
-}
-
-void Observe([[maybe_unused]] void* object) {
-#if defined(__SANITIZE_THREAD__)
-  __tsan_acquire(object);
-#endif
-}
 
 struct KernelObject {
   bool signalled = false;
@@ -94,21 +82,11 @@ struct KernelObject {
 };
 
 struct Kernel {
-  pthread_cond_t changed;
-  // Handles are small multiples of four and used again, as the system's are.
-  std::map<std::uintptr_t, std::shared_ptr<KernelObject>> handles;
-  std::set<DWORD> threadsWithMessages;
-  std::list<PVECTORED_EXCEPTION_HANDLER> exceptionHandlers;
+  std::condition_variable changed;
+  // By handle: small multiples of four that are used again, as the system's are. Null when closed.
+  std::vector<std::shared_ptr<KernelObject>> objects;
   std::uint64_t calls = 0;
   std::uint64_t failingCall = 0;
-
-  Kernel() {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&changed, &attributes);
-    pthread_condattr_destroy(&attributes);
-  }
 };
 
 Kernel& TheKernel() {
@@ -133,20 +111,19 @@ std::optional<std::uint64_t> AnswerInstead(SystemCall call, std::uint64_t failur
 }
 
 HANDLE AddHandle(std::shared_ptr<KernelObject> object) {
-  Kernel& kernel = TheKernel();
-  std::uintptr_t handle = 4;
-  for (const auto& [used, ignored] : kernel.handles) {
-    if (used != handle) break;
-    handle += 4;
-  }
-  kernel.handles.emplace(handle, std::move(object));
-  return reinterpret_cast<HANDLE>(handle);
+  const KernelScope scope;
+  auto& objects = TheKernel().objects;
+  auto free = std::find(objects.begin(), objects.end(), nullptr);
+  if (free == objects.end()) free = objects.emplace(free);
+  *free = std::move(object);
+  return reinterpret_cast<HANDLE>((free - objects.begin() + 1) * 4);
 }
 
-std::shared_ptr<KernelObject> Find(HANDLE handle) {
-  Kernel& kernel = TheKernel();
-  const auto found = kernel.handles.find(reinterpret_cast<std::uintptr_t>(handle));
-  if (found != kernel.handles.end()) return found->second;
+/// The place of an open handle's object, else null.
+std::shared_ptr<KernelObject>* Find(HANDLE handle) {
+  auto& objects = TheKernel().objects;
+  const std::size_t index = reinterpret_cast<std::uintptr_t>(handle) / 4 - 1;
+  if (index < objects.size() && objects[index] != nullptr) return &objects[index];
   lastError = ERROR_INVALID_HANDLE;
   return nullptr;
 }
@@ -155,54 +132,47 @@ std::shared_ptr<KernelObject> Find(HANDLE handle) {
 struct MutexAbandoner {
   ~MutexAbandoner() {
     const KernelScope scope;
-    for (const auto& [handle, object] : TheKernel().handles) {
-      if (!object->isMutex || object->owner != GetCurrentThreadId()) continue;
+    for (const auto& object : TheKernel().objects) {
+      if (object == nullptr || object->owner != GetCurrentThreadId()) continue;
       object->owner = 0;
       object->isAbandoned = object->signalled = true;
     }
-    pthread_cond_broadcast(&TheKernel().changed);
+    TheKernel().changed.notify_all();
   }
 };
 
-DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD milliseconds,
-           bool forMessages) {
+DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD milliseconds) {
   if (const auto answer = AnswerInstead(call, WAIT_FAILED)) return static_cast<DWORD>(*answer);
   thread_local const MutexAbandoner abandoner;
+  // INFINITE comes out as seven weeks, which no test sees the end of.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   std::vector<std::shared_ptr<KernelObject>> objects;
   std::shared_ptr<KernelObject> reached;
   DWORD result = WAIT_TIMEOUT;
   {
-    const KernelScope scope;
-    Kernel& kernel = TheKernel();
-    if (count > MAXIMUM_WAIT_OBJECTS - (forMessages ? 1 : 0)) {
+    KernelScope scope;
+    if (count > MAXIMUM_WAIT_OBJECTS) {
       lastError = ERROR_INVALID_PARAMETER;
       return WAIT_FAILED;
     }
     for (DWORD index = 0; index < count; ++index) {
-      objects.push_back(Find(handles[index]));
-      if (objects.back() == nullptr) return WAIT_FAILED;
+      const auto* const object = Find(handles[index]);
+      if (object == nullptr) return WAIT_FAILED;
+      objects.push_back(*object);
     }
-    // INFINITE comes out as seven weeks, which no test sees the end of.
-    const auto end = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch() +
-                                              std::chrono::milliseconds(milliseconds));
-    const timespec deadline{end.count() / 1'000'000'000, end.count() % 1'000'000'000};
-    for (bool timedOut = false;;) {
-      for (DWORD index = 0; index < count && reached == nullptr; ++index) {
+    const auto takeSignal = [&] {
+      for (DWORD index = 0; index < count; ++index) {
         if (!objects[index]->signalled) continue;
         reached = objects[index];
         if (reached->resetsItself) reached->signalled = false;
         result = (reached->isAbandoned ? WAIT_ABANDONED_0 : WAIT_OBJECT_0) + index;
         reached->isAbandoned = false;
         if (reached->isMutex) reached->owner = GetCurrentThreadId();
+        return true;
       }
-      if (reached != nullptr) break;
-      if (forMessages && kernel.threadsWithMessages.count(GetCurrentThreadId()) != 0) {
-        return WAIT_OBJECT_0 + count;
-      }
-      if (timedOut || milliseconds == 0) break;
-      timedOut =
-          pthread_cond_timedwait(&kernel.changed, &KernelScope::Lock(), &deadline) == ETIMEDOUT;
-    }
+      return false;
+    };
+    TheKernel().changed.wait_until(scope.lock, end, takeSignal);
   }
   if (reached != nullptr) Observe(&reached->order);
   return result;
@@ -213,59 +183,53 @@ BOOL ChangeEvent(SystemCall call, HANDLE event, bool signalled) {
   std::shared_ptr<KernelObject> object;
   {
     const KernelScope scope;
-    object = Find(event);
-    if (object == nullptr) return FALSE;
+    const auto* const found = Find(event);
+    if (found == nullptr) return FALSE;
+    object = *found;
   }
-  // Before it can be observed.
-  if (signalled) Publish(&object->order);
+  if (signalled) Publish(&object->order);  // before it can be observed
   const KernelScope scope;
   object->signalled = signalled;
-  if (signalled) pthread_cond_broadcast(&TheKernel().changed);
+  TheKernel().changed.notify_all();
   return TRUE;
 }
 
-std::atomic<DWORD> lastThreadId{0};
+DWORD NewThreadId() {
+  static std::atomic<DWORD> last{0};
+  return last.fetch_add(4, std::memory_order_relaxed) + 4;
+}
+
 thread_local DWORD currentThreadId = 0;
 
 }  // namespace
 
-void StandIn::FailCall(std::uint64_t n) {
+std::uint64_t StandIn::FailCall(std::uint64_t n) {
   const KernelScope scope;
-  TheKernel().calls = 0;
   TheKernel().failingCall = n;
-}
-
-std::uint64_t StandIn::CountCalls() {
-  const KernelScope scope;
-  return TheKernel().calls;
-}
-
-std::size_t StandIn::CountHandles() {
-  const KernelScope scope;
-  return TheKernel().handles.size();
+  return std::exchange(TheKernel().calls, 0);
 }
 
 DWORD GetLastError() { return lastError; }
 void SetLastError(DWORD code) { lastError = code; }
 
 DWORD GetCurrentThreadId() {
-  if (currentThreadId == 0) {
-    currentThreadId = lastThreadId.fetch_add(4, std::memory_order_relaxed) + 4;
-  }
+  if (currentThreadId == 0) currentThreadId = NewThreadId();
   return currentThreadId;
 }
 
 void Sleep(DWORD milliseconds) {
   static_cast<void>(SystemCallHook::OnCall(SystemCall::kSleep));
-  usleep(milliseconds * 1000);
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
-BOOL SwitchToThread() { return sched_yield() == 0; }
+BOOL SwitchToThread() {
+  std::this_thread::yield();
+  return TRUE;
+}
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) {
   static_cast<void>(SystemCallHook::OnCall(SystemCall::kQueryCounter));
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  counter->QuadPart = now.tv_sec * 10'000'000LL + now.tv_nsec / 100;
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  counter->QuadPart = now / std::chrono::nanoseconds(100);
   return TRUE;
 }
 
@@ -274,30 +238,21 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) {
   return TRUE;
 }
 
-void InitializeCriticalSection(CRITICAL_SECTION* section) {
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&section->mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-}
-
-void DeleteCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_destroy(&section->mutex); }
-void EnterCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_lock(&section->mutex); }
-BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) {
-  return pthread_mutex_trylock(&section->mutex) == 0;
-}
-void LeaveCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_unlock(&section->mutex); }
+// The structure's member comes and goes with it.
+void InitializeCriticalSection(CRITICAL_SECTION*) {}
+void DeleteCriticalSection(CRITICAL_SECTION*) {}
+void EnterCriticalSection(CRITICAL_SECTION* section) { section->mutex.lock(); }
+BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) { return section->mutex.try_lock(); }
+void LeaveCriticalSection(CRITICAL_SECTION* section) { section->mutex.unlock(); }
 
 HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, const wchar_t*) {
   if (const auto answer = AnswerInstead(SystemCall::kCreateEvent, 0)) {
     return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(*answer));
   }
-  const KernelScope scope;
-  auto object = std::make_shared<KernelObject>();
+  const auto object = std::make_shared<KernelObject>();
   object->signalled = initialState != FALSE;
   object->resetsItself = manualReset == FALSE;
-  return AddHandle(std::move(object));
+  return AddHandle(object);
 }
 
 BOOL SetEvent(HANDLE event) { return ChangeEvent(SystemCall::kSetEvent, event, true); }
@@ -305,8 +260,9 @@ BOOL ResetEvent(HANDLE event) { return ChangeEvent(SystemCall::kResetEvent, even
 
 BOOL CloseHandle(HANDLE handle) {
   const KernelScope scope;
-  if (Find(handle) == nullptr) return FALSE;
-  TheKernel().handles.erase(reinterpret_cast<std::uintptr_t>(handle));
+  auto* const object = Find(handle);
+  if (object == nullptr) return FALSE;
+  object->reset();
   return TRUE;
 }
 
@@ -317,90 +273,49 @@ BOOL GetHandleInformation(HANDLE handle, DWORD* flags) {
 }
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-  return Wait(SystemCall::kWaitForSingleObject, 1, &handle, milliseconds, false);
+  return Wait(SystemCall::kWaitForSingleObject, 1, &handle, milliseconds);
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD milliseconds) {
-  return Wait(SystemCall::kWaitForMultipleObjects, count, handles, milliseconds, false);
+  return Wait(SystemCall::kWaitForMultipleObjects, count, handles, milliseconds);
 }
 
+// No thread has messages; they take one of the places all the same.
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD,
                                   DWORD) {
-  return Wait(SystemCall::kWaitForMultipleObjects, count, handles, milliseconds, true);
+  const DWORD places = count == MAXIMUM_WAIT_OBJECTS ? count + 1 : count;
+  return WaitForMultipleObjects(places, handles, FALSE, milliseconds);
 }
 
 HANDLE CreateMutexW(void*, BOOL, const wchar_t*) {
-  const KernelScope scope;
-  auto object = std::make_shared<KernelObject>();
+  const auto object = std::make_shared<KernelObject>();
   object->isMutex = object->signalled = object->resetsItself = true;
-  return AddHandle(std::move(object));
+  return AddHandle(object);
 }
 
 BOOL ReleaseMutex(HANDLE mutex) {
   const KernelScope scope;
-  const std::shared_ptr<KernelObject> object = Find(mutex);
-  if (object == nullptr || object->owner != GetCurrentThreadId()) return FALSE;
-  object->owner = 0;
-  object->signalled = true;
-  pthread_cond_broadcast(&TheKernel().changed);
+  const auto* const object = Find(mutex);
+  if (object == nullptr || (*object)->owner != GetCurrentThreadId()) return FALSE;
+  (*object)->owner = 0;
+  (*object)->signalled = true;
+  TheKernel().changed.notify_all();
   return TRUE;
-}
-
-BOOL PeekMessageW(MSG* message, void*, UINT, UINT, UINT remove) {
-  const KernelScope scope;
-  message->message = WM_APP;
-  std::set<DWORD>& threads = TheKernel().threadsWithMessages;
-  if (threads.count(GetCurrentThreadId()) == 0) return FALSE;
-  if (remove == PM_REMOVE) threads.erase(GetCurrentThreadId());
-  return TRUE;
-}
-
-BOOL PostThreadMessageW(DWORD threadId, UINT, WPARAM, LPARAM) {
-  const KernelScope scope;
-  TheKernel().threadsWithMessages.insert(threadId);
-  pthread_cond_broadcast(&TheKernel().changed);
-  return TRUE;
-}
-
-void* AddVectoredExceptionHandler(DWORD, PVECTORED_EXCEPTION_HANDLER handler) {
-  const KernelScope scope;
-  return &TheKernel().exceptionHandlers.emplace_front(handler);
-}
-
-DWORD RemoveVectoredExceptionHandler(void* handle) {
-  const KernelScope scope;
-  return static_cast<DWORD>(std::erase_if(TheKernel().exceptionHandlers,
-                                          [=](const auto& one) { return &one == handle; }));
-}
-
-void RaiseException(DWORD code, DWORD, DWORD, const ULONG_PTR*) {
-  EXCEPTION_RECORD record{code};
-  EXCEPTION_POINTERS pointers{&record};
-  const KernelScope scope;
-  for (const PVECTORED_EXCEPTION_HANDLER handler : TheKernel().exceptionHandlers) {
-    if (handler(&pointers) == EXCEPTION_CONTINUE_EXECUTION) return;
-  }
-  std::abort();
 }
 
 std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*entry)(void*), void* argument, unsigned,
                               unsigned* threadId) {
   if (const auto answer = AnswerInstead(SystemCall::kBeginThread, 0)) return *answer;
   const auto object = std::make_shared<KernelObject>();
-  const DWORD id = lastThreadId.fetch_add(4, std::memory_order_relaxed) + 4;
-  HANDLE handle = nullptr;
-  {
-    const KernelScope scope;
-    handle = AddHandle(object);
-  }
-  *threadId = id;
+  const HANDLE handle = AddHandle(object);
+  const DWORD id = *threadId = NewThreadId();
   std::thread([=] {
     currentThreadId = id;
     entry(argument);
     Publish(&object->order);
     const KernelScope scope;
     object->signalled = true;
-    pthread_cond_broadcast(&TheKernel().changed);
+    TheKernel().changed.notify_all();
   }).detach();
   return reinterpret_cast<std::uintptr_t>(handle);
 }
@@ -431,6 +346,3 @@ int mbstowcs_s(std::size_t* converted, wchar_t* destination, std::size_t size, c
   *converted = units + 1;
   return 0;
 }
-
-HRESULT CoInitializeEx(void*, DWORD) { return 0; }
-void CoUninitialize() {}

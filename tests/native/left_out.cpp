@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// What is the system's own affair and tested on it; here there is none of it.
+#include "orvel/filers/xml_document.h"
+#include "orvel/platform/com_apartment.h"
+#include "orvel/platform/debugger_thread_name.h"
+
+bool MXmlDocument::LoadFile(const std::wstring&) { return false; }
+bool MXmlDocument::SaveFile(const std::wstring&) { return false; }
+
+namespace Orvel::Detail {
+
+void EnterMultithreadedApartment() noexcept {}
+void LeaveApartment() noexcept {}
+void AnnounceThreadName(std::uint32_t, const char*) noexcept {}
+
+}  // namespace Orvel::Detail
