@@ -41,10 +41,7 @@ TEST(MScopedLockTest, CountsItsDepthAndReleasesWhenAnErrorLeavesTheScope) {
             "");
   EXPECT_EQ(depth, 0);
   EXPECT_TRUE(otherThreadGetsIt());
-}
 
-TEST(MScopedLockTest, DoesNothingWithoutAMutex) {
-  std::int32_t depth = 0;
   const std::unique_ptr<MMutexImp> missing;
   const MScopedLock lock(missing, depth);
   EXPECT_EQ(depth, 0);

@@ -1,22 +1,69 @@
 // SPDX-License-Identifier: MIT
-// Brings about the moments that tests of threads are about.
+// Brings about the moments that tests of threads are about, and includes what they all use.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "orvel/platform/kernel_wait.h"
 #include "orvel/threads/engine_thread.h"
+#include "tests/support/flow_log.h"
+#include "tests/support/function_functor.h"
+#include "tests/support/handle_count.h"
+#include "tests/support/hang_watchdog.h"
 #include "tests/support/meeting.h"
 #include "tests/support/raised_error.h"
 #include "tests/support/system_call_hook.h"
 
 namespace Orvel::Testing {
+
+/// An engine with the loop that every subclass has and hooks for what a test wants to happen on
+/// the worker. The hooks are set while there is no worker.
+class ScriptedEngine final : public MEngineThread {
+ public:
+  ScriptedEngine() : MEngineThread(42, L"ScriptedEngine") {}
+  ~ScriptedEngine() override { StopBeforeDestruction(); }
+
+  std::function<void()> script;  // instead of the usual function of the thread
+  std::function<void()> onFlush;
+  std::function<void()> onStop;
+  std::atomic<int> flushes{0};  // begun
+  std::atomic<int> stops{0};    // begun
+
+  using MEngineThread::GetThreadArgument;
+  using MEngineThread::SignalThreadStarted;
+  using MEngineThread::WaitForEvents;
+
+  void Loop() {
+    do {
+      WaitForEvents(Detail::kWaitForever);
+    } while (!ServeStopRequest());
+  }
+
+ protected:
+  void ThreadFunction() override {
+    if (script) return script();
+    SignalThreadStarted();
+    Loop();
+  }
+  void OnFlush() override {
+    ++flushes;
+    if (onFlush) onFlush();
+  }
+  void OnStop() override {
+    ++stops;
+    if (onStop) onStop();
+  }
+};
 
 /// Keeps a worker that comes to `Hold` there until it is released.
 class Gate {
@@ -56,8 +103,9 @@ template <class Call>
 
 /// Has `threads` threads run `work`, each with its number, and this one `meanwhile`, from the same
 /// moment on.
-template <class Work, class Meanwhile>
-void RunTogether(std::size_t threads, Work work, Meanwhile meanwhile) {
+inline void RunTogether(
+    std::size_t threads, const std::function<void(std::size_t)>& work,
+    const std::function<void()>& meanwhile = [] {}) {
   StartLine start(threads + 1);
   std::vector<std::jthread> others;
   for (std::size_t number = 0; number < threads; ++number) {
@@ -68,6 +116,15 @@ void RunTogether(std::size_t threads, Work work, Meanwhile meanwhile) {
   }
   start.Await();
   meanwhile();
+}
+
+/// Runs `round` once for what is opened lazily, then `rounds` times more, by which no handle may be
+/// left.
+inline void ExpectNoHandleIsLeft(int rounds, const std::function<void()>& round) {
+  round();
+  const std::size_t handles = CountOpenHandles();
+  for (int i = 0; i < rounds; ++i) round();
+  EXPECT_EQ(CountOpenHandles(), handles);
 }
 
 /// What `call` raises while the system answers as `hook` says, which it has to come to.
