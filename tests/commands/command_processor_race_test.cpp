@@ -6,13 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 
 #include "tests/commands/tallied_work.h"
-#include "tests/support/hang_watchdog.h"
-#include "tests/threads/staging.h"
 
 namespace Orvel::Testing {
 namespace {
@@ -29,8 +28,8 @@ class MCommandProcessorRaceTest : public testing::Test {
   }
   /// Several threads queue a command for each tally while `meanwhile` runs. The processor is
   /// stopped at the end.
-  template <class Meanwhile>
-  static void QueueWhile(MCommandProcessor& processor, Tallies& tallies, Meanwhile meanwhile) {
+  static void QueueWhile(MCommandProcessor& processor, Tallies& tallies,
+                         const std::function<void()>& meanwhile) {
     const auto produce = [&](std::size_t producer) {
       for (Tally& tally : tallies[producer]) Queue(processor, tally);
     };

@@ -13,11 +13,6 @@
 
 #include "orvel/foundation/exception.h"
 #include "tests/commands/tallied_work.h"
-#include "tests/support/flow_log.h"
-#include "tests/support/function_functor.h"
-#include "tests/support/handle_count.h"
-#include "tests/support/hang_watchdog.h"
-#include "tests/threads/staging.h"
 
 namespace Orvel::Testing {
 namespace {
@@ -67,27 +62,23 @@ TEST_F(MCommandProcessorTest, RunsCommandsInTheirOrderAlsoThoseQueuedBeforeItSta
 }
 
 TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
-  std::array<Tally, 2> raising;
   std::array<Tally, 3> before;
-  Tally afterAbort;
-  Tally afterEnd;
+  std::array<Tally, 2> after;
   Tally afterRestart;
-  processor_->SetThreadEndCallback(Functor([&] { Queue(afterAbort); }));
+  processor_->SetThreadEndCallback(Functor([&] { Queue(after[0]); }));
   processor_->Start();
   BusyWorker busy(*processor_);
-  Queue(raising[0], [] { RaiseError(context, L"InFlushOfStop"); });
-  Queue(raising[1], [] { RaiseError(context, L"BehindIt"); });
-  for (Tally& tally : before) Queue(tally);
+  Queue(before[0], [] { RaiseError(context, L"InFlushOfStop"); });
+  Queue(before[1], [] { RaiseError(context, L"BehindIt"); });
+  Queue(before[2]);
   static_cast<void>(TakeFlowLog());
   std::jthread stopper = StopElsewhere(*processor_);
   EXPECT_FALSE(processor_->IsAborted()) << "what is queued has yet to run";
   busy.Release();
   stopper.join();
-  for (const Tally& tally : raising) EXPECT_TRUE(tally.RanOnce());
+  Queue(after[1]);
   for (const Tally& tally : before) EXPECT_TRUE(tally.RanOnce());
-  EXPECT_TRUE(afterAbort.DeletedUnexecuted());
-  Queue(afterEnd);
-  EXPECT_TRUE(afterEnd.DeletedUnexecuted());
+  for (const Tally& tally : after) EXPECT_TRUE(tally.DeletedUnexecuted());
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at OnStop"}),
               ElementsAre("Dismissed_error MCommandProcessorTest.Fail:InFlushOfStop",
                           "Dismissed_error MCommandProcessorTest.Fail:BehindIt"));
@@ -130,30 +121,27 @@ TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueW
 TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenCommands) {
   constexpr int kIdles = 4;
   Latch idle(kIdles);
-  processor_ = std::make_unique<MCommandProcessor>(0, 0, 0, Functor([&] {
-                                                     trace_.emplace_back("idle");
-                                                     idle.CountDown();
-                                                     RaiseError(context, L"Idle");
-                                                   }));
+  Clock::time_point start;
+  const auto onIdle = [&] {
+    EXPECT_NE(start, Clock::time_point()) << "between commands";
+    idle.CountDown();
+    RaiseError(context, L"Idle");
+  };
+  processor_ = std::make_unique<MCommandProcessor>(0, 0, 0, Functor(onIdle));
   // Together they take longer than an idle wait.
   for (int command = 0; command < 30; ++command) {
     processor_->QueueCommand(MakeCommand([] { std::this_thread::sleep_for(kIdlePeriod / 10); }));
   }
-  Clock::time_point start;
-  processor_->QueueCommand(MakeCommand([&] {
-    trace_.emplace_back("commands ran");
-    start = Clock::now();
-  }));
+  processor_->QueueCommand(MakeCommand([&] { start = Clock::now(); }));
   static_cast<void>(TakeFlowLog());
   processor_->Start();
   idle.Wait();
   const auto perIdle = (Clock::now() - start) / kIdles;
   EXPECT_GE(perIdle, kIdlePeriod * 8 / 10);
   EXPECT_LE(perIdle, kIdlePeriod * 10);
+  processor_->Stop();
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error"}),
               Contains("Dismissed_error MCommandProcessorTest.Fail:Idle"));
-  processor_->Stop();
-  EXPECT_EQ(trace_.front(), "commands ran");
 }
 
 // A plain command that raises ends its worker. Nobody who waits may be left behind.
@@ -161,39 +149,36 @@ TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue
   processor_->SetThreadEndCallback(Functor([&] { trace_.emplace_back("end"); }));
   processor_->Start();
   Tally raising;
-  Tally queued;
-  std::array<Tally, 3> waitedFor;
-  BusyWorker busy(*processor_);
-  Queue(raising, [] { RaiseError(context, L"Plain"); });
-  Queue(queued);
-  std::vector<std::jthread> callers;
-  for (Tally& tally : waitedFor) {
-    callers.push_back(WaitElsewhere([&] { Execute(tally); }, kCallerAborted));
+  std::array<Tally, 2> waitedFor;
+  std::array<Tally, 2> queued;
+  {
+    BusyWorker busy(*processor_);
+    Queue(raising, [] { RaiseError(context, L"Plain"); });
+    const std::jthread callers[] = {WaitElsewhere([&] { Execute(waitedFor[0]); }, kCallerAborted),
+                                    WaitElsewhere([&] { Execute(waitedFor[1]); }, kCallerAborted)};
+    Queue(queued[0]);
+    static_cast<void>(TakeFlowLog());
+    busy.Release();
   }
-  static_cast<void>(TakeFlowLog());
-  busy.Release();
-  callers.clear();
   EXPECT_TRUE(processor_->IsAborted());
   EXPECT_EQ(ErrorOf([&] { processor_->Flush(); }), kFlushFailed);
+  Queue(queued[1]);
   EXPECT_TRUE(raising.RanOnce());
-  EXPECT_TRUE(queued.DeletedUnexecuted());
   for (const Tally& tally : waitedFor) EXPECT_TRUE(tally.DeletedUnexecuted());
+  for (const Tally& tally : queued) EXPECT_TRUE(tally.DeletedUnexecuted());
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", ForObject(processor_.get())}),
               ElementsAre("Dismissed_error MCommandProcessorTest.Fail:Plain"));
-
-  Tally unserved;
-  Queue(unserved);
-  EXPECT_TRUE(unserved.DeletedUnexecuted());
   processor_->Stop();
   EXPECT_THAT(trace_, ElementsAre("end"));
 
   Tally flushed;
   processor_->Start();
-  BusyWorker busyAgain(*processor_);
-  Queue(flushed, [] { RaiseError(context, L"InFlush"); });
-  std::jthread flusher = WaitElsewhere([&] { processor_->Flush(); }, kFlushFailed);
-  busyAgain.Release();
-  flusher.join();
+  {
+    BusyWorker busy(*processor_);
+    Queue(flushed, [] { RaiseError(context, L"InFlush"); });
+    const std::jthread flusher = WaitElsewhere([&] { processor_->Flush(); }, kFlushFailed);
+    busy.Release();
+  }
   EXPECT_TRUE(flushed.RanOnce());
 }
 
@@ -205,7 +190,9 @@ TEST_F(MCommandProcessorTest, NamesWhatItRecords) {
   processor_->Stop();
   const std::string log = TakeFlowLog();
   for (const char* const point :
-       {"MCommandProcessor at ThreadFunction", "MCommandProcessor at OnFlush",
+       {"MEngineThread at Start", "MEngineThread at Stop", "MEngineThread at WaitForEvents",
+        "MEngineThread at SignalThreadStarted", "MEngineThread at OnStopWrapper",
+        "MCommandProcessor at ThreadFunction", "MCommandProcessor at OnFlush",
         "MCommandProcessor at OnStop", "MCommandProcessor at Abort",
         "MCommandProcessor at IsAborted", "MCommandProcessor at ExecuteSynchronously",
         "MCommandSynchronous at ExecuteGenericCommand", "GenericGuard at ~GenericGuard"}) {
@@ -274,21 +261,20 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
 }
 
 TEST_F(MCommandProcessorTest, IsDestroyedWhileItRunsAndLeavesNoHandleBehind) {
-  std::size_t handles = 0;
-  for (int round = 0; round < 200; ++round) {
-    if (round == 1) handles = CountOpenHandles();
+  bool isStoppedFirst = false;
+  ExpectNoHandleIsLeft(199, [&] {
     Tally awaited;
     Tally queued;
     processor_ = std::make_unique<MCommandProcessor>();
     processor_->Start();
     Execute(awaited);
     Queue(queued);
-    if (round % 2 == 0) processor_->Stop();
+    isStoppedFirst = !isStoppedFirst;
+    if (isStoppedFirst) processor_->Stop();
     processor_.reset();
     EXPECT_TRUE(awaited.RanOnce());
     EXPECT_TRUE(queued.RanOnce());
-  }
-  EXPECT_EQ(CountOpenHandles(), handles);
+  });
 }
 
 }  // namespace

@@ -10,9 +10,6 @@
 
 #include "orvel/commands/command_processor.h"
 #include "tests/commands/tallied_work.h"
-#include "tests/support/flow_log.h"
-#include "tests/support/hang_watchdog.h"
-#include "tests/threads/staging.h"
 
 namespace Orvel::Testing {
 namespace {

@@ -4,20 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <thread>
 
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
-#include "tests/support/flow_log.h"
-#include "tests/support/function_functor.h"
-#include "tests/support/handle_count.h"
-#include "tests/support/hang_watchdog.h"
 #include "tests/support/time_limits.h"
 #include "tests/threads/staging.h"
 
@@ -50,32 +44,26 @@ TEST_F(MSchedulerThreadTest, RegistrationIsRefusedWithoutWaitingUnlessTheThreadI
   const auto token = std::make_shared<int>();
   const auto registering = [&] { Register(other_, [token] {}); };
   const std::string refusal = "MSchedulerThread.RegisterSchedulerEvent:ThreadRunning";
-  std::optional<Gate> gate;
+  Gate gate;
   Register(event_, [&] {
-    gate->Hold();
+    gate.Hold();
     EXPECT_EQ(ErrorOf(registering), refusal);
   });
-  const auto holdWorker = [&] {
-    gate.emplace();
-    Signal(event_);
-    gate->AwaitWorker();
-  };
   thread_->Start();
   EXPECT_EQ(ErrorOf(registering), refusal);
-  holdWorker();
-  {
-    // It has the lock until the handler is through.
-    const std::jthread flusher = WaitElsewhere([&] { thread_->Flush(); });
-    gate->Release();
-  }
-  holdWorker();
+  Signal(event_);
+  gate.AwaitWorker();
   {
     const std::jthread stopper = StopElsewhere(*thread_);
     EXPECT_EQ(ErrorOf(registering), refusal);
-    gate->Release();
+    // It has the lock until the handler is through.
+    const std::jthread flusher = WaitElsewhere([&] { thread_->Flush(); });
+    gate.Release();
   }
   EXPECT_EQ(token.use_count(), 1) << "the refused functors are gone";
   EXPECT_EQ(ErrorOf(registering), "");
+  thread_.reset();
+  EXPECT_EQ(token.use_count(), 1);
 }
 
 /// How the calling thread takes part in COM.
@@ -115,29 +103,6 @@ TEST_F(MSchedulerThreadTest, SleepsWhileNothingIsSignalled) {
   static_cast<void>(TakeFlowLog());
   std::this_thread::sleep_for(kMustNotHappenFor);
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {ForObject(thread_.get())}), testing::IsEmpty());
-}
-
-TEST_F(MSchedulerThreadTest, DestructionWaitsForTheHandlerAndDeletesTheFunctors) {
-  const auto token = std::make_shared<int>();
-  std::size_t handles = 0;
-  for (int round = 0; round < 3; ++round) {
-    if (round == 1) handles = CountOpenHandles();
-    Latch handlerRuns(1);
-    std::atomic<bool> handlerEnded = false;
-    thread_ = std::make_unique<MSchedulerThread>();
-    Register(event_, [&, token] {
-      handlerRuns.CountDown();
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      handlerEnded = true;
-    });
-    thread_->Start();
-    Signal(event_);
-    handlerRuns.Wait();
-    thread_.reset();
-    EXPECT_TRUE(handlerEnded);
-    EXPECT_EQ(token.use_count(), 1);
-  }
-  EXPECT_EQ(CountOpenHandles(), handles);
 }
 
 }  // namespace
