@@ -141,7 +141,7 @@ class Session {
   }
 
   [[nodiscard]] std::uint32_t FindFrom(std::uint32_t child, const std::wstring& tag) const {
-    while (child != 0 && !tag.empty() && plain_.GetTagName(child) != tag)
+    while (child != 0 && plain_.GetTagName(child) != tag)
       child = plain_.GetRecord(child).nextSibling;
     return child;
   }
