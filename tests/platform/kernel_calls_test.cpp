@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <future>
+#include <mutex>
 #include <thread>
 
+#include "orvel/platform/critical_section.h"
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
 
@@ -92,6 +95,33 @@ TEST(KernelCallsTest, AMutexOfAnEndedThreadIsAbandonedOnce) {
     EXPECT_EQ(::WaitForSingleObject(mutex.Get(), INFINITE), status);
     EXPECT_TRUE(::ReleaseMutex(mutex.Get()));
   }
+}
+
+TEST(KernelCallsTest, CriticalSectionsAreRecursiveAndExclusive) {
+  Orvel::Detail::CriticalSection section;
+  const auto isFreeElsewhere = [&section] {
+    const auto tryIt = [&section] {
+      return std::unique_lock(section, std::try_to_lock).owns_lock();
+    };
+    return std::async(std::launch::async, tryIt).get();
+  };
+  section.lock();
+  EXPECT_TRUE(section.try_lock());
+  section.unlock();
+  EXPECT_FALSE(isFreeElsewhere()) << "left once of twice";
+  section.unlock();
+  EXPECT_TRUE(isFreeElsewhere());
+}
+
+TEST(KernelCallsTest, TheCounterRunsForwardAtItsFrequency) {
+  LARGE_INTEGER frequency;
+  LARGE_INTEGER before;
+  LARGE_INTEGER after;
+  ASSERT_TRUE(::QueryPerformanceFrequency(&frequency));
+  ASSERT_TRUE(::QueryPerformanceCounter(&before));
+  ::Sleep(20);
+  ASSERT_TRUE(::QueryPerformanceCounter(&after));
+  EXPECT_GE(after.QuadPart - before.QuadPart, frequency.QuadPart / 100);
 }
 
 }  // namespace
