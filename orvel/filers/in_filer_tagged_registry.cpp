@@ -201,7 +201,8 @@ bool IInFilerTaggedRegistry::EndSection() {
 
 bool IInFilerTaggedRegistry::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
   std::wstring text;
-  const bool isRead = ReadText(tag, text) && Orvel::Detail::XmlFilerFormat::IsSubDocument(text);
+  const bool isRead =
+      ReadText(tag, text) && Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(text) != 0;
   xmlText = isRead ? std::move(text) : std::wstring();
   return isRead;
 }

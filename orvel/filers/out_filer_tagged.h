@@ -33,7 +33,7 @@ class IOutFilerTagged {
   /// Closes the section opened last. False, and nothing changes, when none is open.
   virtual bool EndSection() = 0;
   /// Writes a whole XML document as one value. False when the text is not well-formed, and in XML
-  /// when the tag is empty or the levels would get too many.
+  /// when the levels would get too many.
   virtual bool WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) = 0;
 
  protected:

@@ -80,5 +80,6 @@ bool IOutFilerTaggedRegistry::EndSection() { return EndTag(); }
 
 bool IOutFilerTaggedRegistry::WriteSubDocument(const std::wstring& tag,
                                                const std::wstring& xmlText) {
-  return Orvel::Detail::XmlFilerFormat::IsSubDocument(xmlText) && WriteString(tag, xmlText);
+  return Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(xmlText) != 0 &&
+         WriteString(tag, xmlText);
 }

@@ -2,6 +2,7 @@
 #include "orvel/filers/out_filer_tagged_xml.h"
 
 #include <charconv>
+#include <cstddef>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -106,10 +107,16 @@ bool MOutFilerTaggedXml::EndSection() {
 
 bool MOutFilerTaggedXml::WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) {
   if (document_ == nullptr) return false;
-  // Made apart and placed in one step, so that a text that is refused leaves no empty element.
-  MXmlDocument element;
-  return element.AddElement(tag) && element.IntoElement() && element.AddSubDocument(xmlText) &&
-         document_->AddSubDocument(element.GetDocumentText());
+  // Checked first, so that a text that is refused leaves no empty element behind. It comes below
+  // the root, the sections and the element of the tag.
+  const std::size_t levels = Format::CountSubDocumentLevels(xmlText);
+  const std::size_t levelsAround = static_cast<std::size_t>(openSections_) + 2;
+  if (levels == 0 || levelsAround + levels > std::size_t{MXmlElementRecord::kMaxLevel} + 1) {
+    return false;
+  }
+  if (!document_->AddElement(tag) || !document_->IntoElement()) return false;
+  const bool isPlaced = document_->AddSubDocument(xmlText);
+  return document_->OutOfElement() && isPlaced;
 }
 
 std::wstring MOutFilerTaggedXml::GetText() const {

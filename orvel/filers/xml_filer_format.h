@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "orvel/filers/xml_constant_attribute.h"
@@ -22,8 +23,9 @@ inline constexpr MXmlConstantAttribute kSignedType(L"type", L"int");
 inline constexpr MXmlConstantAttribute kCharType(L"type", L"char");
 inline constexpr MXmlConstantAttribute kStringType(L"type", L"string");
 
-/// True when `text` is a document whose root element can become an element of another one.
-[[nodiscard]] bool IsSubDocument(const std::wstring& text);
+/// Levels of elements of a document whose root element can become an element of another one; 0 when
+/// `text` is no such document.
+[[nodiscard]] std::size_t CountSubDocumentLevels(const std::wstring& text);
 
 /// Writes the XML declaration and a root element into an empty document and enters the root.
 [[nodiscard]] bool BeginDocument(MXmlDocument& document, const std::wstring& rootTag);

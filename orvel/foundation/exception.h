@@ -72,6 +72,7 @@ class MException : public std::exception {
                              const wchar_t* parameterName, std::uint32_t value);
 
 /// Records in the flow log that `exception` was caught and swallowed at `point`, labelled with its
-/// newest error's message. `object` is the one that swallowed it. Raises nothing.
+/// newest error's message, "NoMessage" when that raises. `object` is the one that swallowed it.
+/// Raises nothing.
 void RecordDismissed(const MFlowPoint& point, const void* object,
                      const MException& exception) noexcept;

@@ -194,6 +194,9 @@ TEST(MOutFilerTaggedXmlTest, ASubDocumentOfTooManyLevelsLeavesNothingBehind) {
   EXPECT_FALSE(filer.WriteSubDocument(L"Sub", nested(65534)));
   EXPECT_EQ(filer.GetText(), before);
   EXPECT_TRUE(filer.WriteSubDocument(L"Sub", nested(65533)));
+  MOutFilerTaggedXml unnamed;
+  EXPECT_TRUE(unnamed.WriteSubDocument(L"", L"<a/>")) << "though no reader can read it back";
+  EXPECT_THAT(unnamed.GetText(), HasSubstr(L"<a/>"));
 }
 
 }  // namespace

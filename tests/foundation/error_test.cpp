@@ -122,6 +122,14 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
   EXPECT_THAT(TakeFlowRecords(), ElementsAre(isRoot, isCascade, isRoot, isRoot, isCascade, isRoot));
 }
 
+class ErrorWithoutMessage : public MError {
+ public:
+  [[nodiscard]] std::wstring GetMessage() const override { throw std::runtime_error("none"); }
+  [[nodiscard]] std::unique_ptr<MDynObject> Clone() const override {
+    return std::make_unique<ErrorWithoutMessage>(*this);
+  }
+};
+
 TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
   static const MFlowPoint point(L"Importer", L"Open");
   const int object = 0;
@@ -134,6 +142,8 @@ TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
               AllOf(SizeIs(2), Each(AllOf(Field(&DumpedRecord::event, "Dismissed_error"),
                                           Field(&DumpedRecord::detail, "Unspecified error"),
                                           Field(&DumpedRecord::object, FlowObject(&object))))));
+  RecordDismissed(point, &object, MException(ErrorWithoutMessage()));
+  EXPECT_THAT(TakeFlowRecords(), ElementsAre(Field(&DumpedRecord::detail, "NoMessage")));
 }
 
 }  // namespace

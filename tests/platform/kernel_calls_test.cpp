@@ -6,7 +6,6 @@
 #include <array>
 #include <future>
 #include <mutex>
-#include <thread>
 
 #include "orvel/platform/critical_section.h"
 #include "orvel/platform/kernel_handle.h"
@@ -86,15 +85,6 @@ TEST(KernelCallsTest, AThreadsHandleIsSignalledOnceItHasEnded) {
   EXPECT_EQ(Poll(thread), WAIT_OBJECT_0);
   EXPECT_EQ(ownId, id);
   EXPECT_NE(id, ::GetCurrentThreadId());
-}
-
-TEST(KernelCallsTest, AMutexOfAnEndedThreadIsAbandonedOnce) {
-  const KernelHandle mutex(::CreateMutexW(nullptr, FALSE, nullptr));
-  std::thread([&mutex] { ::WaitForSingleObject(mutex.Get(), INFINITE); }).join();
-  for (const DWORD status : {DWORD{WAIT_ABANDONED_0}, DWORD{WAIT_OBJECT_0}}) {
-    EXPECT_EQ(::WaitForSingleObject(mutex.Get(), INFINITE), status);
-    EXPECT_TRUE(::ReleaseMutex(mutex.Get()));
-  }
 }
 
 TEST(KernelCallsTest, CriticalSectionsAreRecursiveAndExclusive) {

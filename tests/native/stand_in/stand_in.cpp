@@ -75,10 +75,7 @@ struct KernelScope {
 struct KernelObject {
   bool signalled = false;
   bool resetsItself = false;
-  bool isMutex = false;
-  bool isAbandoned = false;  // a mutex whose owner ended
-  DWORD owner = 0;           // of a mutex
-  char order = 0;            // its address stands for the object in Publish and Observe
+  char order = 0;  // its address stands for the object in Publish and Observe
 };
 
 struct Kernel {
@@ -128,22 +125,8 @@ std::shared_ptr<KernelObject>* Find(HANDLE handle) {
   return nullptr;
 }
 
-/// What the system does with the mutexes of a thread that ends.
-struct MutexAbandoner {
-  ~MutexAbandoner() {
-    const KernelScope scope;
-    for (const auto& object : TheKernel().objects) {
-      if (object == nullptr || object->owner != GetCurrentThreadId()) continue;
-      object->owner = 0;
-      object->isAbandoned = object->signalled = true;
-    }
-    TheKernel().changed.notify_all();
-  }
-};
-
 DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD milliseconds) {
   if (const auto answer = AnswerInstead(call, WAIT_FAILED)) return static_cast<DWORD>(*answer);
-  thread_local const MutexAbandoner abandoner;
   // INFINITE comes out as seven weeks, which no test sees the end of.
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   std::vector<std::shared_ptr<KernelObject>> objects;
@@ -165,9 +148,7 @@ DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD millisecon
         if (!objects[index]->signalled) continue;
         reached = objects[index];
         if (reached->resetsItself) reached->signalled = false;
-        result = (reached->isAbandoned ? WAIT_ABANDONED_0 : WAIT_OBJECT_0) + index;
-        reached->isAbandoned = false;
-        if (reached->isMutex) reached->owner = GetCurrentThreadId();
+        result = WAIT_OBJECT_0 + index;
         return true;
       }
       return false;
@@ -285,22 +266,6 @@ DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD mill
                                   DWORD) {
   const DWORD places = count == MAXIMUM_WAIT_OBJECTS ? count + 1 : count;
   return WaitForMultipleObjects(places, handles, FALSE, milliseconds);
-}
-
-HANDLE CreateMutexW(void*, BOOL, const wchar_t*) {
-  const auto object = std::make_shared<KernelObject>();
-  object->isMutex = object->signalled = object->resetsItself = true;
-  return AddHandle(object);
-}
-
-BOOL ReleaseMutex(HANDLE mutex) {
-  const KernelScope scope;
-  const auto* const object = Find(mutex);
-  if (object == nullptr || (*object)->owner != GetCurrentThreadId()) return FALSE;
-  (*object)->owner = 0;
-  (*object)->signalled = true;
-  TheKernel().changed.notify_all();
-  return TRUE;
 }
 
 std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*entry)(void*), void* argument, unsigned,

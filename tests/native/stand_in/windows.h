@@ -59,8 +59,6 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds,
                                   DWORD wakeMask, DWORD flags);
-HANDLE CreateMutexW(void* security, BOOL initialOwner, const wchar_t* name);
-BOOL ReleaseMutex(HANDLE mutex);
 
 struct __timeb64 {
   std::int64_t time;
