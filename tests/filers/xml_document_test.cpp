@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iterator>
 #include <random>
 #include <set>
 #include <string>
@@ -201,38 +202,51 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
 }
 
 TEST(MXmlDocumentTest, ALevelIsFoundAgainWhateverLevelWasAskedMeanwhile) {
-  constexpr int kCount = 100;
-  const auto tag = [](int i) { return L"t" + std::to_wstring(i); };
+  std::vector<std::wstring> tags;
   std::wstring level;
-  for (int i = 0; i < kCount; ++i) level += L"<" + tag(i) + L"/>";
+  for (int i = 0; i < 100; ++i) {
+    tags.push_back(L"t" + std::to_wstring(i));
+    level += L"<" + tags.back() + L"/>";
+  }
   MXmlDocument document;
   ASSERT_TRUE(document.SetDocument(L"<r><a>" + level + L"<b>" + level + L"</b></a><c>" + level +
                                    L"</c>" + level + L"</r>"));
+  struct Level {
+    std::vector<std::wstring> way;
+    std::vector<std::wstring> tags;
+  } levels[] = {
+      {{L"r"}, tags}, {{L"r", L"a"}, tags}, {{L"r", L"a", L"b"}, tags}, {{L"r", L"c"}, tags}};
   std::mt19937 random(7);
-  const auto pick = [&random](int count) {
-    return std::uniform_int_distribution(0, count - 1)(random);
-  };
-  const std::vector<std::vector<std::wstring>> ways = {
-      {L"r"}, {L"r", L"a"}, {L"r", L"a", L"b"}, {L"r", L"c"}};
-  for (int step = 0; step < 2000; ++step) {
-    const auto& way = ways[static_cast<std::size_t>(pick(4))];
-    const bool isAsked = pick(2) == 0;  // else the levels on the way are stepped through
-    for (const std::wstring& name : way) {
+  for (int step = 0; step < 4000; ++step) {
+    Level& asked = levels[random() % std::size(levels)];
+    const bool isAskedOnTheWay = random() % 2 == 0;  // else it is stepped through
+    for (const std::wstring& name : asked.way) {
       document.ResetToLevelStart();
-      ASSERT_TRUE(isAsked ? document.FindFirstElement(name) : document.FindElement(name));
+      ASSERT_TRUE(isAskedOnTheWay ? document.FindFirstElement(name) : document.FindElement(name));
       ASSERT_TRUE(document.IntoElement());
     }
-    const std::uint32_t parent = document.GetPosition().parent;
-    const std::wstring wanted = tag(pick(kCount));
+    if (random() % 20 == 0) {
+      asked.tags.push_back(L"added" + std::to_wstring(step));
+      ASSERT_TRUE(document.AddElement(asked.tags.back()));
+    }
+    const std::wstring& wanted = asked.tags[random() % asked.tags.size()];
     ASSERT_TRUE(document.FindFirstElement(wanted));
     EXPECT_EQ(document.GetNodeName(), wanted);
-    EXPECT_EQ(document.GetRecord(document.GetElement()).parent, parent);
-    if (pick(20) == 0) {
-      ASSERT_TRUE(document.AddElement(L"added" + std::to_wstring(step)));
-      ASSERT_TRUE(document.FindFirstElement(L"added" + std::to_wstring(step)));
-    }
-    for (std::size_t i = 0; i < way.size(); ++i) ASSERT_TRUE(document.OutOfElement());
+    EXPECT_EQ(document.GetRecord(document.GetElement()).parent, document.GetPosition().parent);
+    for (std::size_t i = 0; i < asked.way.size(); ++i) ASSERT_TRUE(document.OutOfElement());
   }
+}
+
+TEST(MXmlDocumentTest, FindsTheStartOfAnEndTagAmongManyThatHaveNone) {
+  const auto open = [](std::wstring_view name) {
+    std::wstring text;
+    for (int i = 0; i < 100; ++i) text += L"<" + std::wstring(name) + std::to_wstring(i) + L"[x]>";
+    return text;
+  };
+  const std::wstring vain = Repeat(L"</none>", 50);
+  const std::wstring error = ErrorOf(L"<r>" + open(L"a") + vain + L"</a50>" + open(L"b") + vain +
+                                     L"</a10[x]>" + open(L"a") + L"</a50>" + vain + L"</r>");
+  EXPECT_EQ(error, L"No start tag for end tag 'none' at offset 793");
 }
 
 TEST(MXmlDocumentTest, ADocumentThatWasParsedIsReadByThreadsTogether) {
