@@ -19,7 +19,9 @@ namespace Orvel::Testing {
     separator = L", ";
   }
   if (!error->GetParameters().empty()) text += L']';
-  return {text.begin(), text.end()};
+  std::string narrow;
+  for (const wchar_t character : text) narrow += static_cast<char>(character);
+  return narrow;
 }
 
 /// What `call` raises, in the form of `ErrorText`; empty when it returns.
