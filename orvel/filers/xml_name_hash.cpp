@@ -9,38 +9,44 @@
 namespace Orvel::Detail {
 namespace {
 
-struct HashSeed {
-  std::uint64_t start;
-  std::uint64_t factor;        // odd
-  std::uint64_t secondFactor;  // odd
-};
-
 constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15U;  // 2^64 / golden ratio, as in SplitMix64
+
+// Factors of the finalizer of SplitMix64.
+constexpr std::uint64_t kFinalFactor = 0xBF58476D1CE4E5B9U;
+constexpr std::uint64_t kSecondFinalFactor = 0x94D049BB133111EBU;
 
 /// Finalizer of SplitMix64.
 std::uint64_t Scramble(std::uint64_t x) noexcept {
-  x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9U;
-  x = (x ^ (x >> 27)) * 0x94D049BB133111EBU;
+  x = (x ^ (x >> 30)) * kFinalFactor;
+  x = (x ^ (x >> 27)) * kSecondFinalFactor;
   return x ^ (x >> 31);
 }
 
-const HashSeed& GetSeed() noexcept {
-  static const HashSeed seed = [] {
+/// The states of numbered names are multiples of the seed's factor apart, and with some factors
+/// those crowd in few of the low bits' values. A fixed factor behind them spreads them whatever the
+/// seed.
+std::uint64_t Finish(std::uint64_t state) noexcept {
+  state *= kFinalFactor;
+  return state ^ (state >> 32);
+}
+
+}  // namespace
+
+XmlHashSeed MakeXmlHashSeed(std::uint64_t number) noexcept {
+  return {Scramble(number), Scramble(number + kGolden) | 1U, Scramble(number + 2 * kGolden) | 1U};
+}
+
+const XmlHashSeed& GetXmlHashSeed() noexcept {
+  static const XmlHashSeed seed = [] {
     // Where things are loaded and when: enough that texts cannot be made to fit.
     static const int place = 0;
     const auto now = std::chrono::high_resolution_clock::now().time_since_epoch().count();
     std::uint64_t x = static_cast<std::uint64_t>(now);
     x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&place)));
-    x = Scramble(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&now)));
-    return HashSeed{x, Scramble(x + kGolden) | 1U, Scramble(x + 2 * kGolden) | 1U};
+    return MakeXmlHashSeed(x ^ static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&now)));
   }();
   return seed;
 }
-
-}  // namespace
-
-XmlNameHash::XmlNameHash(bool ignoreCase) noexcept
-    : state_(GetSeed().start), factor_(GetSeed().factor), ignoreCase_(ignoreCase) {}
 
 void XmlNameHash::Add(wchar_t c) noexcept {
   const auto code = static_cast<std::uint32_t>(ignoreCase_ ? FoldXmlCase(c) : c);
@@ -48,14 +54,16 @@ void XmlNameHash::Add(wchar_t c) noexcept {
   state_ ^= state_ >> 32;
 }
 
-std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
+std::uint64_t XmlNameHash::Get() const noexcept { return Finish(state_); }
+
+std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase,
+                          const XmlHashSeed& seed) noexcept {
   if (ignoreCase) {
-    XmlNameHash hash(true);
+    XmlNameHash hash(true, seed);
     hash.Add(name);
     return hash.Get();
   }
   constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
-  const HashSeed& seed = GetSeed();
   std::uint64_t state = seed.start + name.size();
   // One multiplication would let the highest bit through as it is, so that a later character could
   // take back what it did, and would keep the last character from the low bits.
@@ -69,7 +77,7 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
     std::uint64_t chunk = 0;
     for (const wchar_t c : name) chunk = (chunk << 16) ^ static_cast<std::uint32_t>(c);
     add(chunk);
-    return state;
+    return Finish(state);
   }
   const auto load = [](const wchar_t* next) {
     std::uint64_t chunk = 0;
@@ -78,7 +86,7 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase) noexcept {
   };
   for (std::size_t i = 0; i + kStep < name.size(); i += kStep) add(load(text + i));
   add(load(text + name.size() - kStep));  // may take some a second time, which does no harm
-  return state;
+  return Finish(state);
 }
 
 }  // namespace Orvel::Detail

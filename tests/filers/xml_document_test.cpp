@@ -4,10 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bitset>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <random>
-#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -264,17 +265,28 @@ TEST(MXmlDocumentTest, ADocumentThatWasParsedIsReadByThreadsTogether) {
   }
 }
 
-TEST(XmlNameHashTest, NamesMadeToCollideDoNot) {
-  const auto hash = [](std::wstring_view name) { return Orvel::Detail::HashXmlName(name, false); };
-  std::set<std::uint64_t> slots;
-  for (int last = 0; last < 4096; ++last) {
-    slots.insert(hash(std::wstring(L"name") + static_cast<wchar_t>(0x4E00 + last)) % 65536);
-  }
-  EXPECT_GT(slots.size(), 3500u) << "some 3970 of 4096 when they fall at random";
+TEST(XmlNameHashTest, NamesAreSpreadWhateverTheSeed) {
+  const auto countSlots = [](const auto& hash) {
+    std::bitset<65536> slots;
+    for (int last = 0; last < 4096; ++last) {
+      const auto character = static_cast<wchar_t>(0x4E00 + last);
+      slots.set(static_cast<std::size_t>(hash(std::wstring(L"name") + character) % slots.size()));
+    }
+    return slots.count();
+  };
   // With one multiplication a step the highest bit of one chunk was taken back in the next.
   const wchar_t other = 0x8061;
   const wchar_t turned[] = {L'a', L'a', L'a', other, L'a', other, L'a', other};
-  EXPECT_NE(hash(L"aaaaaaaa"), hash(std::wstring_view(turned, 8)));
+  using Orvel::Detail::HashXmlName;
+  for (std::uint64_t number = 0; number < 300; ++number) {
+    const auto seed = Orvel::Detail::MakeXmlHashSeed(number);
+    for (const bool ignoreCase : {false, true}) {
+      const auto hash = [&](std::wstring_view name) { return HashXmlName(name, ignoreCase, seed); };
+      EXPECT_GT(countSlots(hash), 3900u) << "some 3970 of 4096 when they fall at random";
+    }
+    EXPECT_NE(HashXmlName(L"aaaaaaaa", false, seed),
+              HashXmlName(std::wstring_view(turned, 8), false, seed));
+  }
 }
 
 TEST(MXmlDocumentTest, DataJoinsTextAndResolvesReferences) {
