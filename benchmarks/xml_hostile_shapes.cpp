@@ -194,7 +194,7 @@ double Run(const Shape& shape, const std::wstring& text, std::size_t units) {
 struct Result {
   double one = 1e9;  // the shortest run at each size
   double two = 1e9;
-  double ratio = 0.0;
+  double ratio = 0.0;  // the median of pairs, not two / one
 };
 
 /// The sizes take turns, and the ratio is the median of those of neighbouring runs: a machine whose

@@ -274,7 +274,7 @@ TEST(XmlNameHashTest, NamesAreSpreadWhateverTheSeed) {
     }
     return slots.count();
   };
-  // With one multiplication a step the highest bit of one chunk was taken back in the next.
+  // With one multiplication a step, a chunk could take back the highest bit of the one before.
   const wchar_t other = 0x8061;
   const wchar_t turned[] = {L'a', L'a', L'a', other, L'a', other, L'a', other};
   using Orvel::Detail::HashXmlName;
