@@ -27,6 +27,7 @@ set(orvelLoggingSources
   ${orvelRoot}/orvel/logging/klogger_adapter.cpp
   ${orvelRoot}/orvel/platform/clocks.cpp
   ${orvelRoot}/orvel/platform/kernel_handle.cpp
+  ${orvelRoot}/orvel/platform/misuse.cpp
   ${orvelNative}/left_out.cpp
   ${orvelNative}/stand_in/stand_in.cpp)
 

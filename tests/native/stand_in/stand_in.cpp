@@ -207,6 +207,10 @@ BOOL SwitchToThread() {
   return TRUE;
 }
 
+void OutputDebugStringW(const wchar_t*) {}
+BOOL IsDebuggerPresent() { return FALSE; }
+void DebugBreak() {}
+
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) {
   static_cast<void>(SystemCallHook::OnCall(SystemCall::kQueryCounter));
   const auto now = std::chrono::steady_clock::now().time_since_epoch();

@@ -41,6 +41,9 @@ void SetLastError(DWORD code);
 DWORD GetCurrentThreadId();
 void Sleep(DWORD milliseconds);
 BOOL SwitchToThread();
+void OutputDebugStringW(const wchar_t* text);
+BOOL IsDebuggerPresent();
+void DebugBreak();
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency);
 

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace Orvel::Detail {
+
+/// Whether this library was built with assertions, without `NDEBUG`: only then is misuse reported.
+/// It depends on how the library was compiled, not on how the program that uses it is.
+[[nodiscard]] bool ReportsMisuse() noexcept;
+
+/// Says that the caller broke a rule in a way that would otherwise go unnoticed. To be called where
+/// nothing can be raised or returned, as in a destructor. Does nothing without assertions.
+///
+/// With them the message (ASCII, a sentence without its full stop) goes to the debugger and to the
+/// standard error output; then the program stops in the debugger, if there is one, and aborts.
+/// Any thread, also several at once.
+void ReportMisuse(const wchar_t* message) noexcept;
+
+/// Called instead of that with the message, on the thread that reports; what it returns to goes on
+/// as it does without assertions.
+using MisuseHandler = void (*)(const wchar_t* message) noexcept;
+
+/// Puts `handler` into use for the whole process, null for the usual report, and returns the one
+/// in use until then, null for the usual report. For tests. Any thread.
+MisuseHandler ReplaceMisuseHandler(MisuseHandler handler) noexcept;
+
+}  // namespace Orvel::Detail
