@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 
 namespace FolderAudit {
 namespace {
@@ -26,6 +28,15 @@ bool HoldsOneBelow(const std::vector<const AuditEntry*>& sorted, const std::wstr
   return first != sorted.end() && (*first)->relativePath.starts_with(start);
 }
 
+/// True when one of `folders` is above `path`.
+bool IsBelowAny(const std::unordered_set<std::wstring_view>& folders, std::wstring_view path) {
+  for (std::size_t end = path.rfind(L'\\'); end != path.npos; end = path.rfind(L'\\')) {
+    path = path.substr(0, end);
+    if (folders.contains(path)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
@@ -33,6 +44,10 @@ std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
   using Kind = FileDifference::Kind;
   const std::vector<const AuditEntry*> olds = SortByPath(before);
   const std::vector<const AuditEntry*> news = SortByPath(after);
+  std::unordered_set<std::wstring_view> unreadableNow;
+  for (const AuditEntry& entry : after) {
+    if (entry.error) unreadableNow.insert(entry.relativePath);
+  }
   std::vector<FileDifference> differences;
   auto oldEntry = olds.begin();
   auto newEntry = news.begin();
@@ -43,6 +58,7 @@ std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
     if (isOnlyOld) {
       // A folder has an entry only while it cannot be read.
       const AuditEntry& then = **oldEntry++;
+      if (IsBelowAny(unreadableNow, then.relativePath)) continue;
       const bool isReadable = then.error && HoldsOneBelow(news, then.relativePath);
       differences.push_back({isReadable ? Kind::kUnreadableBefore : Kind::kRemoved, &then});
       continue;

@@ -16,8 +16,9 @@ struct FileDifference {
 };
 
 /// Compares two audits of a folder by their paths, in ordinal order of which the differences come.
-/// Files that are as they were are left out, and so are files that neither audit could read but
-/// for one kUnreadable. The entries are borrowed: the result points to them.
+/// Files that are as they were are left out, and so are those below a folder that the later audit
+/// could not list: of them nothing is known but the folder's kUnreadable. What neither audit could
+/// read is kUnreadable once. The entries are borrowed: the result points to them.
 [[nodiscard]] std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
                                                         const std::vector<AuditEntry>& after);
 

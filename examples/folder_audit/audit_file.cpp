@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/audit_file.h"
 
-#include <cwchar>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
+#include "folder_audit/system_handle.h"
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
 
@@ -17,36 +21,139 @@ constexpr const wchar_t* kFormatTag = L"Format";
 constexpr const wchar_t* kFolderTag = L"Folder";
 constexpr const wchar_t* kEntrySection = L"File";
 constexpr const wchar_t* kPathTag = L"Path";
+constexpr const wchar_t* kPathUnitsTag = L"PathUnits";
 constexpr const wchar_t* kSizeTag = L"Size";
 constexpr const wchar_t* kHashTag = L"Sha256";
 constexpr const wchar_t* kErrorSection = L"Exception";
 
-bool WriteEntry(MOutFilerTaggedXml& filer, const AuditEntry& entry) {
-  // Sizes have 64 bits, which no kind of number has: they go as text.
-  return filer.BeginSection(kEntrySection) && filer.WriteString(kPathTag, entry.relativePath) &&
-         filer.WriteString(kSizeTag, std::to_wstring(entry.sizeInBytes)) &&
-         filer.WriteString(kHashTag, std::wstring(entry.sha256.begin(), entry.sha256.end())) &&
-         (!entry.error || entry.error->WriteChain({nullptr, &filer}, kErrorSection)) &&
-         filer.EndSection();
+constexpr std::wstring_view kHexDigits = L"0123456789abcdef";
+constexpr std::size_t kHashLength = 64;
+constexpr std::size_t kDigitsPerUnit = 4;
+
+/// `text` with U+FFFD in place of surrogates without their other half, which the system allows in
+/// names and no file of text can hold.
+std::wstring ValidText(std::wstring_view text) {
+  std::wstring valid(text);
+  for (std::size_t i = 0; i < valid.size(); ++i) {
+    if (IS_HIGH_SURROGATE(valid[i]) && i + 1 < valid.size() && IS_LOW_SURROGATE(valid[i + 1])) {
+      ++i;
+    } else if (IS_HIGH_SURROGATE(valid[i]) || IS_LOW_SURROGATE(valid[i])) {
+      valid[i] = L'\xFFFD';
+    }
+  }
+  return valid;
 }
 
-bool ReadEntry(MInFilerTaggedXml& filer, AuditEntry& entry) {
-  std::wstring size;
-  std::wstring hash;
-  if (!filer.ReadString(kPathTag, entry.relativePath, {}) ||
-      !filer.ReadString(kSizeTag, size, {}) || !filer.ReadString(kHashTag, hash, {})) {
-    return false;
+MException ValidText(const MException& exception) {
+  MException valid;
+  for (const auto& error : exception.GetErrors()) {
+    if (error == nullptr) continue;
+    MError copy(ValidText(error->GetCode()));
+    for (const auto& [name, value] : error->GetParameters()) {
+      copy.AddParameter(name.c_str(), ValidText(value));
+    }
+    valid.Append(copy);
   }
-  entry.sizeInBytes = std::wcstoull(size.c_str(), nullptr, 10);
-  for (const wchar_t digit : hash) entry.sha256.push_back(static_cast<char>(digit));
-  if (filer.BeginSection(kErrorSection)) {
-    entry.error.emplace();
-    return entry.error->ReadChain({&filer, nullptr}) && filer.EndSection();
+  return valid;
+}
+
+std::wstring ToHex(std::wstring_view text) {
+  std::wstring hex;
+  hex.reserve(kDigitsPerUnit * text.size());
+  for (const wchar_t unit : text) {
+    for (int shift = 12; shift >= 0; shift -= 4) {
+      hex += kHexDigits[(static_cast<unsigned>(unit) >> shift) & 0xF];
+    }
+  }
+  return hex;
+}
+
+bool FromHex(std::wstring_view hex, std::wstring& text) {
+  if (hex.size() % kDigitsPerUnit != 0) return false;
+  text.clear();
+  for (std::size_t i = 0; i < hex.size(); i += kDigitsPerUnit) {
+    unsigned unit = 0;
+    for (const wchar_t digit : hex.substr(i, kDigitsPerUnit)) {
+      const std::size_t value = kHexDigits.find(digit);
+      if (value == kHexDigits.npos) return false;
+      unit = unit << 4 | static_cast<unsigned>(value);
+    }
+    text += static_cast<wchar_t>(unit);
   }
   return true;
 }
 
+bool ParseSize(std::wstring_view text, std::uint64_t& size) {
+  constexpr std::uint64_t kMax = (std::numeric_limits<std::uint64_t>::max)();
+  size = 0;
+  for (const wchar_t digit : text) {
+    if (digit < L'0' || digit > L'9') return false;
+    const auto value = static_cast<std::uint64_t>(digit - L'0');
+    if (size > (kMax - value) / 10) return false;
+    size = size * 10 + value;
+  }
+  return !text.empty();
+}
+
+bool IsHash(std::wstring_view text) {
+  return text.size() == kHashLength && text.find_first_not_of(kHexDigits) == text.npos;
+}
+
+bool WriteEntry(MOutFilerTaggedXml& filer, const AuditEntry& entry) {
+  const std::wstring path = ValidText(entry.relativePath);
+  const bool isWhole = path == entry.relativePath;
+  // Sizes have 64 bits, which no kind of number has: they go as text.
+  return filer.BeginSection(kEntrySection) && filer.WriteString(kPathTag, path) &&
+         (isWhole || filer.WriteString(kPathUnitsTag, ToHex(entry.relativePath))) &&
+         filer.WriteString(kSizeTag, std::to_wstring(entry.sizeInBytes)) &&
+         filer.WriteString(kHashTag, std::wstring(entry.sha256.begin(), entry.sha256.end())) &&
+         (!entry.error || ValidText(*entry.error).WriteChain({nullptr, &filer}, kErrorSection)) &&
+         filer.EndSection();
+}
+
+/// Reads the entry that is open. What makes no sense is false as well: the file may be anybody's.
+bool ReadEntry(MInFilerTaggedXml& filer, AuditEntry& entry) {
+  std::wstring size;
+  std::wstring hash;
+  std::wstring units;
+  if (!filer.ReadString(kPathTag, entry.relativePath, {}) ||
+      !filer.ReadString(kSizeTag, size, {}) || !filer.ReadString(kHashTag, hash, {}) ||
+      !ParseSize(size, entry.sizeInBytes)) {
+    return false;
+  }
+  if (filer.ReadString(kPathUnitsTag, units, {}) && !FromHex(units, entry.relativePath)) {
+    return false;
+  }
+  if (entry.relativePath.empty()) return false;
+  if (filer.BeginSection(kErrorSection)) {
+    entry.error.emplace();
+    return hash.empty() && entry.error->ReadChain({&filer, nullptr}) && filer.EndSection();
+  }
+  for (const wchar_t digit : hash) entry.sha256 += static_cast<char>(digit);
+  return IsHash(hash);
+}
+
 }  // namespace
+
+void RequireSavable(const std::wstring& file) {
+  static MSourceContext context(L"AuditFile", L"RequireSavable");
+  const MFlowScope scope(context, nullptr);
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const FileHandle present(::CreateFileW(file.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  DWORD code = present ? ERROR_SUCCESS : ::GetLastError();
+  if (code == ERROR_FILE_NOT_FOUND) {
+    // Whether a file can be made shows by making it; it goes with its handle.
+    const FileHandle made(::CreateFileW(file.c_str(), GENERIC_WRITE | DELETE, kShareAll, nullptr,
+                                        CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    code = made ? ERROR_SUCCESS : ::GetLastError();
+  }
+  if (code == ERROR_SUCCESS) return;
+  MError error(context.At(__LINE__, nullptr), L"CannotSave");
+  error.AddParameter(L"file", file);
+  error.AddParameter(L"winErrorCode", static_cast<std::uint32_t>(code));
+  throw MException(error);
+}
 
 void SaveAudit(const std::wstring& file, const std::wstring& folder,
                const std::vector<AuditEntry>& entries) {
@@ -55,7 +162,7 @@ void SaveAudit(const std::wstring& file, const std::wstring& folder,
   MOutFilerTaggedXml filer;
   bool isWritten = filer.BeginSection(kAuditSection) &&
                    filer.WriteUnsignedInt(kFormatTag, kFormat) &&
-                   filer.WriteString(kFolderTag, folder);
+                   filer.WriteString(kFolderTag, ValidText(folder));
   for (const AuditEntry& entry : entries) isWritten = isWritten && WriteEntry(filer, entry);
   if (!isWritten || !filer.EndSection() || !filer.SaveFile(file)) {
     MError error(context.At(__LINE__, nullptr), L"CannotSave");
@@ -64,30 +171,37 @@ void SaveAudit(const std::wstring& file, const std::wstring& folder,
   }
 }
 
-std::vector<AuditEntry> LoadAudit(const std::wstring& file) {
+StoredAudit LoadAudit(const std::wstring& file) {
   static MSourceContext context(L"AuditFile", L"LoadAudit");
   const MFlowScope scope(context, nullptr);
   const std::unique_ptr<MInFilerTaggedXml> filer = MInFilerTaggedXml::FromFile(file);
-  std::vector<AuditEntry> entries;
+  StoredAudit audit;
   std::uint32_t format = 0;
   bool isRead = filer->BeginSection(kAuditSection) &&
-                filer->ReadUnsignedInt(kFormatTag, format, 0) && format == kFormat;
+                filer->ReadUnsignedInt(kFormatTag, format, 0) && format == kFormat &&
+                filer->ReadString(kFolderTag, audit.folder, {});
   while (isRead && filer->BeginNextSection(kEntrySection)) {
-    AuditEntry entry;
+    AuditEntry& entry = audit.entries.emplace_back();
     isRead = ReadEntry(*filer, entry) && filer->EndSection();
-    entries.push_back(std::move(entry));
   }
   if (!isRead) {
     MError error(context.At(__LINE__, nullptr), L"CannotLoad");
     error.AddParameter(L"file", file);
-    if (!filer->GetErrorText().empty()) error.AddParameter(L"reason", filer->GetErrorText());
+    if (!filer->GetErrorText().empty()) {
+      error.AddParameter(L"reason", filer->GetErrorText());
+    } else if (!audit.entries.empty()) {
+      error.AddParameter(L"reason",
+                         L"entry " + std::to_wstring(audit.entries.size()) + L" makes no sense");
+    } else {
+      error.AddParameter(L"reason", L"not an audit");
+    }
     if (const auto& place = filer->GetErrorPlace()) {
       error.AddParameter(L"line", static_cast<std::uint32_t>(place->line));
       error.AddParameter(L"column", static_cast<std::uint32_t>(place->column));
     }
     throw MException(error);
   }
-  return entries;
+  return audit;
 }
 
 }  // namespace FolderAudit

@@ -8,14 +8,25 @@
 
 namespace FolderAudit {
 
-/// Stores an audit as tagged XML, a section for each entry, with the whole chain of an entry's
-/// error. A file that is there is replaced in one step when everything is on disk. Raises
-/// "CannotSave" ("file").
+/// An audit as it was stored.
+struct StoredAudit {
+  std::wstring folder;              ///< full path of the folder that was audited
+  std::vector<AuditEntry> entries;  ///< in the order in which they were stored
+};
+
+/// Raises "CannotSave" ("file", "winErrorCode") when `file` cannot be written, so that this shows
+/// before an audit and not after it. A file that is there stays as it is.
+void RequireSavable(const std::wstring& file);
+
+/// Stores an audit of `folder`, a full path, as tagged XML, a section for each entry, with the
+/// whole chain of an entry's error. A file that is there is replaced in one step when everything is
+/// on disk. Names that are no valid Unicode come back as they were; in errors they have U+FFFD in
+/// the bad places. Raises "CannotSave" ("file").
 void SaveAudit(const std::wstring& file, const std::wstring& folder,
                const std::vector<AuditEntry>& entries);
 
-/// The entries of a stored audit, in the order in which they were stored. Raises "CannotLoad"
-/// ("file"; "reason" when it cannot be read or its text is broken, "line" and "column" of where).
-[[nodiscard]] std::vector<AuditEntry> LoadAudit(const std::wstring& file);
+/// Reads a stored audit. Raises "CannotLoad" ("file"; "reason" when it cannot be read, its text is
+/// broken or an entry makes no sense; "line" and "column" where a text is broken).
+[[nodiscard]] StoredAudit LoadAudit(const std::wstring& file);
 
 }  // namespace FolderAudit

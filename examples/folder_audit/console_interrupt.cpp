@@ -8,17 +8,19 @@
 namespace FolderAudit {
 namespace {
 
-StopRequest& Interrupt() {
+std::stop_source& Interrupt() {
   // Never destroyed: the system may call the handler to the very end of the process.
-  static StopRequest* const request = new StopRequest;
-  return *request;
+  static std::stop_source* const source = new std::stop_source;
+  return *source;
 }
 
+// The system calls handlers one at a time: while this one waits for anything, a second Ctrl-C has
+// no effect. So it does nothing but make the request.
 BOOL WINAPI OnConsoleEvent(DWORD event) noexcept {
   static const MFlowPoint point(L"ConsoleInterrupt", L"OnConsoleEvent");
   flowLogger().nameCurrentThread(L"Console event thread");
   const MFlowScope scope(point, &Interrupt());
-  if (!Interrupt().Make()) return FALSE;
+  if (!Interrupt().request_stop()) return FALSE;
   // Of the others the process would not survive the return: leave it time to report.
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
   return TRUE;
@@ -26,7 +28,7 @@ BOOL WINAPI OnConsoleEvent(DWORD event) noexcept {
 
 }  // namespace
 
-StopRequest& WatchConsoleInterrupt() {
+std::stop_token WatchConsoleInterrupt() {
   static MSourceContext context(L"ConsoleInterrupt", L"WatchConsoleInterrupt");
   NameFlowObject(&Interrupt(), L"ConsoleInterrupt");
   const MFlowScope scope(context, &Interrupt());
@@ -36,7 +38,7 @@ StopRequest& WatchConsoleInterrupt() {
     const DWORD code = ::GetLastError();
     RaiseError(context.At(__LINE__, &Interrupt()), L"CannotWatchConsole", L"winErrorCode", code);
   }
-  return Interrupt();
+  return Interrupt().get_token();
 }
 
 }  // namespace FolderAudit

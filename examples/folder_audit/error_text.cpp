@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cwchar>
 
 #include "folder_audit/windows_api.h"
@@ -21,14 +22,25 @@ std::wstring SystemText(const std::wstring& winErrorCode) {
   return text;
 }
 
+/// The C runtime's words for an error number.
+std::wstring ErrnoText(const std::wstring& errnoCode) {
+  std::array<wchar_t, 128> buffer{};
+  const int code = static_cast<int>(std::wcstol(errnoCode.c_str(), nullptr, 10));
+  return ::_wcserror_s(buffer.data(), buffer.size(), code) == 0 ? buffer.data() : std::wstring();
+}
+
 }  // namespace
 
 std::wstring DescribeCause(const MException& exception) {
   // The system's words in front need the code of the error that the system caused: the oldest.
   std::wstring text;
   if (!exception.GetErrors().empty() && exception.GetErrors().front() != nullptr) {
-    const std::wstring* const code = exception.GetErrors().front()->FindParameter(L"winErrorCode");
-    if (code != nullptr) text = SystemText(*code);
+    const MError& cause = *exception.GetErrors().front();
+    if (const std::wstring* const code = cause.FindParameter(L"winErrorCode")) {
+      text = SystemText(*code);
+    } else if (const std::wstring* const number = cause.FindParameter(L"errno")) {
+      text = ErrnoText(*number);
+    }
   }
   const std::wstring chain = exception.GetChainDescription();
   const std::wstring cause = chain.substr(0, chain.find(L'\n'));

@@ -8,8 +8,8 @@
 
 namespace FolderAudit {
 
-/// The cause of `exception` on one line: the system's words for its "winErrorCode", if it has one,
-/// then the error itself with its parameters. Never empty.
+/// The cause of `exception` on one line: the system's words for its "winErrorCode" or "errno", if
+/// it has one, then the error itself with its parameters. Never empty.
 [[nodiscard]] std::wstring DescribeCause(const MException& exception);
 
 /// `text` with control characters, which would play with a terminal, replaced by question marks.

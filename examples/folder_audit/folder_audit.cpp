@@ -2,31 +2,39 @@
 #include "folder_audit/folder_audit.h"
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <utility>
 
-#include "folder_audit/hash_file_command.h"
 #include "folder_audit/paths.h"
 
 namespace FolderAudit {
 namespace {
 
 constexpr const wchar_t* kClassName = L"Audit";
+/// Enough for the other jobs to go on behind a large file, little enough to keep in memory.
+constexpr std::size_t kPendingPerJob = 64;
+
+/// The files that the run itself reads and writes.
+std::vector<std::wstring> OwnFiles(const Options& options) {
+  std::vector<std::wstring> files;
+  for (const std::wstring* file : {&options.saveFile, &options.compareFile, &options.flowLogFile}) {
+    if (!file->empty()) files.push_back(MakeExtendedPath(*file));
+  }
+  return files;
+}
 
 }  // namespace
 
-Audit::Audit(const Options& options, IAuditObserver& observer, StopRequest& stop)
+Audit::Audit(const Options& options, IAuditObserver& observer, const std::stop_token& stop)
     : observer_(observer),
-      stopRequest_(stop),
-      stop_(stop.GetToken()),
+      stop_(stop),
       root_(MakeExtendedPath(options.folder)),
-      walker_(root_, options.skippedNames, stop_),
-      hasher_(stop_, [&observer](std::uint64_t bytes) { observer.OnBytesRead(bytes); }) {
+      walker_(root_, options.skippedNames, OwnFiles(options), stop),
+      maxPending_(kPendingPerJob * options.jobs),
+      jobs_(options.jobs, root_, stop, observer) {
   static const MFlowPoint point(kClassName, kClassName);
   NameFlowObject(this, kClassName);
   point.Record(MFlowEvent::kConstruction, this);
-  processor_.Start();
 }
 
 Audit::~Audit() {
@@ -37,50 +45,51 @@ Audit::~Audit() {
 AuditResult Audit::Run() {
   static const MFlowPoint point(kClassName, L"Run");
   const MFlowScope scope(point, this);
-  const StopRequest::Action stopProcessor(stopRequest_, [this] { processor_.ForceStop(); });
+  const auto isFirstDone = [this] {
+    const HashJobs::Result& digest = pending_.front().digest;
+    return !digest.valid() || digest.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  };
 
   const auto start = std::chrono::steady_clock::now();
   AuditResult result;
   while (std::optional<FoundItem> item = walker_.Next()) {
-    AuditEntry entry;
-    entry.relativePath = std::move(item->relativePath);
-    entry.error = std::move(item->error);
-    if (!entry.error && !HashFile(entry)) break;
-    observer_.OnEntry(entry);
-    result.entries.push_back(std::move(entry));
+    pending_.push_back(Begin(std::move(*item)));
+    while (!pending_.empty() && (pending_.size() >= maxPending_ || isFirstDone())) {
+      ReportFirst(result);
+    }
   }
+  while (!pending_.empty()) ReportFirst(result);
   result.interrupted = stop_.stop_requested();
   result.linkCount = walker_.GetLinkCount();
   result.duration = std::chrono::steady_clock::now() - start;
   return result;
 }
 
-/// Completes `entry`. False when the audit was stopped before the file was done.
-bool Audit::HashFile(AuditEntry& entry) {
-  static const MFlowPoint point(kClassName, L"HashFile");
-  const MFlowScope scope(point, this);
-  observer_.OnFileStarted(entry.relativePath);
+Audit::Pending Audit::Begin(FoundItem&& item) {
+  Pending pending;
+  pending.entry.relativePath = std::move(item.relativePath);
+  pending.entry.error = std::move(item.error);
+  if (!pending.entry.error) pending.digest = jobs_.HashFile(pending.entry.relativePath);
+  return pending;
+}
 
-  const auto error = std::make_shared<MException>();
-  std::optional<FileDigest> digest;
-  try {
-    processor_.ExecuteSynchronously(
-        std::make_unique<HashFileCommand>(error, hasher_, root_, entry.relativePath, digest));
-  } catch (const MException& exception) {
-    if (!stop_.stop_requested()) throw;
-    // "CommandProcessingAborted" while this thread waited, "ProcessorStopped" before it did.
-    RecordDismissed(point, this, exception);
-    return false;
+/// Waits for the first pending entry and reports it, unless the audit was stopped before its end.
+void Audit::ReportFirst(AuditResult& result) {
+  Pending pending = std::move(pending_.front());
+  pending_.pop_front();
+  AuditEntry& entry = pending.entry;
+  if (pending.digest.valid()) {
+    try {
+      std::optional<FileDigest> digest = pending.digest.get();
+      if (!digest) return;
+      entry.sizeInBytes = digest->sizeInBytes;
+      entry.sha256 = std::move(digest->sha256);
+    } catch (const MException& exception) {
+      entry.error = exception;
+    }
   }
-  if (error->GetNewestError() != nullptr) {
-    entry.error = std::move(*error);
-  } else if (!digest) {
-    return false;
-  } else {
-    entry.sizeInBytes = digest->sizeInBytes;
-    entry.sha256 = std::move(digest->sha256);
-  }
-  return true;
+  observer_.OnEntry(entry);
+  result.entries.push_back(std::move(entry));
 }
 
 }  // namespace FolderAudit

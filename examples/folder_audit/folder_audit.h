@@ -1,43 +1,28 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
+#include <deque>
 #include <stop_token>
 #include <string>
 
 #include "folder_audit/audit_entry.h"
-#include "folder_audit/file_hasher.h"
+#include "folder_audit/audit_observer.h"
 #include "folder_audit/folder_walker.h"
+#include "folder_audit/hash_jobs.h"
 #include "folder_audit/options.h"
-#include "folder_audit/stop_request.h"
-#include "orvel/commands/command_processor.h"
 
 namespace FolderAudit {
 
-/// Is told how an audit goes. The calls never overlap: the auditing thread waits while the worker
-/// hashes.
-class IAuditObserver {
- public:
-  /// A file is about to be read. Auditing thread.
-  virtual void OnFileStarted(const std::wstring& relativePath) = 0;
-  /// So many more bytes were hashed. Worker; raises nothing.
-  virtual void OnBytesRead(std::uint64_t bytes) noexcept = 0;
-  /// A file or folder is done with. Auditing thread.
-  virtual void OnEntry(const AuditEntry& entry) = 0;
-
- protected:
-  ~IAuditObserver() = default;
-};
-
-/// Audits one folder: walks it on the calling thread and has each file hashed by a synchronous
-/// command on the worker of a command processor.
+/// Audits one folder: walks it on the calling thread and has the files hashed by several jobs, a
+/// bounded number of files at a time. The results come in the order of the walk, however many jobs
+/// there are.
 ///
 /// Thread-affine, but a stop may be requested from anywhere.
 class Audit {
  public:
-  /// Lists the folder and starts the worker. `observer` and `stop` are borrowed. Raises what
-  /// `FolderWalker`, `Sha256Hasher` and the start of a thread raise.
-  Audit(const Options& options, IAuditObserver& observer, StopRequest& stop);
+  /// Lists the folder and starts the jobs. `observer` is borrowed. Raises what `FolderWalker` and
+  /// `HashJobs` raise.
+  Audit(const Options& options, IAuditObserver& observer, const std::stop_token& stop);
   ~Audit();
   Audit(const Audit&) = delete;
   Audit& operator=(const Audit&) = delete;
@@ -47,15 +32,22 @@ class Audit {
   [[nodiscard]] AuditResult Run();
 
  private:
-  [[nodiscard]] bool HashFile(AuditEntry& entry);
+  /// An item of the walk that is not reported yet.
+  struct Pending {
+    AuditEntry entry;
+    HashJobs::Result digest;  // without state when the entry is complete
+  };
+
+  [[nodiscard]] Pending Begin(FoundItem&& item);
+  void ReportFirst(AuditResult& result);
 
   IAuditObserver& observer_;
-  StopRequest& stopRequest_;
-  const std::stop_token stop_;  // of that request
+  const std::stop_token stop_;
   const std::wstring root_;
   FolderWalker walker_;
-  FileHasher hasher_;
-  MCommandProcessor processor_;  // its worker uses the hasher, so it ends first
+  const std::size_t maxPending_;
+  std::deque<Pending> pending_;  // in the order of the walk
+  HashJobs jobs_;
 };
 
 }  // namespace FolderAudit

@@ -26,6 +26,11 @@ bool IsFolder(const WIN32_FIND_DATAW& found) noexcept {
   return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool HoldsName(const std::vector<std::wstring>& names, std::wstring_view name) noexcept {
+  return std::any_of(names.begin(), names.end(),
+                     [name](const std::wstring& held) { return IsSameName(held, name); });
+}
+
 /// Appends what was found in one folder so that taking from the end gives it in order.
 void StackUp(std::vector<std::wstring>& stack, std::vector<std::wstring>&& found) {
   std::sort(found.begin(), found.end(), std::greater<>());
@@ -35,8 +40,11 @@ void StackUp(std::vector<std::wstring>& stack, std::vector<std::wstring>&& found
 }  // namespace
 
 FolderWalker::FolderWalker(std::wstring root, std::vector<std::wstring> skippedNames,
-                           std::stop_token stop)
-    : root_(std::move(root)), skippedNames_(std::move(skippedNames)), stop_(std::move(stop)) {
+                           std::vector<std::wstring> skippedFiles, std::stop_token stop)
+    : root_(std::move(root)),
+      skippedNames_(std::move(skippedNames)),
+      skippedFiles_(std::move(skippedFiles)),
+      stop_(std::move(stop)) {
   static const MFlowPoint point(kClassName, kClassName);
   NameFlowObject(this, kClassName);
   point.Record(MFlowEvent::kConstruction, this);
@@ -73,7 +81,8 @@ void FolderWalker::ListFolder(const std::wstring& relativePath) {
 
   std::vector<std::wstring> files;
   std::vector<std::wstring> folders;
-  const std::wstring pattern = JoinPath(JoinPath(root_, relativePath), L"*");
+  const std::wstring folder = JoinPath(root_, relativePath);
+  const std::wstring pattern = JoinPath(folder, L"*");
   WIN32_FIND_DATAW found;
   const FindHandle search(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found,
                                              FindExSearchNameMatch, nullptr,
@@ -86,8 +95,10 @@ void FolderWalker::ListFolder(const std::wstring& relativePath) {
     } else if (IsLink(found)) {
       ++linkCount_;
     } else if (!IsFolder(found)) {
-      files.push_back(JoinPath(relativePath, name));
-    } else if (!IsSkipped(found.cFileName)) {
+      if (!HoldsName(skippedFiles_, JoinPath(folder, name))) {
+        files.push_back(JoinPath(relativePath, name));
+      }
+    } else if (!HoldsName(skippedNames_, name)) {
       folders.push_back(JoinPath(relativePath, name));
     }
     if (!::FindNextFileW(search.Get(), &found)) code = ::GetLastError();
@@ -99,15 +110,9 @@ void FolderWalker::ListFolder(const std::wstring& relativePath) {
   // Only the root of an empty drive has no file at all, not even itself.
   if (code == ERROR_NO_MORE_FILES || code == ERROR_FILE_NOT_FOUND) return;
   MError error(context.At(__LINE__, this), L"CannotListFolder");
-  error.AddParameter(L"folder", JoinPath(root_, relativePath));
+  error.AddParameter(L"folder", folder);
   error.AddParameter(L"winErrorCode", code);
   throw MException(error);
-}
-
-bool FolderWalker::IsSkipped(const wchar_t* name) const noexcept {
-  return std::any_of(skippedNames_.begin(), skippedNames_.end(), [name](const auto& skipped) {
-    return ::CompareStringOrdinal(skipped.c_str(), -1, name, -1, TRUE) == CSTR_EQUAL;
-  });
 }
 
 }  // namespace FolderAudit

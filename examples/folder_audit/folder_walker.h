@@ -25,8 +25,10 @@ struct FoundItem {
 class FolderWalker {
  public:
   /// Lists `root`, an extended path; raises "CannotListFolder" when that fails. Folders with one of
-  /// `skippedNames` are left out; case does not matter.
-  FolderWalker(std::wstring root, std::vector<std::wstring> skippedNames, std::stop_token stop);
+  /// `skippedNames` and the files `skippedFiles`, extended paths, are left out; case does not
+  /// matter.
+  FolderWalker(std::wstring root, std::vector<std::wstring> skippedNames,
+               std::vector<std::wstring> skippedFiles, std::stop_token stop);
   ~FolderWalker();
   FolderWalker(const FolderWalker&) = delete;
   FolderWalker& operator=(const FolderWalker&) = delete;
@@ -39,10 +41,10 @@ class FolderWalker {
 
  private:
   void ListFolder(const std::wstring& relativePath);
-  [[nodiscard]] bool IsSkipped(const wchar_t* name) const noexcept;
 
   const std::wstring root_;
   const std::vector<std::wstring> skippedNames_;
+  const std::vector<std::wstring> skippedFiles_;
   const std::stop_token stop_;
   std::vector<std::wstring> files_;    // of the folder listed last, in reverse order
   std::vector<std::wstring> folders_;  // still to visit, the next one last

@@ -52,19 +52,26 @@ void KeepSettings(const Options& options, const AuditResult& result, TerminalWri
 ExitCode RunAudit(const Options& options, TextOutput& output, TextOutput& error) {
   TerminalWriter terminal(output, error);
   Report report(terminal, options.listsHashes);
-  // First, so that a file that cannot be read costs no audit.
-  const std::vector<AuditEntry> before =
-      options.compareFile.empty() ? std::vector<AuditEntry>() : LoadAudit(options.compareFile);
+  const std::wstring folder = MakeFullPath(options.folder);
+  // First, so that a file that cannot be read or written costs no audit.
+  StoredAudit before;
+  if (!options.compareFile.empty()) {
+    before = LoadAudit(options.compareFile);
+    if (!IsSameName(MakeFullPath(before.folder), folder)) {
+      report.PrintOtherFolder(options.compareFile, before.folder);
+    }
+  }
+  if (!options.saveFile.empty()) RequireSavable(options.saveFile);
   Audit audit(options, report, WatchConsoleInterrupt());
   const AuditResult result = audit.Run();
   report.PrintSummary(result);
   if (!result.interrupted && !options.saveFile.empty()) {
-    SaveAudit(options.saveFile, options.folder, result.entries);
+    SaveAudit(options.saveFile, folder, result.entries);
   }
   KeepSettings(options, result, terminal);
   if (result.interrupted) return ExitCode::kInterrupted;
   if (!options.compareFile.empty()) {
-    const std::vector<FileDifference> differences = CompareAudits(before, result.entries);
+    const std::vector<FileDifference> differences = CompareAudits(before.entries, result.entries);
     report.PrintComparison(differences);
     const bool differs =
         std::any_of(differences.begin(), differences.end(), [](const FileDifference& difference) {

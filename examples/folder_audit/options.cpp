@@ -1,13 +1,41 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/options.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <thread>
 
 namespace FolderAudit {
+namespace {
+
+std::size_t DefaultJobs() noexcept {
+  // The library does not know, on some systems, and then says 0.
+  return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxJobs);
+}
+
+/// A number from 1 to kMaxJobs, which has no more than two digits; 0 when `text` is none.
+std::size_t ParseJobs(std::wstring_view text) noexcept {
+  if (text.empty() || text.size() > 2) return 0;
+  std::size_t jobs = 0;
+  for (const wchar_t digit : text) {
+    if (digit < L'0' || digit > L'9') return 0;
+    jobs = jobs * 10 + static_cast<std::size_t>(digit - L'0');
+  }
+  return jobs <= kMaxJobs ? jobs : 0;
+}
+
+/// True when `options` asks for something that only an audit could do.
+bool AsksForAnAudit(const Options& options) noexcept {
+  return !options.folder.empty() || options.listsHashes || !options.skippedNames.empty() ||
+         !options.saveFile.empty() || !options.compareFile.empty() || !options.flowLogFile.empty();
+}
+
+}  // namespace
 
 std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
                                     std::wstring& problem) {
   Options options;
+  options.jobs = DefaultJobs();
   bool optionsEnded = false;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::wstring_view argument = arguments[i];
@@ -33,9 +61,9 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
     } else if (argument == L"--settings") {
       options.showsSettings = true;
     } else if (argument == L"--flow-log" || argument == L"--skip" || argument == L"--save" ||
-               argument == L"--compare" || argument == L"--settings-key") {
+               argument == L"--compare" || argument == L"--settings-key" || argument == L"--jobs") {
       if (i + 1 == arguments.size() || *arguments[i + 1] == L'\0') {
-        problem = std::wstring(argument) + L" needs a name after it";
+        problem = std::wstring(argument) + L" needs a value after it";
         return std::nullopt;
       }
       const wchar_t* const value = arguments[++i];
@@ -47,6 +75,12 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
         options.compareFile = value;
       } else if (argument == L"--settings-key") {
         options.settingsKey = value;
+      } else if (argument == L"--jobs") {
+        options.jobs = ParseJobs(value);
+        if (options.jobs == 0) {
+          problem = L"--jobs needs a number from 1 to " + std::to_wstring(kMaxJobs);
+          return std::nullopt;
+        }
       } else {
         options.flowLogFile = value;
       }
@@ -54,6 +88,10 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       problem = L"unknown option " + std::wstring(argument);
       return std::nullopt;
     }
+  }
+  if (options.showsSettings && AsksForAnAudit(options)) {
+    problem = L"--settings audits nothing: only --settings-key goes with it";
+    return std::nullopt;
   }
   return options;
 }
@@ -69,6 +107,8 @@ Usage: folder_audit [OPTION...] FOLDER
   --compare FILE      tell what was added, changed and removed since the audit
                       that is stored in FILE; may be the file that --save
                       replaces
+  --jobs N            hash N files at a time, 1 to 64; as many as the machine has
+                      cores unless given
   --flow-log FILE     write the flow log of the run to FILE
   --settings          print what is kept from earlier audits, and audit nothing
   --settings-key KEY  keep that in the registry under KEY, not FolderAudit
@@ -76,9 +116,10 @@ Usage: folder_audit [OPTION...] FOLDER
   --                  what follows is the folder, also when it begins with "-"
 
 Files that cannot be read are reported, each with the reason, and do not end the
-audit. Links are counted and not followed. Ctrl-C ends it and reports what was
-hashed so far; nothing is then stored or compared. Progress is shown when the
-output is a console.
+audit. Links are counted and not followed. The files that --save, --compare and
+--flow-log name are left out. Ctrl-C ends the audit and reports what was hashed so
+far; nothing is then stored or compared. Progress is shown when the output is a
+console.
 
 Exit codes:
   0  every file was read

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,10 +18,14 @@ struct Options {
   std::wstring compareFile;                   ///< empty: the audit is not compared
   std::vector<std::wstring> skippedNames;     ///< folders of these names are left out
   std::wstring settingsKey = L"FolderAudit";  ///< registry key below the framework's
+  std::size_t jobs = 1;                       ///< files hashed at the same time
   bool listsHashes = false;
   bool showsSettings = false;  ///< nothing is audited then
   bool showsHelp = false;      ///< nothing else counts then
 };
+
+/// The most jobs that a command line may ask for.
+inline constexpr std::size_t kMaxJobs = 64;
 
 /// Reads the arguments that follow the program's name. Empty when they make no sense, and `problem`
 /// then says why, for people.

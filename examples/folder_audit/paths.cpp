@@ -33,6 +33,11 @@ std::wstring MakeExtendedPath(const std::wstring& path) {
   return LR"(\\?\)" + full;
 }
 
+bool IsSameName(std::wstring_view left, std::wstring_view right) noexcept {
+  return ::CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
 std::wstring JoinPath(std::wstring_view folder, std::wstring_view name) {
   std::wstring path(folder);
   if (!path.empty() && path.back() != L'\\' && !name.empty()) path += L'\\';

@@ -14,6 +14,9 @@ namespace FolderAudit {
 /// `\\?\C:\folder` or `\\?\UNC\server\share`. Raises "BadPath" ("winErrorCode").
 [[nodiscard]] std::wstring MakeExtendedPath(const std::wstring& path);
 
+/// True when the system takes both names for the same: their case does not matter.
+[[nodiscard]] bool IsSameName(std::wstring_view left, std::wstring_view right) noexcept;
+
 /// `folder` and `name` with one backslash between them; either may be empty.
 [[nodiscard]] std::wstring JoinPath(std::wstring_view folder, std::wstring_view name);
 

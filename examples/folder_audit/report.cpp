@@ -31,12 +31,16 @@ Report::Report(TerminalWriter& terminal, bool listsHashes)
       nextProgress_(std::chrono::steady_clock::now() + kProgressInterval) {}
 
 void Report::OnFileStarted(const std::wstring& relativePath) {
-  currentFile_ = relativePath;
+  if (!terminal_.ShowsProgress()) return;
+  {
+    const std::lock_guard lock(progressMutex_);
+    currentFile_ = relativePath;
+  }
   ShowProgress();
 }
 
 void Report::OnBytesRead(std::uint64_t bytes) noexcept {
-  byteCount_ += bytes;
+  byteCount_.fetch_add(bytes, std::memory_order_relaxed);
   try {
     ShowProgress();
   } catch (const std::bad_alloc&) {
@@ -45,7 +49,7 @@ void Report::OnBytesRead(std::uint64_t bytes) noexcept {
 }
 
 void Report::OnEntry(const AuditEntry& entry) {
-  ++fileCount_;
+  fileCount_.fetch_add(1, std::memory_order_relaxed);
   if (entry.error) {
     terminal_.PrintError(L"unreadable: " + Printable(entry.relativePath) + L": " +
                          DescribeCause(*entry.error) + L'\n');
@@ -80,6 +84,11 @@ void Report::PrintSummary(const AuditResult& result) {
   terminal_.Flush();
 }
 
+void Report::PrintOtherFolder(const std::wstring& file, const std::wstring& folder) {
+  terminal_.PrintError(L"note: the audit in " + Printable(file) + L" is of another folder: " +
+                       Printable(folder) + L'\n');
+}
+
 void Report::PrintComparison(const std::vector<FileDifference>& differences) {
   using Kind = FileDifference::Kind;
   constexpr std::array kLabels = {L"added", L"changed", L"removed", L"unreadable",
@@ -105,13 +114,15 @@ void Report::PrintComparison(const std::vector<FileDifference>& differences) {
 
 void Report::ShowProgress() {
   if (!terminal_.ShowsProgress()) return;
+  const std::lock_guard lock(progressMutex_);
   const auto now = std::chrono::steady_clock::now();
   if (now < nextProgress_) return;
   nextProgress_ = now + kProgressInterval;
 
   std::wostringstream stream = MakeStream();
-  stream << fileCount_ << L" files, " << std::setprecision(1)
-         << static_cast<double>(byteCount_) / kMegabyte << L" MB  " << Printable(currentFile_);
+  stream << fileCount_.load(std::memory_order_relaxed) << L" files, " << std::setprecision(1)
+         << static_cast<double>(byteCount_.load(std::memory_order_relaxed)) / kMegabyte << L" MB  "
+         << Printable(currentFile_);
   terminal_.ShowProgress(stream.str());
 }
 

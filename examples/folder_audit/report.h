@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "folder_audit/audit_comparison.h"
-#include "folder_audit/folder_audit.h"
+#include "folder_audit/audit_observer.h"
 #include "folder_audit/terminal_writer.h"
 
 namespace FolderAudit {
@@ -15,7 +17,7 @@ namespace FolderAudit {
 /// Tells the user how the audit goes: progress while it runs, errors and, on request, hashes as
 /// they come, a summary at the end. While the audit runs nothing here waits for the terminal.
 ///
-/// For one audit at a time, whose calls do not overlap.
+/// For one audit at a time.
 class Report final : public IAuditObserver {
  public:
   /// `terminal` is borrowed.
@@ -28,6 +30,8 @@ class Report final : public IAuditObserver {
   /// Prints what the audit came to, and waits until that and all before is written. Raises
   /// "CannotWrite", also for what was to be told before.
   void PrintSummary(const AuditResult& result);
+  /// Tells that the audit in `file`, with which this one is compared, is of another folder.
+  void PrintOtherFolder(const std::wstring& file, const std::wstring& folder);
   /// Prints what differs from an earlier audit, a line each, and how much; waits and raises as
   /// well.
   void PrintComparison(const std::vector<FileDifference>& differences);
@@ -37,10 +41,11 @@ class Report final : public IAuditObserver {
 
   TerminalWriter& terminal_;
   const bool listsHashes_;
-  std::uint64_t fileCount_ = 0;
-  std::uint64_t byteCount_ = 0;
-  std::wstring currentFile_;
-  std::chrono::steady_clock::time_point nextProgress_;
+  std::atomic<std::uint64_t> fileCount_{0};  // relaxed, like the next: they are only shown
+  std::atomic<std::uint64_t> byteCount_{0};
+  std::mutex progressMutex_;
+  std::wstring currentFile_;                            // under progressMutex_
+  std::chrono::steady_clock::time_point nextProgress_;  // under progressMutex_
 };
 
 }  // namespace FolderAudit

@@ -98,9 +98,10 @@ void TerminalWriter::RaiseFailure() const {
 
 void TerminalWriter::Paint(std::wstring line) {
   // In the last column the cursor would go on to the next line.
-  line.resize(std::min(line.size(), output_.GetWidth() - 1));
+  const std::size_t room = output_.GetWidth() - 1;
+  line.resize((std::min)(line.size(), room));
   const std::size_t length = line.size();
-  line.resize(std::max(length, shown_.size()), L' ');  // covers the one before
+  line.resize((std::max)(length, (std::min)(shown_.size(), room)), L' ');  // covers the one before
   output_.WriteIfPossible(L"\r");
   output_.WriteIfPossible(line);
   line.resize(length);
@@ -109,7 +110,8 @@ void TerminalWriter::Paint(std::wstring line) {
 
 void TerminalWriter::EraseProgress() noexcept {
   if (shown_.empty()) return;
-  std::fill(shown_.begin(), shown_.end(), L' ');
+  // The terminal may have become narrower: what it wrapped then is no longer in this line.
+  shown_.assign((std::min)(shown_.size(), output_.GetWidth() - 1), L' ');
   output_.WriteIfPossible(L"\r");
   output_.WriteIfPossible(shown_);
   output_.WriteIfPossible(L"\r");

@@ -19,7 +19,7 @@ namespace FolderAudit {
 /// not written yet is kept in memory.
 ///
 /// After the first write that fails nothing more is written; the failure reaches the teller with
-/// the next call. Thread-compatible: one thread at a time may tell.
+/// the next call. Thread-compatible: one thread at a time may tell, but any may show progress.
 class TerminalWriter {
  public:
   /// The outputs are borrowed, and nobody else may use them meanwhile. Raises what the start of a

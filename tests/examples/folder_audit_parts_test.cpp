@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <stop_token>
 #include <thread>
 
 #include "folder_audit/audit_comparison.h"
@@ -71,7 +73,7 @@ struct SilentObserver final : IAuditObserver {
   void OnEntry(const AuditEntry&) override {}
 };
 
-TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
+TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntriesInTheOrderOfTheWalk) {
   TemporaryFolder folder;
   constexpr std::size_t kFiles = 40;
   for (std::size_t i = 0; i < kFiles; ++i) {
@@ -81,13 +83,17 @@ TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
   options.folder = folder.GetPath();
   SilentObserver observer;
   for (int round = 0; round < 40; ++round) {
-    StopRequest stop;
+    options.jobs = static_cast<std::size_t>(round % 3) + 1;
+    std::stop_source stop;
     std::jthread stopper([&, round] {
       std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
-      stop.Make();
+      stop.request_stop();
     });
-    const AuditResult result = Audit(options, observer, stop).Run();
+    const AuditResult result = Audit(options, observer, stop.get_token()).Run();
     EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles);
+    EXPECT_TRUE(std::is_sorted(
+        result.entries.begin(), result.entries.end(),
+        [](const AuditEntry& a, const AuditEntry& b) { return a.relativePath < b.relativePath; }));
     for (const AuditEntry& entry : result.entries) {
       EXPECT_FALSE(entry.error.has_value());
       EXPECT_EQ(entry.sha256.size(), 64u);
@@ -95,8 +101,8 @@ TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntries) {
   }
 }
 
-AuditEntry Readable(const wchar_t* path, std::uint64_t size, const char* hash) {
-  return {path, size, hash, std::nullopt};
+AuditEntry Readable(const wchar_t* path, std::uint64_t size, char hashDigit) {
+  return {path, size, std::string(64, hashDigit), std::nullopt};
 }
 
 AuditEntry Unreadable(const wchar_t* path) {
@@ -106,15 +112,23 @@ AuditEntry Unreadable(const wchar_t* path) {
 TEST(AuditFileTest, AnAuditComesBackAsItWasStored) {
   TemporaryFolder folder;
   const std::wstring file = folder.Expect(L"audit.xml");
-  const std::vector<AuditEntry> stored = {
-      Readable(L"b\\\u00E4 & <\U0001F600>", 5'000'000'000, "ff"), Unreadable(L"locked"),
-      Readable(L"", 0, "00")};
+  std::vector<AuditEntry> stored = {
+      Readable(L"b\\\u00E4 & <\U0001F600>", 5'000'000'000, 'f'), Unreadable(L"locked"),
+      Readable(L"half \xD800 \xDC00\xD83D", 0, '0'), Unreadable(L"\xDFFF")};
+  MError cause(L"half");
+  cause.AddParameter(L"file", stored[3].relativePath);
+  stored[3].error->Append(cause);
+  RequireSavable(file);
   SaveAudit(file, L"C:\\folder", stored);
-  const std::vector<AuditEntry> loaded = LoadAudit(file);
+  RequireSavable(file);
+  const auto [audited, loaded] = LoadAudit(file);
+  EXPECT_EQ(audited, L"C:\\folder");
   ASSERT_EQ(loaded.size(), stored.size());
   const std::vector<FileDifference> differences = CompareAudits(stored, loaded);
-  ASSERT_EQ(differences.size(), 1u) << "only what was unreadable before and after";
+  ASSERT_EQ(differences.size(), 2u) << "only what was unreadable before and after";
   ASSERT_EQ(differences[0].entry, &loaded[1]);
+  ASSERT_EQ(differences[1].entry, &loaded[3]);
+  EXPECT_EQ(*loaded[3].error->GetNewestError()->FindParameter(L"file"), L"\xFFFD");
   EXPECT_EQ(loaded[1].error->GetChainDescription(), stored[1].error->GetChainDescription());
 }
 
@@ -122,27 +136,49 @@ TEST(AuditFileTest, WhatIsNoAuditIsAnErrorThatSaysWhere) {
   TemporaryFolder folder;
   folder.WriteFile(L"broken", "<ExceptionChain>\n<Audit></File></Audit></ExceptionChain>");
   folder.WriteFile(L"other", "<ExceptionChain/>");
+  const auto writeEntry = [&](const wchar_t* name, const std::string& size,
+                              const std::string& hash) {
+    const auto value = [](const std::string& tag, const std::string& text) {
+      return "<" + tag + " type=\"string\">" + text + "</" + tag + ">";
+    };
+    folder.WriteFile(name, "<ExceptionChain><Audit><Format type=\"uint\">1</Format>" +
+                               value("Folder", "C:") + "<File>" + value("Path", "a") +
+                               value("Size", size) + value("Sha256", hash) +
+                               "</File></Audit></ExceptionChain>");
+  };
+  writeEntry(L"good", "18446744073709551615", std::string(64, 'a'));
+  writeEntry(L"too large", "18446744073709551616", std::string(64, 'a'));
+  writeEntry(L"no size", "1 ", std::string(64, 'a'));
+  writeEntry(L"no hash", "1", std::string(64, 'g'));
   const auto loadError = [&](const wchar_t* name) {
     return ErrorOf([&] { static_cast<void>(LoadAudit(folder.Extended(name))); });
   };
   EXPECT_THAT(loadError(L"broken"), StartsWith("AuditFile.LoadAudit:CannotLoad ["));
   EXPECT_THAT(loadError(L"broken"), HasSubstr(", line=2, "));
-  EXPECT_THAT(loadError(L"other"), StartsWith("AuditFile.LoadAudit:CannotLoad [file="));
+  EXPECT_THAT(loadError(L"other"), HasSubstr("reason=not an audit]"));
+  EXPECT_EQ(LoadAudit(folder.Extended(L"good")).entries.size(), 1u);
+  for (const wchar_t* name : {L"too large", L"no size", L"no hash"}) {
+    EXPECT_THAT(loadError(name), HasSubstr("reason=entry 1 makes no sense]"));
+  }
   EXPECT_THAT(loadError(L"missing"),
               AllOf(HasSubstr("reason=File cannot be read]"), Not(HasSubstr("line="))));
-  EXPECT_THROW(SaveAudit(folder.Extended(L"no folder\\audit.xml"), {}, {}), MException);
+  const std::wstring nowhere = folder.Extended(L"no folder\\audit.xml");
+  EXPECT_THROW(SaveAudit(nowhere, {}, {}), MException);
+  EXPECT_THAT(ErrorOf([&] { RequireSavable(nowhere); }), HasSubstr("winErrorCode=3]"));
 }
 
 TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {
   const std::vector<AuditEntry> before = {
-      Readable(L"same", 1, "11"),  Readable(L"changed", 1, "22"), Readable(L"removed", 1, "33"),
-      Unreadable(L"readable now"), Unreadable(L"unreadable"),     Unreadable(L"gone"),
-      Unreadable(L"folder")};
+      Readable(L"same", 1, '1'),    Readable(L"changed", 1, '2'),
+      Readable(L"removed", 1, '3'), Unreadable(L"readable now"),
+      Unreadable(L"unreadable"),    Unreadable(L"gone"),
+      Unreadable(L"folder"),        Readable(L"shut\\deep\\a", 1, '1'),
+      Readable(L"shut.txt", 1, '1')};
   const std::vector<AuditEntry> after = {
-      Readable(L"added", 1, "44"),        Readable(L"changed", 1, "55"),
-      Readable(L"same", 1, "11"),         Unreadable(L"unreadable"),
-      Readable(L"readable now", 1, "66"), Readable(L"folder\\file", 1, "77"),
-      Readable(L"folder.txt", 1, "88")};
+      Readable(L"added", 1, '4'),        Readable(L"changed", 1, '5'),
+      Readable(L"same", 1, '1'),         Unreadable(L"unreadable"),
+      Readable(L"readable now", 1, '6'), Readable(L"folder\\file", 1, '7'),
+      Readable(L"folder.txt", 1, '8'),   Unreadable(L"shut")};
   std::vector<std::pair<std::wstring, Kind>> found;
   for (const FileDifference& difference : CompareAudits(before, after)) {
     found.emplace_back(difference.entry->relativePath, difference.kind);
@@ -153,6 +189,7 @@ TEST(AuditComparisonTest, TellsEveryKindOfDifferenceByPath) {
                   Pair(L"folder", Kind::kUnreadableBefore), Pair(L"folder.txt", Kind::kAdded),
                   Pair(L"folder\\file", Kind::kAdded), Pair(L"gone", Kind::kRemoved),
                   Pair(L"readable now", Kind::kUnreadableBefore), Pair(L"removed", Kind::kRemoved),
+                  Pair(L"shut", Kind::kUnreadable), Pair(L"shut.txt", Kind::kRemoved),
                   Pair(L"unreadable", Kind::kUnreadable)));
 }
 

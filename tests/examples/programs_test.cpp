@@ -117,7 +117,7 @@ TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
   {
     const KernelHandle lock = folder.LockAway(L"locked");
     EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1);
-    EXPECT_THAT(ReadWholeFile(file), HasSubstr("HashFileCommand.ExecuteCommand:FileNotHashed"));
+    EXPECT_THAT(ReadWholeFile(file), HasSubstr("HashJob.HashFile:FileNotHashed"));
     const ProgramRun same = RunAudit({L"--compare", file, folder.GetPath()});
     EXPECT_EQ(same.exitCode, 1);
     EXPECT_THAT(same.output, HasSubstr("\nCompared      0 added, 0 changed, 0 removed, "
@@ -132,6 +132,14 @@ TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
   EXPECT_THAT(run.output, HasSubstr("(winErrorCode = 32)\nCompared      1 added, 1 changed, "
                                     "0 removed, 0 unreadable, 1 unreadable before\n"));
   EXPECT_EQ(RunAudit({L"--compare", file, folder.GetPath()}).exitCode, 0);
+
+  // Inside the audited folder, which is then another one than the stored audit's.
+  const std::wstring own = folder.Expect(L"own.xml");
+  const ProgramRun other = RunAudit({L"--save", own, store.GetPath(), L"--compare", file});
+  EXPECT_THAT(other.error, MatchesRegex("note: the audit in .* is of another folder: .*\n"));
+  EXPECT_THAT(other.output, HasSubstr(" 0 added, 0 changed, 4 removed,")) << "audits itself";
+  const ProgramRun inside = RunAudit({L"--save", own, L"--compare", file, folder.GetPath()});
+  EXPECT_EQ(inside.exitCode, 0) << inside.output;
 }
 
 TEST(FolderAuditTest, KeepsItsSettings) {
@@ -170,7 +178,8 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
   const KernelHandle file = folder.LockAway(L"a locked");
   const KernelHandle subfolder = folder.LockAway(L"locked folder");
 
-  const ProgramRun run = RunAudit({L"--list", L"--flow-log", log, folder.GetPath()});
+  const ProgramRun run =
+      RunAudit({L"--list", L"--jobs", L"1", L"--flow-log", log, folder.GetPath()});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, StartsWith(kHashOfAbc + "  open folder\\abc\n" +
                                      "Files hashed  1\nBytes         3\nUnreadable    2\n"));
@@ -197,8 +206,7 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
                   {"State_change to Running at MEngineThread::ChangeState of MCommandProcessor on "
                    "Main thread",
                    "Scope_push  at Audit::Run of Audit on Main thread",
-                   "Scope_push  at HashFileCommand::ExecuteCommand of FileHasher on "
-                   "Command processor thread",
+                   "Scope_push  at HashJob::HashFile of Job 1 on Command processor thread",
                    "Scope_push  at TerminalWriter::WriteText of TerminalWriter on Scheduler thread",
                    "Root_error CannotOpenFile at FileReader::Open of FileReader on "
                    "Command processor thread",
@@ -222,9 +230,13 @@ TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
       {{L".", L"--flow-log"}, 2, "--help"},
       {{L".", L"--skip", L""}, 2, "--help"},
       {{L"a", L"b"}, 2, "--help"},
-      {{L"--settings", L"--save"}, 2, "--help"},
+      {{L"--settings", L"."}, 2, "--help"},
+      {{L".", L"--jobs", L"0"}, 2, "--jobs needs a number from 1 to 64"},
       {{path + L"\\none"}, 4, "CannotListFolder (folder = "},
-      {{path, L"--flow-log", path + L"\\none\\log"}, 4, "CannotCreateFlowLog (errno = 2"},
+      {{path, L"--flow-log", path + L"\\none\\log"},
+       4,
+       "o such file or directory - FlowLogFile.FlowLogFile:CannotCreateFlowLog (errno = 2"},
+      {{path, L"--save", path}, 4, "AuditFile.RequireSavable:CannotSave (file = "},
       {{path, L"--compare", path}, 4, "AuditFile.LoadAudit:CannotLoad ("},
   };
   for (const Case& c : cases) {
