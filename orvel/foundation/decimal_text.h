@@ -2,6 +2,8 @@
 #pragma once
 
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <string>
 
@@ -14,6 +16,16 @@ template <class Integer>
   char digits[24];
   char* const end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
   return std::wstring(std::begin(digits), end);
+}
+
+/// The low `digits` hexadecimal digits of `value`, in upper case, behind "0x".
+[[nodiscard]] inline std::wstring HexText(std::uint64_t value, std::size_t digits) {
+  std::wstring text(digits + 2, L'0');
+  text[1] = L'x';
+  for (std::size_t place = text.size(); place > 2; value >>= 4) {
+    text[--place] = L"0123456789ABCDEF"[value & 15];
+  }
+  return text;
 }
 
 }  // namespace Orvel::Detail

@@ -63,13 +63,19 @@ void MError::AddParameter(const wchar_t* name, std::wstring value) {
   parameters_.try_emplace(name != nullptr ? name : L"", std::move(value));
 }
 
-void MError::AddParameter(const wchar_t* name, std::uint32_t value) {
+void MError::AddSigned(const wchar_t* name, std::int64_t value) {
   AddParameter(name, Orvel::Detail::DecimalText(value));
 }
 
-void MError::AddErrnoParameter(long value) {
-  AddParameter(L"errno", Orvel::Detail::DecimalText(value));
+void MError::AddUnsigned(const wchar_t* name, std::uint64_t value) {
+  AddParameter(name, Orvel::Detail::DecimalText(value));
 }
+
+void MError::AddHex(const wchar_t* name, std::uint64_t value, std::size_t digits) {
+  AddParameter(name, Orvel::Detail::HexText(value, digits));
+}
+
+void MError::AddErrnoParameter(long value) { AddSigned(L"errno", value); }
 
 const std::wstring* MError::FindParameter(std::wstring_view name) const {
   const auto found = parameters_.find(name);

@@ -1,15 +1,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 #include "orvel/foundation/dyn_object.h"
 #include "orvel/foundation/filer_pair.h"
 #include "orvel/foundation/source_context.h"
+
+namespace Orvel::Detail {
+
+template <class Type, class... Others>
+concept OneOf = (std::same_as<Type, Others> || ...);
+/// A type whose values are numbers and nothing else: truth values and characters are none, though
+/// the language converts them.
+template <class Type>
+concept WholeNumber =
+    std::integral<Type> && !OneOf<Type, bool, char, wchar_t, char8_t, char16_t, char32_t>;
+
+}  // namespace Orvel::Detail
 
 // <windows.h> defines GetMessage as a macro. The class below has the operation whatever was
 // included before, and answers to both names that a macro defined later may give the call.
@@ -58,8 +74,23 @@ class MError : public MDynObject {
 
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.
   void AddParameter(const wchar_t* name, std::wstring value);
-  /// Adds a number as unsigned decimal text, without grouping in every locale.
-  void AddParameter(const wchar_t* name, std::uint32_t value);
+  /// Adds a number of any width as decimal text, with a minus sign when it is negative, and without
+  /// grouping in every locale. What is no whole number (`double`, `bool`, a character, an
+  /// enumeration) does not compile: say with a cast, or with a text, what is to be written.
+  template <Orvel::Detail::WholeNumber Number>
+  void AddParameter(const wchar_t* name, Number value) {
+    if constexpr (std::is_signed_v<Number>) {
+      AddSigned(name, value);
+    } else {
+      AddUnsigned(name, value);
+    }
+  }
+  /// Adds the bits of a number as hexadecimal text, two digits for each byte of its type: an
+  /// `HRESULT` of E_ACCESSDENIED becomes "0x80070005".
+  template <Orvel::Detail::WholeNumber Number>
+  void AddHexParameter(const wchar_t* name, Number value) {
+    AddHex(name, static_cast<std::make_unsigned_t<Number>>(value), 2 * sizeof value);
+  }
   /// Adds an error number of the C runtime as signed decimal text under the name "errno".
   void AddErrnoParameter(long value);
 
@@ -77,6 +108,10 @@ class MError : public MDynObject {
   [[nodiscard]] std::wstring GetMessageA() const { return GetMessage(); }
 
  private:
+  void AddSigned(const wchar_t* name, std::int64_t value);
+  void AddUnsigned(const wchar_t* name, std::uint64_t value);
+  void AddHex(const wchar_t* name, std::uint64_t value, std::size_t digits);
+
   std::wstring code_;
   ParameterMap parameters_;
 };

@@ -65,9 +65,9 @@ void RaiseError(const MRaiseSite& site, const wchar_t* errorName) {
 }
 
 void RaiseError(const MRaiseSite& site, const wchar_t* errorName, const wchar_t* parameterName,
-                std::uint32_t value) {
+                std::wstring value) {
   MError error(site, errorName);
-  error.AddParameter(parameterName, value);
+  error.AddParameter(parameterName, std::move(value));
   throw MException(error);
 }
 

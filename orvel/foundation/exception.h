@@ -67,9 +67,18 @@ class MException : public std::exception {
 
 /// Raises an `MException` of one error without parameters.
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName);
-/// Raises an `MException` of one error with one number, written as unsigned decimal.
+/// Raises an `MException` of one error with one text.
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
-                             const wchar_t* parameterName, std::uint32_t value);
+                             const wchar_t* parameterName, std::wstring value);
+/// Raises an `MException` of one error with one number of any width, written as
+/// `MError::AddParameter` writes it.
+template <Orvel::Detail::WholeNumber Number>
+[[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
+                             const wchar_t* parameterName, Number value) {
+  MError error(site, errorName);
+  error.AddParameter(parameterName, value);
+  throw MException(error);
+}
 
 /// Records in the flow log that `exception` was caught and swallowed at `point`, labelled with its
 /// newest error's message, "NoMessage" when that raises. `object` is the one that swallowed it.

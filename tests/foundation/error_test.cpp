@@ -4,18 +4,23 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <locale>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
 
 #include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 #include "tests/support/flow_dump_reader.h"
+#include "tests/support/raised_error.h"
 
 namespace {
 
 using Orvel::Testing::DumpedRecord;
+using Orvel::Testing::ErrorOf;
 using Orvel::Testing::TakeFlowRecords;
 using testing::AllOf;
 using testing::Each;
@@ -73,10 +78,49 @@ TEST(MErrorTest, NumbersLookTheSameInEveryLocale) {
   error.AddParameter(L"winErrorCode", 4294967295u);
   error.AddParameter(L"zero", 0);
   error.AddErrnoParameter(-2147483647L - 1);
+  error.AddParameter(L"unsigned long", 4294967295ul);
+  error.AddParameter(L"bytes", 1ull << 40);
+  error.AddParameter(L"least", (std::numeric_limits<std::int64_t>::min)());
+  error.AddParameter(L"negative", -1);
+  error.AddParameter(L"octet", std::uint8_t{65});
+  error.AddHexParameter(L"hresult", static_cast<std::int32_t>(0x80070005));
+  error.AddHexParameter(L"octets", std::int8_t{-1});
+  error.AddHexParameter(L"wide", 0xABCDEull);
   std::locale::global(before);
-  EXPECT_THAT(error.GetParameters(),
-              ElementsAre(Pair(L"errno", L"-2147483648"), Pair(L"winErrorCode", L"4294967295"),
-                          Pair(L"zero", L"0")));
+  EXPECT_THAT(
+      error.GetParameters(),
+      ElementsAre(Pair(L"bytes", L"1099511627776"), Pair(L"errno", L"-2147483648"),
+                  Pair(L"hresult", L"0x80070005"), Pair(L"least", L"-9223372036854775808"),
+                  Pair(L"negative", L"-1"), Pair(L"octet", L"65"), Pair(L"octets", L"0xFF"),
+                  Pair(L"unsigned long", L"4294967295"), Pair(L"wide", L"0x00000000000ABCDE"),
+                  Pair(L"winErrorCode", L"4294967295"), Pair(L"zero", L"0")));
+}
+
+template <class Value>
+constexpr bool kIsParameter = requires(MError& error, const MRaiseSite& site, Value value) {
+  error.AddParameter(L"", value);
+  RaiseError(site, L"", L"", value);
+};
+enum Unscoped { kUnscoped };
+static_assert(kIsParameter<long> && kIsParameter<unsigned long> && kIsParameter<const wchar_t*>);
+static_assert(!kIsParameter<double> && !kIsParameter<bool> && !kIsParameter<char> &&
+                  !kIsParameter<wchar_t> && !kIsParameter<Unscoped>,
+              "what is passed is what is written");
+
+TEST(SystemErrorTest, SaysTheSystemsWordsWithoutWhatEndsThem) {
+  const std::wstring denied = SystemErrorText(5L);
+  ASSERT_NE(denied, L"");
+  EXPECT_EQ(denied.find_first_of(L"\r\n"), std::wstring::npos);
+  EXPECT_EQ(denied.find_last_not_of(L" ."), denied.size() - 1);
+  EXPECT_EQ(SystemErrorText(0x800703E9u), SystemErrorText(1001)) << "in an HRESULT";
+  EXPECT_NE(SystemErrorText(2u), denied);
+  EXPECT_EQ(SystemErrorText(0xFFF0), L"Unknown system error 65520");
+  EXPECT_EQ(SystemErrorText(0x8765ABCDu), L"Unknown system error 0x8765ABCD");
+  static MSourceContext context(L"Importer", L"Open");
+  EXPECT_EQ(ErrorOf([] { RaiseSystemError(context, L"Locked", 32ul); }),
+            "Importer.Open:Locked [winErrorCode=32]");
+  EXPECT_EQ(ErrorOf([] { RaiseError(context, L"Short", L"missing", -3LL); }),
+            "Importer.Open:Short [missing=-3]");
 }
 
 TEST(MErrorTest, EventTellsNameLineAndObjectOfItsOwnRaise) {

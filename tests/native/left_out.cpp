@@ -3,6 +3,7 @@
 #include "orvel/filers/xml_document.h"
 #include "orvel/platform/com_apartment.h"
 #include "orvel/platform/debugger_thread_name.h"
+#include "orvel/platform/system_message.h"
 
 bool MXmlDocument::LoadFile(const std::wstring&) { return false; }
 bool MXmlDocument::SaveFile(const std::wstring&) { return false; }
@@ -12,5 +13,6 @@ namespace Orvel::Detail {
 void EnterMultithreadedApartment() noexcept {}
 void LeaveApartment() noexcept {}
 void AnnounceThreadName(std::uint32_t, const char*) noexcept {}
+std::wstring FindSystemMessage(std::uint32_t) { return {}; }
 
 }  // namespace Orvel::Detail

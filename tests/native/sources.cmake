@@ -42,4 +42,5 @@ set(orvelTaggedSources
   ${orvelRoot}/orvel/foundation/error_chain.cpp
   ${orvelRoot}/orvel/foundation/exception.cpp
   ${orvelRoot}/orvel/foundation/locale.cpp
-  ${orvelRoot}/orvel/foundation/number_text.cpp)
+  ${orvelRoot}/orvel/foundation/number_text.cpp
+  ${orvelRoot}/orvel/foundation/system_error.cpp)
