@@ -3,7 +3,7 @@
 
 #include "folder_audit/windows_api.h"
 #include "orvel/foundation/exception.h"
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 
 namespace FolderAudit {
 namespace {

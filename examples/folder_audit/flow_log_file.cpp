@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "orvel/foundation/exception.h"
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 
 namespace FolderAudit {
 namespace {

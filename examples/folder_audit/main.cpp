@@ -24,7 +24,7 @@
 #include "folder_audit/settings.h"
 #include "folder_audit/terminal_writer.h"
 #include "folder_audit/text_output.h"
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 
 namespace {
 

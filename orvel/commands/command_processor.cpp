@@ -6,7 +6,7 @@
 
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/threads/event_operations.h"
 #include "orvel/threads/generic_guard.h"

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <windows.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+
+#include "orvel/platform/recording_calls.h"
 
 namespace Orvel::Detail {
 
@@ -103,9 +103,9 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
   if ((old & kRecordingEnabled) == 0) return;
   Slot& slot = slots_[PositionOf(old)];
-  LARGE_INTEGER counter;
-  ::QueryPerformanceCounter(&counter);
-  slot.counter.store(counter.QuadPart, std::memory_order_relaxed);
+  std::int64_t counter;
+  ::QueryPerformanceCounter(reinterpret_cast<union _LARGE_INTEGER*>(&counter));
+  slot.counter.store(counter, std::memory_order_relaxed);
   slot.kind.store(kind, std::memory_order_relaxed);
   slot.arg1.store(arg1, std::memory_order_relaxed);
   slot.arg2.store(arg2, std::memory_order_relaxed);

@@ -68,6 +68,8 @@ class MFlowLoggerImplementation {
   }
 
  private:
+  friend class MKLoggerAdapter;  // records into the ring without a way round through here
+
   [[nodiscard]] std::string FormatRecord(const Orvel::Detail::EventRecord& record,
                                          std::int64_t reference) const;
   void WriteHeader(std::ostream& stream, std::int64_t reference) const;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/logging/flow_trace.h"
 
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 #include "orvel/logging/label_id.h"
 
 MFlowPoint::MFlowPoint(const wchar_t* className, const wchar_t* functionName) noexcept

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "orvel/logging/event_codes.h"
-#include "orvel/logging/flow_logger_implementation.h"
 #include "orvel/platform/debugger_thread_name.h"
 #include "orvel/platform/windows_api.h"
 
@@ -51,6 +50,10 @@ MKLoggerAdapter& SilentLogger() noexcept {
 }
 
 }  // namespace
+
+MKLoggerAdapter::MKLoggerAdapter(MFlowLoggerImplementation* implementation) noexcept
+    : implementation_(implementation),
+      ring_(implementation != nullptr ? &implementation->ring_ : nullptr) {}
 
 template <class Operation>
 void MKLoggerAdapter::ForEachLogger(Operation operation) const noexcept {

@@ -1,26 +1,29 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Public headers hold this class by value, so no macro is defined here that would narrow what the
-// including program gets of the system's header.
-#include <windows.h>
+#include <cstddef>
 
 namespace Orvel::Detail {
 
 /// The system's recursive in-process lock, with the names that `std::scoped_lock` wants.
+///
+/// Thread-safe. Not to be destroyed while it is held or waited for.
 class CriticalSection {
  public:
-  CriticalSection() noexcept { ::InitializeCriticalSection(&section_); }
-  ~CriticalSection() { ::DeleteCriticalSection(&section_); }
+  CriticalSection() noexcept;
+  ~CriticalSection();
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void lock() noexcept { ::EnterCriticalSection(&section_); }
-  [[nodiscard]] bool try_lock() noexcept { return ::TryEnterCriticalSection(&section_) != 0; }
-  void unlock() noexcept { ::LeaveCriticalSection(&section_); }
+  void lock() noexcept;
+  [[nodiscard]] bool try_lock() noexcept;
+  void unlock() noexcept;
 
  private:
-  CRITICAL_SECTION section_{};
+  // Room for the system's structure: public headers hold this class by value, and the system's
+  // header is not to come along with them.
+  static constexpr std::size_t kSizeInBytes = 4 * sizeof(void*) + 8;
+  alignas(void*) std::byte storage_[kSizeInBytes];
 };
 
 }  // namespace Orvel::Detail

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The system's headers, for sources. Not for public headers: one that holds a Windows structure by
-// value or calls the system inline includes <windows.h> itself, without the macros below.
+// The system's headers, for sources. Not for public headers, which do without them: a program
+// chooses for itself what it gets of <windows.h>, and when.
 
 #ifndef NOMINMAX
 #define NOMINMAX

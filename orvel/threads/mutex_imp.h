@@ -21,5 +21,5 @@ class ORVEL_CAPABILITY("mutex") MMutexImp {
   virtual void Unlock() ORVEL_RELEASE() = 0;
 };
 
-/// A new `MMutexWinImp`, for owners that do not want <windows.h>. Raises `std::bad_alloc`.
+/// A new `MMutexWinImp`, for owners that need to know the interface only. Raises `std::bad_alloc`.
 [[nodiscard]] std::unique_ptr<MMutexImp> MakeWinMutex();

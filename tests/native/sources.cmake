@@ -26,6 +26,7 @@ set(orvelLoggingSources
   ${orvelRoot}/orvel/logging/flow_trace.cpp
   ${orvelRoot}/orvel/logging/klogger_adapter.cpp
   ${orvelRoot}/orvel/platform/clocks.cpp
+  ${orvelRoot}/orvel/platform/critical_section.cpp
   ${orvelRoot}/orvel/platform/kernel_handle.cpp
   ${orvelRoot}/orvel/platform/misuse.cpp
   ${orvelNative}/left_out.cpp

@@ -6,7 +6,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/flow_log.h"
 
 namespace Orvel::Testing {
 

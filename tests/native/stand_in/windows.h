@@ -29,9 +29,10 @@ using HANDLE = void*;
 #define ERROR_NO_SYSTEM_RESOURCES 1450u
 #define _TRUNCATE (static_cast<std::size_t>(-1))
 
-union LARGE_INTEGER {
+union _LARGE_INTEGER {
   LONGLONG QuadPart;
 };
+using LARGE_INTEGER = _LARGE_INTEGER;
 struct CRITICAL_SECTION {
   std::recursive_mutex mutex;
 };

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
+
+#include "orvel/logging/event_codes.h"
+#include "orvel/logging/event_ring.h"
+#include "orvel/logging/flow_logger.h"
+
+class MFlowLoggerImplementation;
+
+/// The flow logger that code sees: both interfaces in one object, every call going to its own
+/// `MFlowLoggerImplementation` and, when another logger is attached, to that one's too.
+///
+/// Thread-safe. Get the process's own from `flowLogger()`.
+class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
+ public:
+  /// `implementation` is borrowed and must outlive the adapter; null makes a logger that does
+  /// nothing.
+  explicit MKLoggerAdapter(MFlowLoggerImplementation* implementation) noexcept;
+
+  void logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2, std::int32_t classId,
+                std::int32_t pointId, std::uint64_t object) noexcept override;
+  void dump(std::ostream& stream) override;
+  bool dumpToFile(const wchar_t* ignored) override;
+  void attachModule(MFlowLogger* other) override;
+
+  void nameLabel(std::int32_t id, const wchar_t* name) noexcept override;
+  void nameLabelFor(std::uint64_t ignored, std::int32_t id, const wchar_t* name) noexcept override;
+  void nameObject(std::uint64_t object, const wchar_t* name) noexcept override;
+  void nameCurrentThread(const wchar_t* name) noexcept override;
+  void nameState(std::int32_t classId, std::int32_t state, const wchar_t* name) noexcept override;
+  void nameLabelAlias(std::int32_t id, const wchar_t* name) noexcept override;
+  void nameMessage(std::int32_t id, const wchar_t* name) noexcept override;
+
+ private:
+  template <class Operation>
+  void ForEachLogger(Operation operation) const noexcept;
+  void RecordForEachLogger(std::int32_t code, std::int32_t arg1, std::int32_t arg2,
+                           std::int32_t classId, std::int32_t pointId,
+                           std::uint64_t object) const noexcept;
+
+  MFlowLoggerImplementation* const implementation_;
+  Orvel::Detail::EventRing* const ring_;  // the implementation's
+  // Release in attachModule, acquire where it is read: what was built before an attachment is
+  // seen by those who record into it.
+  std::atomic<MFlowLoggerImplementation*> attached_{nullptr};
+};
+
+// Inline, like all that it calls in the common case: between the locked additions of two events
+// nothing can overlap, and a call with seven arguments costs as much as one of them.
+inline void MKLoggerAdapter::logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
+                                      std::int32_t classId, std::int32_t pointId,
+                                      std::uint64_t object) noexcept {
+  // As unsigned, a negative index is out of range as well.
+  const auto index = static_cast<std::uint32_t>(kindIndex);
+  if (index >= Orvel::Detail::kCodeOfEvent.size()) return;
+  const std::int32_t code = Orvel::Detail::kCodeOfEvent[index];
+  if (ring_ == nullptr || attached_.load(std::memory_order_relaxed) != nullptr) [[unlikely]] {
+    RecordForEachLogger(code, arg1, arg2, classId, pointId, object);
+  } else {
+    ring_->Record(code, arg1, arg2, classId, pointId, object);
+  }
+}
+
+namespace Orvel::Detail {
+
+// Written once, with release, by the thread that built the logger.
+extern std::atomic<MKLoggerAdapter*> processAdapter;
+[[nodiscard]] MKLoggerAdapter& BuildFlowLogger() noexcept;
+
+}  // namespace Orvel::Detail
+
+/// The process's flow logger, built on the first call and never destroyed, so that it works before
+/// and after every static object. Any thread, without a lock. Raises nothing: while there is no
+/// memory for a logger the answer is one that does nothing.
+[[nodiscard]] inline MKLoggerAdapter& flowLogger() noexcept {
+  // Inline, because every event recorded comes through here.
+  MKLoggerAdapter* const adapter = Orvel::Detail::processAdapter.load(std::memory_order_acquire);
+  return adapter != nullptr ? *adapter : Orvel::Detail::BuildFlowLogger();
+}
