@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Parses, writes and reads documents of shapes that make a careless implementation slow, each at
-// one and at two units of size, and ends with 1 when the second takes 2.5 times as long as the
-// first or more. Depends on nothing but the document, so it runs on any machine. An argument picks
-// the shapes whose names hold it.
+// Parses, writes, reads and edits documents of shapes that make a careless implementation slow,
+// each at one and at two units of size, and ends with 1 when the second takes 2.5 times as long as
+// the first or more. Depends on nothing but the document, so it runs on any machine. An argument
+// picks the shapes whose names hold it.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <functional>
@@ -19,7 +20,8 @@ namespace {
 
 constexpr double kHighestRatio = 2.5;
 constexpr std::size_t kRounds = 7;
-constexpr double kShortestTotal = 200.0;  // milliseconds of all rounds
+constexpr std::size_t kTagsPerUnit = 5000;  // few enough for the caches at both sizes
+constexpr double kShortestTotal = 200.0;    // milliseconds of all rounds
 
 struct Shape {
   const char* name;
@@ -93,13 +95,13 @@ void WriteManySections(MXmlDocument& document, std::size_t units) {
 
 std::wstring ManyTags(std::size_t units) {
   std::wstring text;
-  for (std::size_t i = 0; i < 20000 * units; ++i)
+  for (std::size_t i = 0; i < kTagsPerUnit * units; ++i)
     text += L"<t" + std::to_wstring(i) + L">v<x/></t" + std::to_wstring(i) + L">";
   return InRoot(text);
 }
 
 void OpenForEachTag(MXmlDocument& document, std::size_t units) {
-  for (std::size_t i = 20000 * units; i-- > 0;) {
+  for (std::size_t i = kTagsPerUnit * units; i-- > 0;) {
     document.FindFirstElement(L"r");
     document.IntoElement();
     document.FindFirstElement(L"t" + std::to_wstring(i));
@@ -110,12 +112,74 @@ void OpenForEachTag(MXmlDocument& document, std::size_t units) {
 void ReadByTagBackwards(MXmlDocument& document, std::size_t units) {
   document.FindElement(L"r");
   document.IntoElement();
-  for (std::size_t i = 20000 * units; i-- > 0;) {
+  for (std::size_t i = kTagsPerUnit * units; i-- > 0;) {
     document.FindFirstElement(L"t" + std::to_wstring(i));
     (void)document.GetData(document.GetElement());
     document.IntoElement();
     document.FindFirstElement(L"missing");
     document.OutOfElement();
+  }
+}
+
+/// 10,000 elements for each unit, one behind the other.
+std::wstring FlatElements(std::size_t units) {
+  return InRoot(Repeat(L"<a x='1'>text</a>\n", 10000 * units));
+}
+
+/// 10,000 elements for each unit, in sections of sections, and one behind them all.
+std::wstring NestedElements(std::size_t units) {
+  std::wstring text;
+  for (std::size_t i = 0; i < 5 * units; ++i)
+    text += L"<s>" + Repeat(L"<t>", 1000) + Repeat(L"</t><a/>", 999) + L"</t></s>";
+  return InRoot(text + L"<last/>");
+}
+
+void SetAttributes(MXmlDocument& document, std::size_t) {
+  for (std::uint32_t i = 1; i < document.GetRecordCount(); ++i)
+    document.SetAttribute(i, L"n", L"value");
+}
+
+/// Adds a child to every element of every level, on the way back from those inside.
+void AddChildren(MXmlDocument& document, std::size_t) {
+  for (;;) {
+    if (document.FindElement(L"")) {
+      if (document.GetRecord(document.GetElement()).firstChild != 0) {
+        document.IntoElement();
+        continue;
+      }
+      document.IntoElement();
+      document.AddElement(L"n", L"1");
+    } else {
+      document.AddElement(L"n", L"1");
+    }
+    if (!document.OutOfElement()) return;
+  }
+}
+
+std::wstring TwoSections(std::size_t units) {
+  return L"<r>" + ManyTags(units) + ManyTags(units) + L"</r>";
+}
+
+void AddBehindEachTag(MXmlDocument& document, std::size_t units) {
+  document.FindElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = 0; i < kTagsPerUnit * units; ++i) {
+    document.FindFirstElement(L"t" + std::to_wstring(i));
+    document.AddElement(L"n", L"1");
+  }
+}
+
+void ReadSectionsByTurns(MXmlDocument& document, std::size_t units) {
+  document.FindElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = 0; i < kTagsPerUnit * units; ++i) {
+    document.ResetToLevelStart();
+    while (document.FindElement(L"r")) {
+      document.IntoElement();
+      document.FindFirstElement(L"t" + std::to_wstring(i));
+      (void)document.GetData(document.GetElement());
+      document.OutOfElement();
+    }
   }
 }
 
@@ -179,6 +243,12 @@ const Shape kShapes[] = {
     {"writing sections deep inside", [](std::size_t) { return std::wstring(); }, WriteManySections},
     {"reading by tag, backwards", ManyTags, ReadByTagBackwards},
     {"reading by tag, the level opened each time", ManyTags, OpenForEachTag},
+    {"reading two sections by turns", TwoSections, ReadSectionsByTurns},
+    {"an element added behind each that is found", ManyTags, AddBehindEachTag},
+    {"an attribute set in every element", FlatElements, SetAttributes},
+    {"an attribute set in nested elements", NestedElements, SetAttributes},
+    {"a child added to every element", FlatElements, AddChildren},
+    {"a child added to nested elements", NestedElements, AddChildren},
 };
 
 /// Milliseconds of the processor for one run.

@@ -167,7 +167,7 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
   while (offset < contentEnd) {
     const std::uint32_t element = before != 0 ? store_->index.At(before).nextSibling
                                               : store_->index.At(position_.parent).firstChild;
-    if (element != 0 && store_->index.At(element).start == offset) {
+    if (element != 0 && store_->GetStart(element) == offset) {
       before = element;
       if (Intersects(kinds, MXmlNodeKind::kElement)) {
         position_ = {position_.parent, element, 0, MXmlNodeKind::kElement, 0, 0};
@@ -177,7 +177,7 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
       continue;
     }
     // In an ill-formed text that was edited, a construct might otherwise run into an element.
-    const std::size_t scanEnd = element != 0 ? store_->index.At(element).start : contentEnd;
+    const std::size_t scanEnd = element != 0 ? store_->GetStart(element) : contentEnd;
     const std::wstring_view rest = store_->text.GetView(offset, scanEnd - offset);
     const wchar_t* const begin = rest.data();
     const wchar_t* const end = begin + rest.size();
@@ -242,7 +242,7 @@ std::wstring_view MXmlDocument::GetNodeView() const noexcept {
   if (position_.kind == MXmlNodeKind::kNone) return {};
   if (position_.kind != MXmlNodeKind::kElement)
     return store_->text.GetView(position_.nodeStart, position_.nodeLength);
-  const std::size_t start = store_->index.At(position_.element).start;
+  const std::size_t start = store_->GetStart(position_.element);
   return store_->text.GetView(start, store_->GetEnd(position_.element) - start);
 }
 
@@ -276,12 +276,14 @@ std::wstring MXmlDocument::GetTagName(std::uint32_t element) const {
 
 std::wstring MXmlDocument::GetSubDocument(std::uint32_t element) const {
   if (!store_->IsElement(element)) return {};
-  const std::size_t start = store_->index.At(element).start;
+  const std::size_t start = store_->GetStart(element);
   return std::wstring(store_->text.GetView(start, store_->GetEnd(element) - start));
 }
 
 MXmlElementRecord MXmlDocument::GetRecord(std::uint32_t element) const noexcept {
   if (element >= store_->index.GetNext()) return MXmlElementRecord{};
   store_->index.SettleLength(element);
-  return store_->index.At(element);
+  MXmlElementRecord record = store_->index.At(element);
+  record.start = static_cast<std::uint32_t>(store_->GetStart(element));
+  return record;
 }

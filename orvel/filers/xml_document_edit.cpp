@@ -150,7 +150,6 @@ struct MXmlDocument::Place {
   bool opensParent = false;    // the parent gets its end tag
   bool endsStartTag = false;   // that of the parent, before the node
   bool startsLine = false;     // before the node
-  bool isLast = false;         // no element begins behind it
 
   [[nodiscard]] std::size_t GetNodeStart() const noexcept {
     return offset + (endsStartTag ? 1 : 0) + (startsLine ? 1 : 0);
@@ -187,7 +186,6 @@ class MXmlDocument::Insertion {
     }
     place_.parent = position.parent;
     place_.breaksLine = breaksLine;
-    place_.isLast = last.element == store_.lastInText;
     if (isBehind) {
       place_.level = last.level;
       place_.previous = last.element;
@@ -207,9 +205,8 @@ class MXmlDocument::Insertion {
   /// Offset of the node, as soon as there is room for it.
   [[nodiscard]] std::size_t GetNodeStart() const noexcept { return place_.GetNodeStart(); }
 
-  /// Makes room for the node, writes what belongs around it, and moves what stands behind. The
-  /// caller writes the node to where the result points. Null, with nothing changed, when the text
-  /// would get too long.
+  /// Makes room for the node and writes what belongs around it. The caller writes the node to where
+  /// the result points. Null, with nothing changed, when the text would get too long.
   [[nodiscard]] XmlRoom MakeRoom(NodeLength length) {
     // The gap is where the next node is likely to come: in this one if it is empty, else behind it.
     const std::size_t lineBreak = place_.breaksLine ? 1 : 0;
@@ -220,6 +217,7 @@ class MXmlDocument::Insertion {
                                (place_.opensParent ? place_.parentName + kEndTagFrame : 0);
     const std::size_t added = before + behind;
     if (store_.text.GetSize() - place_.removed + added > document_.lengthLimit_) return {};
+    store_.index.MoveGap(place_.offset + place_.removed, store_.text.GetSize());
     XmlRoom node = store_.text.Replace(place_.offset, place_.removed, before, behind);
     if (place_.endsStartTag) *node.before++ = L'>';
     if (place_.startsLine) *node.before++ = L'\n';
@@ -228,7 +226,6 @@ class MXmlDocument::Insertion {
     if (place_.breaksLine) *nodeEnd = L'\n';
 
     const auto difference = static_cast<std::uint32_t>(added - place_.removed);
-    if (!place_.isLast) document_.ShiftBehind(place_.parent, place_.previous, difference);
     store_.index.GrowAround(place_.parent, difference);
     if (place_.opensParent) {
       document_.EndParent(place_.parent, place_.parentName, place_.endsStartTag,
@@ -243,7 +240,7 @@ class MXmlDocument::Insertion {
   /// current node.
   void LinkElement(std::uint32_t number, std::uint32_t lastInText) noexcept {
     store_.index.LinkBehind(place_.parent, place_.previous, number);
-    if (place_.isLast) store_.lastInText = lastInText;
+    store_.index.NoteBeforeGap(lastInText);
     store_.lookup.NoteAdded(store_, number, document_.IgnoresCase());
     if (!document_.savedPositions_.empty()) {
       document_.LinkSavedPositions(place_.parent, place_.previous, number);
@@ -290,7 +287,6 @@ MXmlDocument::Place MXmlDocument::FindPlace(bool breaksLine) const noexcept {
     if (WritesLineBreaks()) place.offset += GetLineBreakLength(place.offset);
   }
   place.level = place.parent == 0 ? 0 : store_->index.At(place.parent).GetLevel() + 1;
-  place.isLast = !store_->IsAnyFrom(place.offset + place.removed);
   return place;
 }
 
@@ -319,7 +315,7 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
 void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool endsStartTag,
                              wchar_t* endTag) noexcept {
   MXmlElementRecord& parent = store_->index.At(number);
-  ElementText::WriteEndTag(store_->text.GetView(parent.start + 1, nameLength), endTag);
+  ElementText::WriteEndTag(store_->text.GetView(store_->GetStart(number) + 1, nameLength), endTag);
   parent.SetTagLengths(parent.GetStartTagLength() - (endsStartTag ? 1 : 0),
                        static_cast<std::uint32_t>(nameLength + kEndTagFrame));
   parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
@@ -328,7 +324,7 @@ void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool 
 /// Saved positions at nodes behind an element that was added get it as the element before them.
 void MXmlDocument::LinkSavedPositions(std::uint32_t parent, std::uint32_t previous,
                                       std::uint32_t number) noexcept {
-  const std::uint32_t start = store_->index.At(number).start;
+  const std::size_t start = store_->GetStart(number);
   for (auto& [name, position] : savedPositions_) {
     const bool isNode =
         position.kind != MXmlNodeKind::kElement && position.kind != MXmlNodeKind::kNone;
@@ -344,7 +340,8 @@ MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) con
   const MXmlElementRecord& record = store_->index.At(element);
   const std::size_t skipped = 1 + store_->GetTagName(element).size();
   const std::size_t tail = record.HasFlag(MXmlElementRecord::kSelfClosed) ? 2 : 1;
-  return {true, record.start + skipped, record.GetStartTagLength() - skipped - tail, element};
+  return {true, store_->GetStart(element) + skipped, record.GetStartTagLength() - skipped - tail,
+          element};
 }
 
 MXmlDocument::Attributes MXmlDocument::FindNodeAttributes() const noexcept {
@@ -429,15 +426,13 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
     return false;
   }
   const std::wstring_view added = store_->scratch.GetView();
+  const std::size_t behind = offset + removed;
+  store_->index.MoveGap(behind, store_->text.GetSize());
   CopyWide(added, store_->text.Replace(offset, removed, added.size(), 0).before);
 
-  const std::size_t behind = offset + removed;
   if (place.element == 0) {
-    if (store_->IsAnyFrom(behind)) ShiftBehind(position_.parent, position_.element, difference);
     store_->index.GrowAround(position_.parent, difference);
   } else {
-    if (store_->IsAnyFrom(behind))
-      store_->index.ShiftFrom(store_->index.GetNextInText(place.element), difference);
     store_->index.GrowAround(store_->index.At(place.element).parent, difference);
     MXmlElementRecord& record = store_->index.At(place.element);
     record.length += difference;
@@ -458,7 +453,7 @@ std::wstring MXmlDocument::GetData(std::uint32_t element) const {
   std::size_t offset = start;
   for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
        child = store_->index.At(child).nextSibling) {
-    const std::size_t childStart = store_->index.At(child).start;
+    const std::size_t childStart = store_->GetStart(child);
     AppendOwnText(content.substr(offset - start, childStart - offset), data);
     offset = store_->GetEnd(child);
   }
@@ -629,15 +624,6 @@ void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references)
 /// Gives the scratch text's memory back after an edit with much text.
 void MXmlDocument::TrimScratch() noexcept {
   if (store_->scratch.GetCapacity() > kScratchKept) store_->scratch = {};
-}
-
-/// Moves the records that stand behind an insertion in the level of `parent`, behind its child
-/// `previous` (0: before its first child).
-void MXmlDocument::ShiftBehind(std::uint32_t parent, std::uint32_t previous,
-                               std::uint32_t difference) noexcept {
-  store_->index.ShiftFrom(
-      previous != 0 ? store_->index.GetNextBehind(previous) : store_->index.GetNextInText(parent),
-      difference);
 }
 
 /// Adjusts the positions at nodes that are no elements to a change that ends at `offset`.

@@ -16,6 +16,7 @@ void XmlIndex::Clear(std::size_t expected) {
   next_ = 1;
   growthAt_ = 0;
   growth_ = 0;
+  SetGapBehindAll();
 }
 
 void XmlIndex::Grow() {
@@ -46,14 +47,35 @@ void XmlIndex::LinkBetween(std::uint32_t parent, std::uint32_t previous, std::ui
   }
 }
 
-std::uint32_t XmlIndex::GetNextBehind(std::uint32_t number) const noexcept {
+/// The record that begins next in the text, 0 behind the last one.
+std::uint32_t XmlIndex::GetNextInText(std::uint32_t number) const noexcept {
+  const std::uint32_t child = At(number).firstChild;
+  if (child != 0) return child;
   while (number != 0 && At(number).nextSibling == 0) number = At(number).parent;
   return number == 0 ? 0 : At(number).nextSibling;
 }
 
-void XmlIndex::ShiftFrom(std::uint32_t first, std::uint32_t difference) noexcept {
-  for (std::uint32_t number = first; number != 0; number = GetNextInText(number))
-    At(number).start += difference;
+/// The record that begins before an element in the text, 0 before the first one.
+std::uint32_t XmlIndex::GetPreviousInText(std::uint32_t number) const noexcept {
+  const std::uint32_t parent = At(number).parent;
+  if (At(parent).firstChild == number) return parent;
+  number = At(number).previousSibling;
+  while (const std::uint32_t last = GetLastChild(number)) number = last;
+  return number;
+}
+
+void XmlIndex::MoveGapFromLast(std::size_t offset, std::size_t size) noexcept {
+  const auto end = static_cast<std::uint32_t>(size);
+  while (behindGap_ != 0 && At(behindGap_).start + end < offset) {
+    beforeGap_ = behindGap_;
+    behindGap_ = GetNextInText(beforeGap_);
+    At(beforeGap_).start += end;
+  }
+  while (beforeGap_ != 0 && At(beforeGap_).start >= offset) {
+    behindGap_ = beforeGap_;
+    beforeGap_ = GetPreviousInText(behindGap_);
+    At(behindGap_).start -= end;
+  }
 }
 
 void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {

@@ -19,6 +19,9 @@ namespace Orvel::Detail {
 /// that is still to be added, and the amount moves through the tree with the additions. A reader
 /// of a length calls SettleLength() before.
 ///
+/// The starts of elements behind the last edit are kept relative to the end of the text, so that
+/// edits near each other move none of them. GetStart() knows which is which.
+///
 /// Thread-unsafe. References to records hold until the next record is added.
 class XmlIndex {
  public:
@@ -41,6 +44,22 @@ class XmlIndex {
   void Reserve(std::uint32_t count) {
     while (capacity_ - next_ < count) Grow();
   }
+
+  /// Offset of an element's `<` in a text of `size` units.
+  [[nodiscard]] std::uint32_t GetStart(std::uint32_t number, std::size_t size) const noexcept {
+    const std::uint32_t start = At(number).start;
+    return IsFromEnd(start) ? start + static_cast<std::uint32_t>(size) : start;
+  }
+
+  /// To be called before the text, of `size` units, is edited at `offset`: from now on the starts
+  /// of the elements that begin there or behind it are relative to the end, and no others. Takes
+  /// the time of the way from the last edit to this one.
+  void MoveGap(std::size_t offset, std::size_t size) noexcept {
+    if (behindGap_ != 0 || At(beforeGap_).start >= offset) MoveGapFromLast(offset, size);
+  }
+
+  /// To be called when a record was linked where the text was edited: `last` begins last in it.
+  void NoteBeforeGap(std::uint32_t last) noexcept { beforeGap_ = last; }
 
   /// Adds a record, of zeros unless told otherwise, and returns its number.
   std::uint32_t Add(const MXmlElementRecord& record = {}) {
@@ -69,15 +88,6 @@ class XmlIndex {
     return first == 0 ? 0 : At(first).previousSibling;
   }
 
-  /// The record that begins next in the text, 0 behind the last one.
-  [[nodiscard]] std::uint32_t GetNextInText(std::uint32_t number) const noexcept {
-    const std::uint32_t child = At(number).firstChild;
-    return child != 0 ? child : GetNextBehind(number);
-  }
-
-  /// The record that begins next behind an element and all that it contains.
-  [[nodiscard]] std::uint32_t GetNextBehind(std::uint32_t number) const noexcept;
-
   /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of all that
   /// enclose it. Takes the time of the way through the tree from the last growth to this one.
   void GrowAround(std::uint32_t number, std::uint32_t difference) noexcept {
@@ -105,9 +115,12 @@ class XmlIndex {
     }
   }
 
-  /// Adds `difference` (modulo 2^32) to the starts of `first` and of all records behind it in the
-  /// text.
-  void ShiftFrom(std::uint32_t first, std::uint32_t difference) noexcept;
+  /// To be called when all records were added: the text is not edited yet, and they stand in it in
+  /// the order of their numbers.
+  void SetGapBehindAll() noexcept {
+    beforeGap_ = next_ - 1;
+    behindGap_ = 0;
+  }
 
  private:
   static constexpr std::uint32_t kPageSize = 65536;
@@ -117,6 +130,12 @@ class XmlIndex {
                    std::uint32_t number) noexcept;
   void MoveGrowth(std::uint32_t number) noexcept;
   void SettleAll() noexcept;
+  void MoveGapFromLast(std::size_t offset, std::size_t size) noexcept;
+  [[nodiscard]] std::uint32_t GetNextInText(std::uint32_t number) const noexcept;
+  [[nodiscard]] std::uint32_t GetPreviousInText(std::uint32_t number) const noexcept;
+
+  /// A text has less than 2^31 units, so a start relative to its end has the highest bit.
+  [[nodiscard]] static bool IsFromEnd(std::uint32_t start) noexcept { return start >> 31 != 0; }
 
   std::vector<std::unique_ptr<MXmlElementRecord[]>> pages_;
   std::uint32_t next_ = 0;
@@ -125,6 +144,11 @@ class XmlIndex {
   // The length of growthAt_ and of each record around it is this much greater than it says.
   std::uint32_t growthAt_ = 0;
   std::uint32_t growth_ = 0;
+
+  // The last record in the text whose start counts from the text's beginning, 0 if there is none,
+  // and the one behind it, the first whose start counts from the end, 0 if there is none.
+  std::uint32_t beforeGap_ = 0;
+  std::uint32_t behindGap_ = 0;
 };
 
 inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t last,

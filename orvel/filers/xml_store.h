@@ -20,8 +20,7 @@ struct XmlStore {
   XmlText text;
   XmlIndex index;
   XmlTagLookup lookup;
-  WideBuffer scratch;            ///< what an edit inserts; kept for its memory
-  std::uint32_t lastInText = 0;  ///< the element that begins last, 0 if there is none
+  WideBuffer scratch;  ///< what an edit inserts; kept for its memory
 
   /// What the last edit added, if it was an element without children: the next one is likely to
   /// come behind it or in it.
@@ -41,32 +40,30 @@ struct XmlStore {
   void SetIndex(XmlIndex&& elements) noexcept {
     index = std::move(elements);
     lookup.Clear();
-    lastInText = index.GetNext() - 1;
+    index.SetGapBehindAll();
     lastAdded = {};
   }
 
-  /// True when an element begins at `offset` or behind it.
-  [[nodiscard]] bool IsAnyFrom(std::size_t offset) const noexcept {
-    return lastInText != 0 && index.At(lastInText).start >= offset;
+  /// Offset of an element's `<`; 0 for the document.
+  [[nodiscard]] std::size_t GetStart(std::uint32_t number) const noexcept {
+    return index.GetStart(number, text.GetSize());
   }
 
   [[nodiscard]] std::wstring_view GetStartTag(std::uint32_t number) noexcept {
-    const MXmlElementRecord& record = index.At(number);
-    return text.GetView(record.start, record.GetStartTagLength());
+    return text.GetView(GetStart(number), index.At(number).GetStartTagLength());
   }
 
   [[nodiscard]] std::wstring_view GetTagName(std::uint32_t number) noexcept {
     if (number != lastAdded.element) return FindXmlTagName(GetStartTag(number));
-    return text.GetView(index.At(number).start + 1, lastAdded.nameLength);
+    return text.GetView(GetStart(number) + 1, lastAdded.nameLength);
   }
 
   /// True when the tag name of an element is `name`, which must hold no character that ends tag
   /// names.
   [[nodiscard]] bool HasTagName(std::uint32_t number, std::wstring_view name,
                                 bool ignoreCase) noexcept {
-    const MXmlElementRecord& record = index.At(number);
-    if (record.GetStartTagLength() < name.size() + 2) return false;
-    const std::wstring_view tag = text.GetView(record.start, name.size() + 2);
+    if (index.At(number).GetStartTagLength() < name.size() + 2) return false;
+    const std::wstring_view tag = text.GetView(GetStart(number), name.size() + 2);
     return IsXmlChar(tag.back(), kXmlTagNameEnd) &&
            EqualXmlNames(tag.substr(1, name.size()), name, ignoreCase);
   }
@@ -74,14 +71,12 @@ struct XmlStore {
   /// Offset behind an element's end tag.
   [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
     index.SettleLength(number);
-    const MXmlElementRecord& record = index.At(number);
-    return std::size_t{record.start} + record.length;
+    return GetStart(number) + index.At(number).length;
   }
 
   /// Offset of what an element contains, behind its start tag; 0 for the document.
   [[nodiscard]] std::size_t GetContentStart(std::uint32_t number) const noexcept {
-    const MXmlElementRecord& record = index.At(number);
-    return std::size_t{record.start} + record.GetStartTagLength();
+    return GetStart(number) + index.At(number).GetStartTagLength();
   }
 
   /// Offset of an element's end tag; the end of the text for the document.

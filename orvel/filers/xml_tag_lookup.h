@@ -4,22 +4,25 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Orvel::Detail {
 
 struct XmlStore;
 
-/// Finds the first child of an element by tag, again and again, in constant time each: after some
-/// steps from child to child at one level it makes a table of the level's tags. The tables of the
-/// levels around and below the one that was asked last are kept until another level beside them is
-/// asked, so that a level may be left and entered again.
+/// Finds the first child of an element by tag, again and again, in constant time each: when a level
+/// has many children, it makes a table of their tags. All tables are kept, so that levels may be
+/// searched by turns.
 ///
 /// Thread-unsafe.
 class XmlTagLookup {
  public:
   /// Forgets all tables: the document is another one.
-  void Clear() noexcept { levels_.clear(); }
+  void Clear() noexcept {
+    levels_.clear();
+    recent_ = nullptr;
+  }
 
   /// First child of `parent` with the tag `name`, which must not be empty; 0 if there is none.
   [[nodiscard]] std::uint32_t FindFirst(XmlStore& store, std::uint32_t parent,
@@ -38,19 +41,19 @@ class XmlTagLookup {
   };
   struct Level {
     std::uint32_t parent = 0;
-    std::uint32_t steps = 0;
     std::uint32_t used = 0;
     std::vector<Slot> slots;  // a power of two, at most half of them used; empty without a table
   };
 
   void NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase);
-  std::vector<Level>::iterator FindBehind(const XmlStore& store, std::uint32_t parent) noexcept;
-  Level& EnterLevel(XmlStore& store, std::uint32_t parent);
+  [[nodiscard]] Level* FindLevel(std::uint32_t parent) noexcept;
+  void AddLevel(std::uint32_t parent);
   static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);
   static Slot& FindSlot(Level& level, XmlStore& store, std::wstring_view name, std::uint32_t hash,
                         bool ignoreCase) noexcept;
 
-  std::vector<Level> levels_;  // each one's parent encloses those behind it, and begins before them
+  std::unordered_map<std::uint32_t, Level> levels_;  // those where a search took many steps
+  Level* recent_ = nullptr;                          // the one that was found last
 };
 
 }  // namespace Orvel::Detail
