@@ -19,7 +19,8 @@ execute_process(
   COMMAND_ERROR_IS_FATAL ANY)
 cmake_path(GET orvelLibstdcxx PARENT_PATH orvelGccDir)
 
-set(CMAKE_CXX_FLAGS_INIT "-nostdinc++")
+# g++ keeps thread-local variables by emulation, also those behind std::call_once in libstdc++.
+set(CMAKE_CXX_FLAGS_INIT "-nostdinc++ -femulated-tls")
 foreach(orvelIncludeDir IN ITEMS c++ c++/x86_64-w64-mingw32 c++/backward)
   string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${orvelGccDir}/include/${orvelIncludeDir}")
 endforeach()

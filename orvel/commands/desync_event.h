@@ -2,8 +2,9 @@
 #pragma once
 
 #include <memory>
-#include <type_traits>
 #include <utility>
+
+#include "orvel/commands/function_executor.h"
 
 /// Work that an `MDesyncEventScheduler` runs apart from the thread that scheduled it. The scheduler
 /// owns it from then on and deletes it after it has run.
@@ -19,24 +20,9 @@ class MDesyncEvent {
   virtual void Execute() = 0;
 };
 
-namespace Orvel::Detail {
-
-template <class Function>
-class FunctionDesyncEvent final : public MDesyncEvent {
- public:
-  explicit FunctionDesyncEvent(Function function) : function_(std::move(function)) {}
-  void Execute() override { function_(); }
-
- private:
-  Function function_;
-};
-
-}  // namespace Orvel::Detail
-
 /// An event that calls `function` without arguments and drops its result. The function is moved or
 /// copied into the event and destroyed with it.
-template <class Function>
+template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MDesyncEvent> MakeDesyncEvent(Function&& function) {
-  return std::make_unique<Orvel::Detail::FunctionDesyncEvent<std::decay_t<Function>>>(
-      std::forward<Function>(function));
+  return Orvel::Detail::MakeExecutor<MDesyncEvent>(std::forward<Function>(function));
 }

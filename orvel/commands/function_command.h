@@ -7,18 +7,9 @@
 
 #include "orvel/commands/command.h"
 #include "orvel/commands/command_synchronous.h"
+#include "orvel/commands/function_executor.h"
 
 namespace Orvel::Detail {
-
-template <class Function>
-class FunctionCommand final : public MCommand {
- public:
-  explicit FunctionCommand(Function function) : function_(std::move(function)) {}
-  void Execute() override { function_(); }
-
- private:
-  Function function_;
-};
 
 template <class Function>
 class FunctionCommandSynchronous final : public MCommandSynchronous {
@@ -27,7 +18,7 @@ class FunctionCommandSynchronous final : public MCommandSynchronous {
       : MCommandSynchronous(std::move(errorSlot)), function_(std::move(function)) {}
 
  protected:
-  void ExecuteCommand() override { function_(); }
+  void ExecuteCommand() override { static_cast<void>(function_()); }
 
  private:
   Function function_;
@@ -37,16 +28,15 @@ class FunctionCommandSynchronous final : public MCommandSynchronous {
 
 /// A command that calls `function` without arguments and drops its result. The function is moved
 /// or copied into the command and destroyed with it.
-template <class Function>
+template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommand> MakeCommand(Function&& function) {
-  return std::make_unique<Orvel::Detail::FunctionCommand<std::decay_t<Function>>>(
-      std::forward<Function>(function));
+  return Orvel::Detail::MakeExecutor<MCommand>(std::forward<Function>(function));
 }
 
 /// The same for a command whose caller waits. What `function` borrows must outlive the call of
 /// `ExecuteSynchronously`, which ends, also with an error, only when the function does not run and
 /// will not be called; what it owns is destroyed with the command, which may be later.
-template <class Function>
+template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
     std::shared_ptr<MException> errorSlot, Function&& function) {
   return std::make_unique<Orvel::Detail::FunctionCommandSynchronous<std::decay_t<Function>>>(

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Errors and chains in tagged form and as UTF-8: the one place of this layer that knows the filers.
+#include <string_view>
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged.h"
@@ -9,6 +10,7 @@
 #include "orvel/filers/utf8.h"
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/exception.h"
+#include "orvel/foundation/foreign_error.h"
 
 namespace {
 
@@ -124,4 +126,16 @@ bool MException::AppendChainXml(std::wstring xmlText) {
   }
   for (auto& error : inner.errors_) errors_.push_back(std::move(error));
   return true;
+}
+
+MError Orvel::Detail::ForeignError(const MRaiseSite& site, const std::exception& exception) {
+  const char* const what = exception.what();
+  const std::string_view bytes = what != nullptr ? what : "";
+  std::wstring text;
+  if (DecodeUtf8(bytes, text)) {
+    for (const char byte : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+  }
+  MError error(site, L"StandardException");
+  error.AddParameter(L"errorMessage", std::move(text));
+  return error;
 }

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
 #include <memory>
+#include <type_traits>
+#include <utility>
 
 /// A callback without arguments and result. Whoever receives one owns it.
 class MCallbackFunctor {
@@ -35,4 +38,33 @@ template <class T>
 [[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(T* object,
                                                              void (T::*memberFunction)()) {
   return std::make_unique<MCallbackFunctorImp<T>>(object, memberFunction);
+}
+
+namespace Orvel::Detail {
+
+/// A function that can be kept, by moving or copying it, and called later without arguments.
+template <class Function>
+concept CallableLater = std::constructible_from<std::decay_t<Function>, Function> &&
+                        std::invocable < std::decay_t<Function>
+& > ;
+
+template <class Function>
+class FunctionCallback final : public MCallbackFunctor {
+ public:
+  explicit FunctionCallback(Function function) : function_(std::move(function)) {}
+  void Invoke() override { static_cast<void>(function_()); }
+
+ private:
+  Function function_;
+};
+
+}  // namespace Orvel::Detail
+
+/// A callback that calls `function` (a lambda, a `std::function`, what `std::bind` gives) without
+/// arguments and drops its result. The function is moved or copied into the callback and destroyed
+/// with it; it need not be copyable. It is not checked for being empty.
+template <Orvel::Detail::CallableLater Function>
+[[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(Function&& function) {
+  return std::make_unique<Orvel::Detail::FunctionCallback<std::decay_t<Function>>>(
+      std::forward<Function>(function));
 }

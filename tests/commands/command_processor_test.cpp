@@ -65,7 +65,7 @@ TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
   std::array<Tally, 3> before;
   std::array<Tally, 2> after;
   Tally afterRestart;
-  processor_->SetThreadEndCallback(Functor([&] { Queue(after[0]); }));
+  processor_->SetThreadEndCallback(MakeCallback([&] { Queue(after[0]); }));
   processor_->Start();
   BusyWorker busy(*processor_);
   Queue(before[0], [] { RaiseError(context, L"InFlushOfStop"); });
@@ -94,16 +94,16 @@ TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
 TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueWhenAStartFails) {
   const auto owned = std::make_shared<int>();
   Mark("command");
-  processor_->SetThreadEndCallback(Functor([&, owned] {
+  processor_->SetThreadEndCallback(MakeCallback([&, owned] {
     trace_.emplace_back("end");
     RaiseError(context, L"EndCallback");
   }));
-  processor_->SetThreadStartCallback(Functor([] { RaiseError(context, L"StartCallback"); }));
+  processor_->SetThreadStartCallback(MakeCallback([] { RaiseError(context, L"StartCallback"); }));
   EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), kStartFailed);
   EXPECT_FALSE(processor_->IsAborted());
   EXPECT_THAT(trace_, IsEmpty()) << "what was not set up was undone";
 
-  processor_->SetThreadStartCallback(Functor([&] { trace_.emplace_back("start"); }));
+  processor_->SetThreadStartCallback(MakeCallback([&] { trace_.emplace_back("start"); }));
   static_cast<void>(TakeFlowLog());
   processor_->Start();
   EXPECT_EQ(ErrorOf([&] { processor_->SetThreadStartCallback(nullptr); }),
@@ -127,7 +127,7 @@ TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenC
     idle.CountDown();
     RaiseError(context, L"Idle");
   };
-  processor_ = std::make_unique<MCommandProcessor>(0, 0, 0, Functor(onIdle));
+  processor_ = std::make_unique<MCommandProcessor>(0, 0, 0, MakeCallback(onIdle));
   // Together they take longer than an idle wait.
   for (int command = 0; command < 30; ++command) {
     processor_->QueueCommand(MakeCommand([] { std::this_thread::sleep_for(kIdlePeriod / 10); }));
@@ -146,7 +146,7 @@ TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenC
 
 // A plain command that raises ends its worker. Nobody who waits may be left behind.
 TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue) {
-  processor_->SetThreadEndCallback(Functor([&] { trace_.emplace_back("end"); }));
+  processor_->SetThreadEndCallback(MakeCallback([&] { trace_.emplace_back("end"); }));
   processor_->Start();
   Tally raising;
   std::array<Tally, 2> waitedFor;
@@ -227,7 +227,7 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
   const auto refuseNext = [&] {
     hooks.push_back(std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0, SystemAnswer{0, 6}));
   };
-  processor_->SetThreadEndCallback(Functor([&] { hooks.clear(); }));
+  processor_->SetThreadEndCallback(MakeCallback([&] { hooks.clear(); }));
   processor_->Start();
   Tally awaited;
   {
@@ -254,7 +254,7 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
               SizeIs(1));
 
   Tally unserved;
-  processor_->SetThreadStartCallback(Functor(refuseNext));
+  processor_->SetThreadStartCallback(MakeCallback(refuseNext));
   EXPECT_EQ(ErrorOf([&] { processor_->Start(); }), kStartFailed);
   Queue(unserved);
   EXPECT_TRUE(unserved.DeletedUnexecuted());

@@ -28,7 +28,7 @@ using Detail::KernelHandle;
 class MSchedulerThreadTest : public testing::Test {
  protected:
   void Register(const KernelHandle& event, std::function<void()> handler) {
-    thread_->RegisterSchedulerEvent(event.Get(), Functor(std::move(handler)));
+    thread_->RegisterSchedulerEvent(event.Get(), MakeCallback(std::move(handler)));
   }
   static void Signal(const KernelHandle& event) {
     ASSERT_TRUE(Detail::SetKernelEvent(event.Get()));

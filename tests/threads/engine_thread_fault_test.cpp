@@ -105,9 +105,9 @@ TEST_F(MEngineThreadFaultTest, ARefusedSignalLeavesItRunning) {
   EXPECT_EQ(engine.stops, 1);
 
   const auto owned = std::make_shared<int>();
-  EXPECT_EQ(
-      ErrorUnder({kSetEvent, 0, kRefused}, [&] { engine.AddEvent(nullptr, Functor([owned] {})); }),
-      "MEngineThread.AddEvent:ErrorAccessingEvent [winErrorCode=6]");
+  EXPECT_EQ(ErrorUnder({kSetEvent, 0, kRefused},
+                       [&] { engine.AddEvent(nullptr, MakeCallback([owned] {})); }),
+            "MEngineThread.AddEvent:ErrorAccessingEvent [winErrorCode=6]");
   EXPECT_EQ(owned.use_count(), 1) << "the refused functor was not deleted";
   engine.Start();  // would fail to wait on the null handle, had it been kept
   engine.Flush();
@@ -213,9 +213,9 @@ TEST_F(MEngineThreadRaceTest, EverySignalOfAsManyEventsAsThereMayBeIsServed) {
   // Added by a handler, while the lists of events and handlers are in use.
   engine.onFlush = [&] {
     for (Added& one : added) {
-      engine.AddEvent(one.event.Get(), Functor([&one] { one.served = one.sent.load(); }));
+      engine.AddEvent(one.event.Get(), MakeCallback([&one] { one.served = one.sent.load(); }));
     }
-    EXPECT_EQ(ErrorOf([&] { engine.AddEvent(nullptr, Functor([refused] {})); }),
+    EXPECT_EQ(ErrorOf([&] { engine.AddEvent(nullptr, MakeCallback([refused] {})); }),
               "MEngineThread.AddEvent:TooManyWaitableEvents");
   };
   engine.Start();

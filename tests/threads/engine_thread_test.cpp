@@ -38,7 +38,7 @@ class MEngineThreadTest : public testing::Test {
   }
 
   void AddHandler(std::function<void()> handler) {
-    engine_->AddEvent(event_.Get(), Functor(std::move(handler)));
+    engine_->AddEvent(event_.Get(), MakeCallback(std::move(handler)));
   }
   void SignalHandler() { ASSERT_TRUE(SetKernelEvent(event_.Get())); }
 
@@ -176,7 +176,7 @@ TEST_F(MEngineThreadTest, ServesFlushThenStopThenRestartThenEventsInTheOrderOfTh
   Gate gate;
   const KernelHandle other = CreateKernelEvent(EventReset::kAutomatic);
   AddHandler([&] { trace_.emplace_back("first"); });
-  engine_->AddEvent(other.Get(), Functor([&] { trace_.emplace_back("second"); }));
+  engine_->AddEvent(other.Get(), MakeCallback([&] { trace_.emplace_back("second"); }));
   const auto requestRestart = [&] { engine_->AddEvent(event_.Get(), nullptr); };
   const auto serve = [&](int passes) {
     for (int pass = 0; pass < passes; ++pass) {

@@ -17,7 +17,6 @@
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/threads/engine_thread.h"
 #include "tests/support/flow_log.h"
-#include "tests/support/function_functor.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/hang_watchdog.h"
 #include "tests/support/meeting.h"

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "orvel/threads/callback_functor.h"
+
+namespace Orvel::Detail {
+
+/// A piece of work, of the kind `Base`, that is a function.
+template <class Base, class Function>
+class FunctionExecutor final : public Base {
+ public:
+  explicit FunctionExecutor(Function function) : function_(std::move(function)) {}
+  void Execute() override { static_cast<void>(function_()); }
+
+ private:
+  Function function_;
+};
+
+template <class Base, CallableLater Function>
+[[nodiscard]] std::unique_ptr<Base> MakeExecutor(Function&& function) {
+  return std::make_unique<FunctionExecutor<Base, std::decay_t<Function>>>(
+      std::forward<Function>(function));
+}
+
+}  // namespace Orvel::Detail
