@@ -34,10 +34,9 @@ enum class RunKind { kSynchronous, kAsynchronous };
 /// - for a `std::exception` an `MException` with "StandardException", its text as "errorMessage";
 ///   when there is no memory for that, the exception itself,
 /// - anything else as it is.
-template <class Function>
-requires std::invocable<Function&> std::invoke_result_t<Function&> RunSynchronously(
-    MCommandProcessor& processor, Function&& function) {
-  using Result = std::invoke_result_t<Function&>;
+template <std::invocable Function>
+std::invoke_result_t<Function> RunSynchronously(MCommandProcessor& processor, Function&& function) {
+  using Result = std::invoke_result_t<Function>;
   std::exception_ptr failure;
   const auto run = [&](auto&& call) {
     processor.ExecuteSynchronously(MakeCommandSynchronous(nullptr, [&] {
@@ -50,17 +49,17 @@ requires std::invocable<Function&> std::invoke_result_t<Function&> RunSynchronou
     if (failure != nullptr) std::rethrow_exception(std::move(failure));
   };
   if constexpr (std::is_void_v<Result>) {
-    run(function);
+    run([&] { std::forward<Function>(function)(); });
   } else if constexpr (std::is_reference_v<Result>) {
     std::remove_reference_t<Result>* result = nullptr;
     run([&] {
-      auto&& referred = function();
+      auto&& referred = std::forward<Function>(function)();
       result = std::addressof(referred);
     });
     return static_cast<Result>(*result);
   } else {
     std::optional<Result> result;
-    run([&] { result.emplace(function()); });
+    run([&] { result.emplace(std::forward<Function>(function)()); });
     return *std::move(result);
   }
 }

@@ -45,8 +45,7 @@ namespace Orvel::Detail {
 /// A function that can be kept, by moving or copying it, and called later without arguments.
 template <class Function>
 concept CallableLater = std::constructible_from<std::decay_t<Function>, Function> &&
-                        std::invocable < std::decay_t<Function>
-& > ;
+    std::invocable<std::add_lvalue_reference_t<std::decay_t<Function>>>;
 
 template <class Function>
 class FunctionCallback final : public MCallbackFunctor {

@@ -47,19 +47,19 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring
   return {exitCode, ReadWholeFile(output), ReadWholeFile(error)};
 }
 
-TEST(HelloWorkerTest, PrintsNothingButTheErrorThatItsCommandMet) {
+TEST(HelloWorkerTest, PrintsTheResultAndTheErrorThatItsWorkerMet) {
   TemporaryFolder folder;
   const std::filesystem::path folderBefore = std::filesystem::current_path();
   const std::string program = std::filesystem::absolute(HELLO_WORKER_EXE).string();
   std::filesystem::current_path(folder.GetPath());
   EXPECT_THAT(RunProgram(program, {}).output,
-              MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n"));
+              MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n\\d+ drives\r?\n"));
 
   folder.WriteFile(L"settings.ini", "colour = green\n");
   const std::wstring copy = folder.Expect(L"settings.bak");
   const ProgramRun run = RunProgram(program, {});
   std::filesystem::current_path(folderBefore);
-  EXPECT_EQ(run.output + run.error, "");
+  EXPECT_THAT(run.output + run.error, MatchesRegex("\\d+ drives\r?\n"));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
 }

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <array>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "orvel/foundation/exception.h"
+#include "orvel/threads/callback_functor.h"
 #include "orvel/threads/generic_guard.h"
 #include "orvel/threads/scoped_lock.h"
 #include "tests/support/raised_error.h"
@@ -60,6 +63,19 @@ TEST(GenericGuardTest, CallsSetUpAtOnceAndCleanUpAtTheEndUnlessDismissed) {
     const GenericGuard empty({}, {});
   }
   EXPECT_EQ(calls, (std::vector{1, 2}));
+}
+
+TEST(MakeCallbackTest, KeepsAnyFunctionAndDropsItWithTheCallback) {
+  const auto owned = std::make_shared<int>(0);
+  const auto add = [owned](int more) { return *owned += more; };
+  const std::function<int()> lvalue = std::bind(add, 1);
+  std::array<std::unique_ptr<MCallbackFunctor>, 3> callbacks = {
+      MakeCallback(lvalue), MakeCallback(std::bind(add, 10)),
+      MakeCallback([add, more = std::make_unique<int>(100)] { return add(*more); })};
+  for (const auto& callback : callbacks) callback->Invoke();
+  EXPECT_EQ(*owned, 111);
+  callbacks = {};
+  EXPECT_EQ(owned.use_count(), 3);  // this, add's and lvalue's
 }
 
 }  // namespace
