@@ -170,7 +170,8 @@ class Session {
     for (const MXmlAttribute& attribute : plain_.GetAttributes(element)) {
       if (attribute.name != L"type") continue;
       text = plain_.GetData(element);
-      return attribute.value == type;
+      return attribute.value == type &&
+             !plain_.GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded);
     }
     return false;
   }

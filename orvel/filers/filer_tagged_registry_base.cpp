@@ -31,11 +31,19 @@ bool IsKeyName(std::wstring_view name) noexcept {
 
 bool IsKeyPath(std::wstring_view path) noexcept {
   for (;;) {
-    const std::size_t end = std::min(path.find(kSeparator), path.size());
+    const std::size_t end = (std::min)(path.find(kSeparator), path.size());
     if (!IsKeyName(path.substr(0, end))) return false;
     if (end == path.size()) return true;
     path.remove_prefix(end + 1);
   }
+}
+
+/// Where the names end that one call can create, in a path with a separator before each name.
+std::size_t FindStretchEnd(std::wstring_view path, std::size_t begin) noexcept {
+  for (std::size_t names = 0; names < kMaxRegistryLevelsAtOnce && begin < path.size(); ++names) {
+    begin = (std::min)(path.find(kSeparator, begin + 1), path.size());
+  }
+  return begin;
 }
 
 RegistryKey OpenSoftwareKey(MRegistryRoot root) noexcept {
@@ -54,6 +62,10 @@ IFilerTaggedRegistryBase::IFilerTaggedRegistryBase(MRegistryRoot root, std::wstr
     : root_(root),
       applicationKey_(IsKeyPath(applicationKey) ? std::move(applicationKey) : std::wstring()) {}
 
+IFilerTaggedRegistryBase::~IFilerTaggedRegistryBase() {
+  balance_.CheckAtEnd(openTags_.size(), L"a registry filer was destroyed with a section open");
+}
+
 RegistryKey IFilerTaggedRegistryBase::OpenToRead(void* parent, const wchar_t* path) {
   return RegistryKey::Open(parent, path, RegistryAccess::kRead);
 }
@@ -70,36 +82,40 @@ RegistryKey IFilerTaggedRegistryBase::CreateToReadAtLeast(void* parent, const wc
 RegistryKey IFilerTaggedRegistryBase::OpenValueKey(OpenOperation frameworkKey,
                                                    OpenOperation applicationKey,
                                                    OpenOperation sectionKeys) const {
-  if (applicationKey_.empty()) return {};
+  if (applicationKey_.empty() || !CanNameKeys()) return {};
   RegistryKey key = OpenSoftwareKey(root_);
   if (key) key = frameworkKey(key.Get(), kFrameworkKey);
   if (key) key = applicationKey(key.Get(), applicationKey_.c_str());
-  for (std::size_t level = 0; key && level < openTags_.size(); level += kMaxRegistryLevelsAtOnce) {
-    const std::size_t end = std::min(level + kMaxRegistryLevelsAtOnce, openTags_.size());
-    std::wstring path = openTags_[level];
-    for (std::size_t next = level + 1; next < end; ++next) {
-      path += kSeparator;
-      path += openTags_[next];
-    }
-    key = sectionKeys(key.Get(), path.c_str());
+  for (std::size_t begin = 0; key && begin < path_.size();) {
+    const std::size_t end = FindStretchEnd(path_, begin);
+    // A copy only where the path is too long for one call.
+    key = end == path_.size()
+              ? sectionKeys(key.Get(), path_.c_str() + begin + 1)
+              : sectionKeys(key.Get(), path_.substr(begin + 1, end - begin - 1).c_str());
+    begin = end;
   }
   return key;
 }
 
-bool IFilerTaggedRegistryBase::BeginTag(const std::wstring& tag) {
-  if (!IsKeyName(tag)) return false;
-  openTags_.push_back(tag);
-  return true;
+void IFilerTaggedRegistryBase::BeginTag(std::wstring_view tag) {
+  path_.reserve(path_.size() + 1 + tag.size());
+  openTags_.push_back({path_.size(), CanNameKeys() && IsKeyPath(tag)});
+  path_ += kSeparator;
+  path_ += tag;
+  if (openTags_.size() == 1) balance_.Start();
 }
 
 bool IFilerTaggedRegistryBase::EndTag() noexcept {
   if (openTags_.empty()) return false;
-  openTags_.pop_back();
+  DropTag();
   changeStamp_ = changeCount.fetch_add(1, std::memory_order_relaxed) + 1;
   return true;
 }
 
-void IFilerTaggedRegistryBase::DropTag() noexcept { openTags_.pop_back(); }
+void IFilerTaggedRegistryBase::DropTag() noexcept {
+  path_.resize(openTags_.back().pathLength);
+  openTags_.pop_back();
+}
 
 bool IFilerTaggedRegistryBase::IsValueName(const std::wstring& tag) noexcept {
   return tag.size() <= kMaxRegistryValueName && tag.find(L'\0') == std::wstring::npos;

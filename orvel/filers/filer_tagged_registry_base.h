@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "orvel/filers/section_balance.h"
 
 namespace Orvel::Detail {
 class RegistryKey;
@@ -26,10 +30,12 @@ enum class MRegistryRoot : std::uint32_t {
 /// use the same keys at once; each value is then read and written whole.
 ///
 /// Names are those of the registry, which keeps their case but does not tell them apart by it. A
-/// section's tag is refused, with false, unless it has 1 to 255 characters without `\` and
-/// zero characters: it would name another key than the one asked for. A value's tag may be empty,
-/// which names the key's default value, may hold `\`, and has up to 16383 characters without zero
-/// characters. The registry itself refuses more than 512 levels.
+/// `\` in a section's tag nests: `A\B` is the section B of the section A. A section can be opened
+/// with any tag, but when a name in it is empty, longer than 255 characters or holds a zero
+/// character, no key can be meant: until that section is closed, every value in it and below is
+/// refused, with false. A value's tag may be empty, which names the key's default value, may hold
+/// `\`, which means nothing there, and has up to 16383 characters without zero characters; others
+/// are refused. The registry itself refuses more than 512 levels.
 ///
 /// Thread-unsafe.
 class IFilerTaggedRegistryBase {
@@ -43,7 +49,7 @@ class IFilerTaggedRegistryBase {
 
  protected:
   IFilerTaggedRegistryBase(MRegistryRoot root, std::wstring applicationKey);
-  ~IFilerTaggedRegistryBase() = default;
+  ~IFilerTaggedRegistryBase();
 
   /// How one key is opened below another.
   using OpenOperation = Orvel::Detail::RegistryKey (*)(void* parent, const wchar_t* path);
@@ -58,21 +64,36 @@ class IFilerTaggedRegistryBase {
                                                         OpenOperation applicationKey,
                                                         OpenOperation sectionKeys) const;
 
-  /// Opens a section; false, and nothing changes, when the tag cannot name a key.
-  bool BeginTag(const std::wstring& tag);
+  /// Opens a section. When memory runs out it stays closed.
+  void BeginTag(std::wstring_view tag);
   /// Closes the section opened last and takes a new change stamp; false when none is open.
   bool EndTag() noexcept;
   /// Closes the section opened last as if it had not been opened.
   void DropTag() noexcept;
-  /// Tags of the sections that are open, outermost first.
-  [[nodiscard]] const std::vector<std::wstring>& GetOpenTags() const noexcept { return openTags_; }
+  /// Number of sections that are open.
+  [[nodiscard]] std::size_t GetDepth() const noexcept { return openTags_.size(); }
+
+  /// Takes note of what an operation returns, and returns it: a section that is open when the filer
+  /// is destroyed is no mistake then.
+  bool Note(bool succeeded) noexcept { return balance_.Note(succeeded); }
 
   /// True when `tag` can name a value.
   [[nodiscard]] static bool IsValueName(const std::wstring& tag) noexcept;
 
  private:
+  struct OpenTag {
+    std::size_t pathLength;  // of the sections around it
+    bool canNameKeys;        // and so can all around it
+  };
+
+  [[nodiscard]] bool CanNameKeys() const noexcept {
+    return openTags_.empty() || openTags_.back().canNameKeys;
+  }
+
   const MRegistryRoot root_;
   const std::wstring applicationKey_;  // empty when it cannot name a key
-  std::vector<std::wstring> openTags_;
+  std::vector<OpenTag> openTags_;      // the outermost first
+  std::wstring path_;                  // the tags, each with a separator before it
   std::uint32_t changeStamp_ = 0;
+  Orvel::Detail::SectionBalance balance_;
 };

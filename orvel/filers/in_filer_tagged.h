@@ -9,9 +9,15 @@
 /// Reader of the named values that an `IOutFilerTagged` wrote. Implemented over XML and over the
 /// registry.
 ///
-/// A read first sets its destination to the default it was given, then answers true when it found
+/// A read first sets its destination to the default it was given, then returns true when it found
 /// a value of that tag and kind in the open section and could convert it. Values are found in any
-/// order; of several with one tag the first is read. No operation raises for what it reads.
+/// order; of several with one tag the first is read. No operation raises for what it reads; when
+/// memory runs out, `std::bad_alloc` comes out and the reader is where it was.
+///
+/// Sections are to be ended before a filer is destroyed. A library that was built with assertions
+/// aborts with a message when one was forgotten: when no operation failed since the outermost
+/// section was opened, and no exception ends the filer.
+///
 /// Thread-unsafe.
 class IInFilerTagged {
  public:

@@ -62,11 +62,20 @@ IInFilerTaggedRegistry::IInFilerTaggedRegistry(MRegistryRoot root, std::wstring 
                                                bool createsWhenReading)
     : IFilerTaggedRegistryBase(root, std::move(applicationKey)),
       createsWhenReading_(createsWhenReading),
-      closedSections_(1) {}
+      openedSections_(1) {}
 
 RegistryKey IInFilerTaggedRegistry::OpenKey() const {
   const OpenOperation open = createsWhenReading_ ? CreateToReadAtLeast : OpenToRead;
   return OpenValueKey(open, open, open);
+}
+
+bool IInFilerTaggedRegistry::HasSection(std::wstring_view tag) {
+  BeginTag(tag);
+  const struct TagDropper {
+    ~TagDropper() { filer.DropTag(); }
+    IInFilerTaggedRegistry& filer;
+  } dropper{*this};
+  return static_cast<bool>(OpenValueKey(OpenToRead, OpenToRead, OpenToRead));
 }
 
 template <class Integer>
@@ -101,13 +110,17 @@ bool IInFilerTaggedRegistry::ReadString(const std::wstring& tag, std::wstring& v
                                         const std::wstring& defaultValue) {
   // Into a text of its own: the destination may be the tag or the default.
   std::wstring text;
-  const bool isRead = ReadText(tag, text);
+  const bool isRead = Note(ReadText(tag, text));
   value = isRead ? std::move(text) : std::wstring(defaultValue);
   return isRead;
 }
 
 bool IInFilerTaggedRegistry::ReadBool(const std::wstring& tag, bool& value, bool defaultValue) {
   value = defaultValue;
+  return Note(ReadFlag(tag, value));
+}
+
+bool IInFilerTaggedRegistry::ReadFlag(const std::wstring& tag, bool& value) const {
   if (!IsValueName(tag)) return false;
   const RegistryKey key = OpenKey();
   if (!key) return false;
@@ -121,7 +134,7 @@ bool IInFilerTaggedRegistry::ReadBool(const std::wstring& tag, bool& value, bool
       WholeValue whole;
       if (!whole.Read(key, tag.c_str())) return false;
       number = 0;
-      std::memcpy(&number, whole.data, std::min<std::size_t>(whole.sizeInBytes, sizeof(number)));
+      std::memcpy(&number, whole.data, (std::min)(std::size_t{whole.sizeInBytes}, sizeof(number)));
       type = whole.type;
       break;
     }
@@ -136,7 +149,7 @@ bool IInFilerTaggedRegistry::ReadDouble(const std::wstring& tag, double& value,
                                         double defaultValue) {
   value = defaultValue;
   std::wstring text;
-  return ReadText(tag, text) && Orvel::Detail::ParseDouble(text, GetLocale(), value);
+  return Note(ReadText(tag, text) && Orvel::Detail::ParseDouble(text, GetLocale(), value));
 }
 
 bool IInFilerTaggedRegistry::ReadFloat(const std::wstring& tag, float& value, float defaultValue) {
@@ -147,32 +160,32 @@ bool IInFilerTaggedRegistry::ReadFloat(const std::wstring& tag, float& value, fl
 }
 
 bool IInFilerTaggedRegistry::ReadChar(const std::wstring& tag, char& value, char defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadByte(const std::wstring& tag, std::uint8_t& value,
                                       std::uint8_t defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadUnsignedShort(const std::wstring& tag, std::uint16_t& value,
                                                std::uint16_t defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadShort(const std::wstring& tag, std::int16_t& value,
                                        std::int16_t defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadUnsignedInt(const std::wstring& tag, std::uint32_t& value,
                                              std::uint32_t defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadInt(const std::wstring& tag, std::int32_t& value,
                                      std::int32_t defaultValue) {
-  return ReadInteger(tag, value, defaultValue);
+  return Note(ReadInteger(tag, value, defaultValue));
 }
 
 bool IInFilerTaggedRegistry::ReadChangeStamp(std::uint32_t& stamp) {
@@ -181,28 +194,26 @@ bool IInFilerTaggedRegistry::ReadChangeStamp(std::uint32_t& stamp) {
 }
 
 bool IInFilerTaggedRegistry::BeginSection(const std::wstring& tag) {
-  closedSections_.resize(GetOpenTags().size() + 1);
-  closedSections_.emplace_back();
-  return BeginTag(tag);
+  // All that needs memory comes before what cannot be undone.
+  NameSet opened;
+  opened.insert(tag);
+  openedSections_.resize(GetDepth() + 1);
+  openedSections_.emplace_back();
+  BeginTag(tag);
+  openedSections_[GetDepth() - 1].merge(opened);
+  return true;
 }
 
 bool IInFilerTaggedRegistry::BeginNextSection(const std::wstring& tag) {
-  if (closedSections_[GetOpenTags().size()].contains(tag) || !BeginSection(tag)) return false;
-  if (OpenValueKey(OpenToRead, OpenToRead, OpenToRead)) return true;
-  DropTag();
-  return false;
+  return !openedSections_[GetDepth()].contains(tag) && HasSection(tag) && BeginSection(tag);
 }
 
-bool IInFilerTaggedRegistry::EndSection() {
-  const std::vector<std::wstring>& tags = GetOpenTags();
-  if (!tags.empty()) closedSections_[tags.size() - 1].insert(tags.back());
-  return EndTag();
-}
+bool IInFilerTaggedRegistry::EndSection() { return EndTag(); }
 
 bool IInFilerTaggedRegistry::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
   std::wstring text;
   const bool isRead =
-      ReadText(tag, text) && Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(text) != 0;
+      Note(ReadText(tag, text) && Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(text) != 0);
   xmlText = isRead ? std::move(text) : std::wstring();
   return isRead;
 }

@@ -49,8 +49,8 @@ class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedR
   bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) override;
   /// Always true: the number of `GetChangeStamp`, 0 until this filer has ended a section.
   bool ReadChangeStamp(std::uint32_t& stamp) override;
-  /// Also true when there is no such section: what is read in it then is missing. To find out, and
-  /// to read what may be missing as a whole, use `BeginNextSection`.
+  /// Always true, also when there is no such section: what is read in it then is missing. To find
+  /// out, and to read what may be missing as a whole, use `BeginNextSection`.
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
   /// The text of the document as it was written. False, with `xmlText` empty, when the value is no
@@ -70,12 +70,14 @@ class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedR
   using NameSet = std::set<std::wstring, NameLess>;
 
   [[nodiscard]] Orvel::Detail::RegistryKey OpenKey() const;
+  [[nodiscard]] bool HasSection(std::wstring_view tag);
   template <class Integer>
   bool ReadInteger(const std::wstring& tag, Integer& value, Integer defaultValue) const;
   bool ReadText(const std::wstring& tag, std::wstring& text) const;
+  bool ReadFlag(const std::wstring& tag, bool& value) const;
 
   const bool createsWhenReading_;
-  // For each level, the application key's first, the sections that were closed in it. Levels
+  // For each level, the application key's first, the sections that were opened in it. Levels
   // deeper than the open one are left over and mean nothing.
-  std::vector<NameSet> closedSections_;
+  std::vector<NameSet> openedSections_;
 };

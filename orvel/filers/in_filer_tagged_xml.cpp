@@ -21,6 +21,20 @@ class NumberParser final : public std::num_get<wchar_t, const wchar_t*> {
   NumberParser() : num_get(1) {}  // not counted by locales
 };
 
+/// Puts the document's position back at its end, also when memory ran out in between.
+class PositionKeeper {
+ public:
+  explicit PositionKeeper(MXmlDocument& document) : document_(document) {
+    document_.SavePosition({});
+  }
+  PositionKeeper(const PositionKeeper&) = delete;
+  PositionKeeper& operator=(const PositionKeeper&) = delete;
+  ~PositionKeeper() { document_.RestorePosition({}); }
+
+ private:
+  MXmlDocument& document_;
+};
+
 }  // namespace
 
 MInFilerTaggedXml::MInFilerTaggedXml() : document_(std::make_unique<MXmlDocument>()) {
@@ -35,6 +49,10 @@ std::unique_ptr<MInFilerTaggedXml> MInFilerTaggedXml::FromFile(const std::wstrin
   std::unique_ptr<MInFilerTaggedXml> filer(new MInFilerTaggedXml());
   filer->EnterRoot(filer->document_->LoadFile(path));
   return filer;
+}
+
+MInFilerTaggedXml::~MInFilerTaggedXml() {
+  balance_.CheckAtEnd(openSections_, L"MInFilerTaggedXml was destroyed with a section open");
 }
 
 void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
@@ -56,12 +74,13 @@ template <class Convert>
 bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type,
                                   Convert convert) {
   if (document_ == nullptr) return false;
-  document_->SavePosition({});
-  const bool isRead = Find(tag) && document_->GetAttribute(type.GetName(), attribute_) &&
-                      attribute_ == type.GetValue() &&
-                      convert(document_->GetData(document_->GetElement()));
-  document_->RestorePosition({});
-  return isRead;
+  const PositionKeeper keeper(*document_);
+  if (!balance_.Note(Find(tag))) return false;
+  const std::uint32_t element = document_->GetElement();
+  // Where an element has no end nobody knows which text was meant.
+  return balance_.Note(!document_->GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded) &&
+                       document_->GetAttribute(element, type.GetName(), attribute_) &&
+                       attribute_ == type.GetValue() && convert(document_->GetData(element)));
 }
 
 template <class Integer>
@@ -176,17 +195,17 @@ bool MInFilerTaggedXml::ReadInt(const std::wstring& tag, std::int32_t& value,
 bool MInFilerTaggedXml::ReadChangeStamp(std::uint32_t&) { return false; }
 
 bool MInFilerTaggedXml::BeginSection(const std::wstring& tag) {
-  if (document_ == nullptr || !Find(tag) || !document_->IntoElement()) return false;
-  ++openSections_;
-  return true;
+  return balance_.Note(document_ != nullptr && Find(tag)) && EnterSection();
 }
 
 bool MInFilerTaggedXml::BeginNextSection(const std::wstring& tag) {
-  if (document_ == nullptr || tag.empty() || !document_->FindElement(tag) ||
-      !document_->IntoElement()) {
-    return false;
-  }
-  ++openSections_;
+  // Not noted: that there is no further one is no failure.
+  return document_ != nullptr && !tag.empty() && document_->FindElement(tag) && EnterSection();
+}
+
+bool MInFilerTaggedXml::EnterSection() {
+  if (!document_->IntoElement()) return false;
+  if (openSections_++ == 0) balance_.Start();
   return true;
 }
 
@@ -199,15 +218,14 @@ bool MInFilerTaggedXml::EndSection() {
 bool MInFilerTaggedXml::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
   std::wstring element;
   if (document_ != nullptr) {
-    document_->SavePosition({});
+    const PositionKeeper keeper(*document_);
     if (Find(tag)) element = document_->GetSubDocument();
-    document_->RestorePosition({});
   }
   xmlText.clear();
-  if (element.empty()) return false;
   MXmlDocument standAlone;
-  if (!Format::BeginDocument(standAlone, Format::kSubDocumentRootTag) ||
-      !standAlone.AddSubDocument(element)) {
+  if (!balance_.Note(!element.empty() &&
+                     Format::BeginDocument(standAlone, Format::kSubDocumentRootTag) &&
+                     standAlone.AddSubDocument(element))) {
     return false;
   }
   xmlText = standAlone.TakeDocumentText();

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "orvel/filers/in_filer_tagged.h"
+#include "orvel/filers/section_balance.h"
 #include "orvel/filers/xml_document.h"
 
 /// Reads the tagged values that `MOutFilerTaggedXml` wrote. The type of a value must be the one
@@ -21,11 +22,12 @@
 /// byte counts, and so is a char that does not stand as one character. Floating numbers out of
 /// range become infinities.
 ///
-/// No element has the empty tag: reading it answers false. So does reading an element without an
-/// end tag as a sub-document.
+/// No element has the empty tag: reading it returns false. So does reading an element without an
+/// end tag, as a value or as a sub-document.
 ///
 /// A text that is not well-formed, or whose root is another, makes a reader whose every operation
-/// answers false. Thread-unsafe.
+/// returns false. When memory runs out in an operation, `std::bad_alloc` comes out and the reader
+/// is where it was. Thread-unsafe.
 class MInFilerTaggedXml final : public IInFilerTagged {
  public:
   /// Parses `text`, which is taken over without a copy when it is moved here.
@@ -33,6 +35,8 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   /// Reads a UTF-8 file, with or without byte order mark. One that cannot be read, or is not UTF-8,
   /// makes a reader whose every operation answers false.
   [[nodiscard]] static std::unique_ptr<MInFilerTaggedXml> FromFile(const std::wstring& path);
+
+  ~MInFilerTaggedXml() override;
 
   bool ReadString(const std::wstring& tag, std::wstring& value,
                   const std::wstring& defaultValue) override;
@@ -70,6 +74,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
 
   void EnterRoot(bool isWellFormed);
   bool Find(const std::wstring& tag);
+  bool EnterSection();
   template <class Convert>
   bool ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type, Convert convert);
   template <class Extracted, class Value>
@@ -79,7 +84,8 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   bool Extract(const std::wstring& text, Integer& value);
 
   std::unique_ptr<MXmlDocument> document_;  // null when the text could not be read
-  std::int32_t openSections_ = 0;
+  std::size_t openSections_ = 0;
+  Orvel::Detail::SectionBalance balance_;
   std::wstring errorText_;
   std::optional<MXmlLineAndColumn> errorPlace_;
   std::basic_ios<wchar_t> streamState_{nullptr};  // carries the locale for the number facet

@@ -9,8 +9,15 @@
 /// Writer of named values of ten scalar kinds, in nested sections. Implemented over XML and over
 /// the registry.
 ///
-/// Every operation answers true when it wrote what it was given, and false, with nothing written,
-/// when it could not; none raises for bad input. Thread-unsafe.
+/// Every operation returns true when it wrote what it was given, and false, with nothing written,
+/// when it could not; none raises for bad input. When memory runs out, `std::bad_alloc` comes out
+/// and the writer is as it was.
+///
+/// Sections are to be ended before a filer is destroyed. A library that was built with assertions
+/// aborts with a message when one was forgotten: when no operation failed since the outermost
+/// section was opened, and no exception ends the filer.
+///
+/// Thread-unsafe.
 class IOutFilerTagged {
  public:
   IOutFilerTagged(const IOutFilerTagged&) = delete;

@@ -22,20 +22,24 @@ constexpr int kFloatDigits = 6;
 IOutFilerTaggedRegistry::IOutFilerTaggedRegistry(MRegistryRoot root, std::wstring applicationKey)
     : IFilerTaggedRegistryBase(root, std::move(applicationKey)) {}
 
-bool IOutFilerTaggedRegistry::WriteNumber(const std::wstring& tag, std::uint32_t value) {
-  if (!IsValueName(tag)) return false;
+bool IOutFilerTaggedRegistry::WriteData(const std::wstring& tag, RegistryType type,
+                                        const void* data, std::uint32_t sizeInBytes) {
+  if (!IsValueName(tag)) return Note(false);
   const RegistryKey key =
       OpenValueKey(CreateToReadAtLeast, CreateToReadAndWrite, CreateToReadAndWrite);
-  return key && key.SetValue(tag.c_str(), RegistryType::kDoubleWord, &value, sizeof(value));
+  return Note(key && key.SetValue(tag.c_str(), type, data, sizeInBytes));
+}
+
+bool IOutFilerTaggedRegistry::WriteNumber(const std::wstring& tag, std::uint32_t value) {
+  return WriteData(tag, RegistryType::kDoubleWord, &value, sizeof(value));
 }
 
 bool IOutFilerTaggedRegistry::WriteString(const std::wstring& tag, const std::wstring& value) {
-  constexpr std::size_t kMaxBytes = std::numeric_limits<std::uint32_t>::max();
-  if (!IsValueName(tag) || value.size() >= kMaxBytes / sizeof(wchar_t)) return false;
-  const RegistryKey key =
-      OpenValueKey(CreateToReadAtLeast, CreateToReadAndWrite, CreateToReadAndWrite);
-  return key && key.SetValue(tag.c_str(), RegistryType::kString, value.c_str(),
-                             static_cast<std::uint32_t>((value.size() + 1) * sizeof(wchar_t)));
+  constexpr std::size_t kMaxBytes = (std::numeric_limits<std::uint32_t>::max)();
+  return value.size() < kMaxBytes / sizeof(wchar_t)
+             ? WriteData(tag, RegistryType::kString, value.c_str(),
+                         static_cast<std::uint32_t>((value.size() + 1) * sizeof(wchar_t)))
+             : Note(false);
 }
 
 bool IOutFilerTaggedRegistry::WriteChar(const std::wstring& tag, char value) {
@@ -74,12 +78,15 @@ bool IOutFilerTaggedRegistry::WriteInt(const std::wstring& tag, std::int32_t val
   return WriteNumber(tag, static_cast<std::uint32_t>(value));
 }
 
-bool IOutFilerTaggedRegistry::BeginSection(const std::wstring& tag) { return BeginTag(tag); }
+bool IOutFilerTaggedRegistry::BeginSection(const std::wstring& tag) {
+  BeginTag(tag);
+  return true;
+}
 
 bool IOutFilerTaggedRegistry::EndSection() { return EndTag(); }
 
 bool IOutFilerTaggedRegistry::WriteSubDocument(const std::wstring& tag,
                                                const std::wstring& xmlText) {
-  return Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(xmlText) != 0 &&
+  return Note(Orvel::Detail::XmlFilerFormat::CountSubDocumentLevels(xmlText) != 0) &&
          WriteString(tag, xmlText);
 }

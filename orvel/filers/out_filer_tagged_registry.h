@@ -7,6 +7,10 @@
 #include "orvel/filers/filer_tagged_registry_base.h"
 #include "orvel/filers/out_filer_tagged.h"
 
+namespace Orvel::Detail {
+enum class RegistryType : std::uint32_t;
+}
+
 /// Writes tagged values into the registry, creating the keys on the way. Read them back with
 /// `IInFilerTaggedRegistry`; `IFilerTaggedRegistryBase` says where they are.
 ///
@@ -35,13 +39,16 @@ class IOutFilerTaggedRegistry final : public IOutFilerTagged, public IFilerTagge
   bool WriteShort(const std::wstring& tag, std::int16_t value) override;
   bool WriteUnsignedInt(const std::wstring& tag, std::uint32_t value) override;
   bool WriteInt(const std::wstring& tag, std::int32_t value) override;
-  /// Creates nothing yet: the section's key comes with the first value in it. A section of that
-  /// tag that is there is continued.
+  /// Always true. Creates nothing yet: the section's key comes with the first value in it. A
+  /// section of that tag that is there is continued. In one whose tag cannot name a key every write
+  /// returns false.
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
   /// Stores the document's text as a string.
   bool WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) override;
 
  private:
+  bool WriteData(const std::wstring& tag, Orvel::Detail::RegistryType type, const void* data,
+                 std::uint32_t sizeInBytes);
   bool WriteNumber(const std::wstring& tag, std::uint32_t value);
 };

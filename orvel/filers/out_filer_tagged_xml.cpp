@@ -41,9 +41,13 @@ MOutFilerTaggedXml::MOutFilerTaggedXml() : document_(std::make_unique<MXmlDocume
   if (!Format::BeginDocument(*document_, Format::kRootTag)) document_.reset();
 }
 
+MOutFilerTaggedXml::~MOutFilerTaggedXml() {
+  balance_.CheckAtEnd(openSections_, L"MOutFilerTaggedXml was destroyed with a section open");
+}
+
 bool MOutFilerTaggedXml::WriteValue(const std::wstring& tag, std::wstring_view text,
                                     const MXmlConstantAttribute& type) {
-  return document_ != nullptr && document_->AddElement(tag, text, type);
+  return balance_.Note(document_ != nullptr && document_->AddElement(tag, text, type));
 }
 
 bool MOutFilerTaggedXml::WriteChar(const std::wstring& tag, char value) {
@@ -92,31 +96,44 @@ bool MOutFilerTaggedXml::WriteInt(const std::wstring& tag, std::int32_t value) {
 }
 
 bool MOutFilerTaggedXml::BeginSection(const std::wstring& tag) {
-  if (document_ == nullptr || !document_->AddElement(tag) || !document_->IntoElement()) {
+  if (!balance_.Note(document_ != nullptr && document_->AddElement(tag) &&
+                     document_->IntoElement())) {
     return false;
   }
-  ++openSections_;
+  if (openSections_++ == 0) balance_.Start();
   return true;
 }
 
 bool MOutFilerTaggedXml::EndSection() {
-  if (document_ == nullptr || openSections_ == 0 || !document_->OutOfElement()) return false;
-  --openSections_;
-  return true;
+  if (openSections_ == 0) return false;
+  --openSections_;  // counted also when the text was taken: whoever opened it has ended it
+  return document_ != nullptr && document_->OutOfElement();
 }
 
 bool MOutFilerTaggedXml::WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) {
   if (document_ == nullptr) return false;
-  // Checked first, so that a text that is refused leaves no empty element behind. It comes below
-  // the root, the sections and the element of the tag.
+  if (tag.empty()) return balance_.Note(WriteUnnamedSubDocument(xmlText));
+  // Built apart and added in one step: neither a text that is refused nor a lack of memory leaves
+  // an empty element behind.
+  MXmlDocument element;
+  return balance_.Note(element.AddElement(tag) && element.IntoElement() &&
+                       element.AddSubDocument(xmlText) &&
+                       document_->AddSubDocument(element.GetDocumentText()));
+}
+
+bool MOutFilerTaggedXml::WriteUnnamedSubDocument(const std::wstring& xmlText) {
+  // An element without a name cannot be parsed, and so not be built apart.
   const std::size_t levels = Format::CountSubDocumentLevels(xmlText);
-  const std::size_t levelsAround = static_cast<std::size_t>(openSections_) + 2;
-  if (levels == 0 || levelsAround + levels > std::size_t{MXmlElementRecord::kMaxLevel} + 1) {
+  const std::size_t levelsAround = openSections_ + 2;  // the root and the element are two
+  if (levels == 0 || levelsAround + levels > std::size_t{MXmlElementRecord::kMaxLevel} + 1 ||
+      !document_->AddElement({}) || !document_->IntoElement()) {
     return false;
   }
-  if (!document_->AddElement(tag) || !document_->IntoElement()) return false;
-  const bool isPlaced = document_->AddSubDocument(xmlText);
-  return document_->OutOfElement() && isPlaced;
+  const struct LevelCloser {
+    ~LevelCloser() { document.OutOfElement(); }
+    MXmlDocument& document;
+  } closer{*document_};
+  return document_->AddSubDocument(xmlText);
 }
 
 std::wstring MOutFilerTaggedXml::GetText() const {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "orvel/filers/out_filer_tagged.h"
+#include "orvel/filers/section_balance.h"
 #include "orvel/filers/xml_document.h"
 
 /// Writes tagged values as XML text: the root element "ExceptionChain", in it an element for each
@@ -16,10 +18,12 @@
 /// empty tag is written as it is, though no parser reads it. A string is read back unchanged if it
 /// holds nothing that XML cannot carry.
 ///
-/// When construction fails half-way every operation answers false. Thread-unsafe.
+/// When construction fails half-way every operation returns false. When memory runs out in an
+/// operation, `std::bad_alloc` comes out and the document is as it was. Thread-unsafe.
 class MOutFilerTaggedXml final : public IOutFilerTagged {
  public:
   MOutFilerTaggedXml();
+  ~MOutFilerTaggedXml() override;
 
   bool WriteChar(const std::wstring& tag, char value) override;
   bool WriteString(const std::wstring& tag, const std::wstring& value) override;
@@ -39,7 +43,8 @@ class MOutFilerTaggedXml final : public IOutFilerTagged {
   /// The document as written so far; sections that are open are closed in it. Empty when there is
   /// no document.
   [[nodiscard]] std::wstring GetText() const;
-  /// Hands the text out without a copy; every operation answers false from then on.
+  /// Hands the text out without a copy; every operation returns false from then on, also
+  /// `EndSection` of a section that is still open.
   [[nodiscard]] std::wstring TakeText();
   /// Writes the text to a file as UTF-8. A file that is there is replaced in one step once
   /// everything is on disk; after a failure or a crash it is the old one. False when the file
@@ -49,7 +54,9 @@ class MOutFilerTaggedXml final : public IOutFilerTagged {
  private:
   bool WriteValue(const std::wstring& tag, std::wstring_view text,
                   const MXmlConstantAttribute& type);
+  bool WriteUnnamedSubDocument(const std::wstring& xmlText);
 
   std::unique_ptr<MXmlDocument> document_;  // null when there is none
-  std::int32_t openSections_ = 0;
+  std::size_t openSections_ = 0;
+  Orvel::Detail::SectionBalance balance_;
 };

@@ -15,6 +15,7 @@
 #include "orvel/filers/in_filer_tagged_registry.h"
 #include "orvel/filers/out_filer_tagged_registry.h"
 #include "orvel/platform/windows_api.h"
+#include "tests/support/misuse_recorder.h"
 #include "tests/support/registry_sandbox.h"
 #include "tests/support/registry_seam.h"
 
@@ -58,6 +59,7 @@ RawRegistryValue Text(std::wstring_view text) {
 /// A filer of each kind on one sandbox, and what is said of both.
 class RegistryFilersTest : public testing::Test {
  protected:
+  Orvel::Testing::MisuseRecorder misuse_;  // some tests leave sections open
   RegistrySandbox sandbox_;
   const std::wstring application_ = sandbox_.GetApplicationKey();
   IOutFilerTaggedRegistry out_{kUser, application_};
@@ -95,7 +97,8 @@ TEST_F(RegistryFilersTest, SectionsAreKeysThatAValueCreates) {
   // Reading creates keys only when told, and not when it is asked for a section.
   std::int32_t count = 0;
   for (IInFilerTaggedRegistry* in : {&in_, &creating_}) {
-    EXPECT_TRUE(in->BeginSection(L"AXES") && in->BeginSection(L"x"));
+    EXPECT_TRUE(in == &in_ ? in->BeginNextSection(L"AXES\\x")
+                           : in->BeginSection(L"AXES") && in->BeginSection(L"x"));
     EXPECT_TRUE(in->ReadInt(L"count\\ALL", count, 0));
     EXPECT_EQ(count, 3);
     EXPECT_TRUE(!in->BeginNextSection(L"Y") && in->BeginSection(L"Y"));
@@ -139,10 +142,18 @@ TEST_F(RegistryFilersTest, NamesThatWouldMisleadTheRegistryAreRefused) {
     EXPECT_FALSE(IInFilerTaggedRegistry(kUser, key, true).ReadInt(L"a", number, 5));
     EXPECT_EQ(number, 5);
   }
-  for (const std::wstring& tag :
-       {std::wstring(), std::wstring(L"a\\b"), withZero, L's' + longest}) {
-    EXPECT_FALSE(out_.BeginSection(tag) || in_.BeginSection(tag) || in_.BeginNextSection(tag));
-    EXPECT_FALSE(out_.EndSection() || in_.EndSection()) << "nothing was opened";
+  for (const std::wstring& tag : {std::wstring(), withZero, L's' + longest, std::wstring(L"\\a"),
+                                  std::wstring(L"a\\"), L"a\\" + withZero + L"\\b"}) {
+    EXPECT_FALSE(in_.BeginNextSection(tag)) << "no such section exists";
+    EXPECT_TRUE(out_.BeginSection(tag) && in_.BeginSection(tag));
+    for (const bool isInside : {false, true}) {
+      EXPECT_FALSE(out_.WriteInt(L"a", 1) || out_.WriteString(L"", L"text")) << isInside;
+      EXPECT_FALSE(in_.ReadInt(L"a", number, 5) || in_.ReadString(L"", text, L"default"));
+      EXPECT_FALSE(in_.BeginNextSection(L"Part"));
+      EXPECT_TRUE(isInside || (out_.BeginSection(L"Part") && in_.BeginSection(L"Part")));
+    }
+    EXPECT_TRUE(out_.EndSection() && in_.EndSection() && out_.EndSection() && in_.EndSection());
+    EXPECT_FALSE(out_.EndSection() || in_.EndSection());
   }
   for (const std::wstring& tag : {withZero, std::wstring(16384, L'v')}) {
     EXPECT_FALSE(out_.WriteInt(tag, 1) || out_.WriteString(tag, L"text"));
@@ -153,6 +164,7 @@ TEST_F(RegistryFilersTest, NamesThatWouldMisleadTheRegistryAreRefused) {
     EXPECT_EQ(number, 4);
   }
   EXPECT_TRUE(seam.calls.empty());
+  EXPECT_TRUE(out_.WriteInt(L"a", 1) && in_.ReadInt(L"a", number, 5)) << "as if nothing had been";
 }
 
 TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
@@ -160,7 +172,7 @@ TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
   RegistrySeam seam;
   std::wstring path;
   for (int level = 0; level < kDepth; ++level) {
-    ASSERT_TRUE(out_.BeginSection(L"s") && in_.BeginSection(L"s"));
+    ASSERT_TRUE(out_.BeginSection(L"s") && (level % 2 == 0 || in_.BeginSection(L"s\\s")));
     path += level == 0 ? L"s" : L"\\s";
   }
   std::int32_t value = 0;

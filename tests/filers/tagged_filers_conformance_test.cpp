@@ -14,15 +14,18 @@
 #include <type_traits>
 #include <vector>
 
-#include "orvel/filers/in_filer_tagged_registry.h"
 #include "orvel/filers/in_filer_tagged_xml.h"
-#include "orvel/filers/out_filer_tagged_registry.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "tests/filers/failing_allocation.h"
+#include "tests/support/misuse_recorder.h"
+#if defined(_WIN32)
+#include "orvel/filers/in_filer_tagged_registry.h"
+#include "orvel/filers/out_filer_tagged_registry.h"
 #include "tests/support/registry_sandbox.h"
+#endif
 
 namespace {
 
-using Orvel::Testing::RegistrySandbox;
 using In = IInFilerTagged;
 using Out = IOutFilerTagged;
 
@@ -33,15 +36,20 @@ struct XmlStore {
   std::unique_ptr<In> Read() { return std::make_unique<MInFilerTaggedXml>(out.GetText()); }
 };
 
+#if defined(_WIN32)
 struct RegistryStore {
   static constexpr bool kIsRegistry = true;
-  RegistrySandbox sandbox;
+  Orvel::Testing::RegistrySandbox sandbox;
   IOutFilerTaggedRegistry out{MRegistryRoot::kCurrentUser, sandbox.GetApplicationKey()};
   std::unique_ptr<In> Read() {
     return std::make_unique<IInFilerTaggedRegistry>(MRegistryRoot::kCurrentUser,
                                                     sandbox.GetApplicationKey());
   }
 };
+using Stores = testing::Types<XmlStore, RegistryStore>;
+#else
+using Stores = testing::Types<XmlStore>;
+#endif
 
 template <class Store>
 class TaggedFilersTest : public testing::Test {
@@ -70,7 +78,6 @@ class TaggedFilersTest : public testing::Test {
   Out& out_ = store_.out;
 };
 
-using Stores = testing::Types<XmlStore, RegistryStore>;
 TYPED_TEST_SUITE(TaggedFilersTest, Stores);
 
 TYPED_TEST(TaggedFilersTest, ValuesComeBackExactly) {
@@ -183,6 +190,115 @@ TYPED_TEST(TaggedFilersTest, WalkingSectionsOfATagEnds) {
   EXPECT_EQ(in->BeginNextSection(L"Item"), !TypeParam::kIsRegistry) << "goes on behind it";
   EXPECT_EQ(in->ReadInt(L"Number", number, -1), !TypeParam::kIsRegistry);
   EXPECT_EQ(number, TypeParam::kIsRegistry ? -1 : 1);
+  EXPECT_EQ(in->EndSection(), !TypeParam::kIsRegistry);
+}
+
+TYPED_TEST(TaggedFilersTest, ASectionLeftOpenIsReportedUnlessItsUserIsOnTheWayOut) {
+  Orvel::Testing::MisuseRecorder recorder;
+  const std::size_t once = Orvel::Detail::ReportsMisuse() ? 1 : 0;
+  const auto reports = [&](const auto& use) {
+    try {
+      TypeParam store;
+      EXPECT_FALSE(store.out.WriteSubDocument(L"before", L"<broken>"));
+      EXPECT_TRUE(store.out.BeginSection(L"A") && store.out.WriteInt(L"v", 1));
+      use(store);
+    } catch (int) {
+    }
+    return recorder.Take().size();
+  };
+  EXPECT_EQ(reports([](auto&) {}), once);
+  EXPECT_EQ(reports([](auto& store) { store.out.EndSection(); }), 0u);
+  EXPECT_EQ(reports([](auto& store) { store.out.WriteSubDocument(L"s", L"<broken>"); }), 0u);
+  EXPECT_EQ(reports([](auto&) { throw 1; }), 0u);
+  const auto readerReports = [&](const wchar_t* tag) {
+    return reports([tag](auto& store) {
+      store.out.EndSection();
+      std::int32_t value = 0;
+      const auto in = store.Read();
+      EXPECT_TRUE(in->BeginSection(L"A"));
+      EXPECT_EQ(in->ReadInt(tag, value, 0), std::wstring(L"v") == tag);
+    });
+  };
+  EXPECT_EQ(readerReports(L"v"), once);
+  EXPECT_EQ(readerReports(L"missing"), 0u);
+}
+
+/// What operations are given and what they read. None of it allocates while one of them runs.
+struct Texts {
+  const std::wstring section = std::wstring(100, L's');
+  const std::wstring value = std::wstring(100, L'v');
+  const std::wstring document = L"<note>" + std::wstring(5000, L'n') + L"</note>";
+  std::wstring text;
+  std::int32_t number = 0;
+  double wide = 0.0;
+};
+
+/// Performs operations one after the other, with one allocation failing in them. Which raises is
+/// repeated. Returns what they returned and read.
+template <class Filer>
+std::vector<std::wstring> Perform(Filer& filer, bool (*const (&operations)[9])(Filer&, Texts&),
+                                  std::size_t& allocationsUntilFailure, bool& hasFailed) {
+  std::vector<std::wstring> log;
+  Texts texts;
+  for (const auto operation : operations) {
+    bool succeeded = false;
+    try {
+      const Orvel::Testing::FailingAllocation failing(allocationsUntilFailure);
+      succeeded = operation(filer, texts);
+    } catch (const std::bad_alloc&) {
+      hasFailed = true;
+      allocationsUntilFailure = (std::numeric_limits<std::size_t>::max)();
+      succeeded = operation(filer, texts);
+    }
+    log.push_back(std::to_wstring(succeeded) + texts.text + std::to_wstring(texts.number) +
+                  std::to_wstring(texts.wide));
+  }
+  return log;
+}
+
+constexpr bool (*kWrites[])(Out&, Texts&) = {
+    [](Out& out, Texts& texts) { return out.WriteDouble(texts.value, 0.5); },
+    [](Out& out, Texts& texts) { return out.BeginSection(texts.section); },
+    [](Out& out, Texts& texts) { return out.WriteInt(texts.value, 5); },
+    [](Out& out, Texts& texts) { return out.WriteSubDocument(L"d", texts.document); },
+    [](Out& out, Texts& texts) { return out.BeginSection(texts.value); },
+    [](Out& out, Texts& texts) { return out.WriteString(L"t", texts.document); },
+    [](Out& out, Texts&) { return out.EndSection(); },
+    [](Out& out, Texts&) { return out.WriteChar(L"c", '5'); },
+    [](Out& out, Texts&) { return out.EndSection(); }};
+
+constexpr bool (*kReads[])(In&, Texts&) = {
+    [](In& in, Texts& texts) { return in.ReadDouble(texts.value, texts.wide, 0.0); },
+    [](In& in, Texts& texts) { return in.BeginNextSection(texts.section); },
+    [](In& in, Texts& texts) { return in.ReadInt(texts.value, texts.number, 0); },
+    [](In& in, Texts& texts) { return in.ReadSubDocument(L"d", texts.text); },
+    [](In& in, Texts& texts) { return in.BeginSection(texts.value); },
+    [](In& in, Texts& texts) { return in.ReadString(L"t", texts.text, texts.document); },
+    [](In& in, Texts&) { return in.EndSection(); },
+    [](In& in, Texts& texts) { return in.BeginNextSection(texts.value); },
+    [](In& in, Texts&) { return in.EndSection(); }};
+
+TYPED_TEST(TaggedFilersTest, AnOperationThatRunsOutOfMemoryCanBeRepeated) {
+  Orvel::Testing::MisuseRecorder recorder;
+  std::vector<std::wstring> expected[2];
+  std::size_t failures = 0;
+  for (std::size_t skipped = 0; failures == skipped; ++skipped) {
+    // The first round, in which nothing fails, says what is to be expected.
+    std::size_t allocations =
+        skipped == 0 ? (std::numeric_limits<std::size_t>::max)() : skipped - 1;
+    bool hasFailed = skipped == 0;
+    TypeParam store;
+    std::vector<std::wstring> logs[2];
+    logs[0] = Perform<Out>(store.out, kWrites, allocations, hasFailed);
+    const auto in = store.Read();
+    logs[1] = Perform<In>(*in, kReads, allocations, hasFailed);
+    for (int i = 0; i < 2; ++i) {
+      if (skipped == 0) expected[i] = logs[i];
+      EXPECT_EQ(logs[i], expected[i]) << "allocation " << skipped << " failed";
+    }
+    if (hasFailed) ++failures;
+  }
+  EXPECT_GT(failures, 10u);
 }
 
 TYPED_TEST(TaggedFilersTest, SubDocumentsAreDocuments) {
