@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/filers/in_filer_tagged_xml.h"
 
-#include <algorithm>
-#include <limits>
-#include <locale>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -14,12 +11,6 @@
 namespace {
 
 namespace Format = Orvel::Detail::XmlFilerFormat;
-
-/// The standard's number parsing on a text in memory, without a stream around it.
-class NumberParser final : public std::num_get<wchar_t, const wchar_t*> {
- public:
-  NumberParser() : num_get(1) {}  // not counted by locales
-};
 
 /// Puts the document's position back at its end, also when memory ran out in between.
 class PositionKeeper {
@@ -37,9 +28,7 @@ class PositionKeeper {
 
 }  // namespace
 
-MInFilerTaggedXml::MInFilerTaggedXml() : document_(std::make_unique<MXmlDocument>()) {
-  streamState_.imbue(GetLocale().GetNumberLocale());
-}
+MInFilerTaggedXml::MInFilerTaggedXml() : document_(std::make_unique<MXmlDocument>()) {}
 
 MInFilerTaggedXml::MInFilerTaggedXml(std::wstring text) : MInFilerTaggedXml() {
   EnterRoot(document_->SetDocument(std::move(text)));
@@ -83,30 +72,13 @@ bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAtt
                        attribute_ == type.GetValue() && convert(document_->GetData(element)));
 }
 
-template <class Integer>
-bool MInFilerTaggedXml::Extract(const std::wstring& text, Integer& value) {
-  const auto& characters = std::use_facet<std::ctype<wchar_t>>(streamState_.getloc());
-  const wchar_t* const end = text.data() + text.size();
-  const wchar_t* const begin = characters.scan_not(std::ctype_base::space, text.data(), end);
-  std::ios_base::iostate state = std::ios_base::goodbit;
-  NumberParser().get(begin, end, streamState_, state, value);
-  return (state & (std::ios_base::failbit | std::ios_base::badbit)) == 0;
-}
-
 template <class Extracted, class Value>
 bool MInFilerTaggedXml::ReadInteger(const std::wstring& tag, const MXmlConstantAttribute& type,
                                     Value& value, Value defaultValue) {
   value = defaultValue;
   return ReadValue(tag, type, [&](const std::wstring& text) {
-    // Signed numbers are extracted as long, as streams do, and then range-tested.
-    std::conditional_t<std::is_signed_v<Extracted>, long, Extracted> extracted{};
-    if (!Extract(text, extracted)) return false;
-    if constexpr (std::is_signed_v<Extracted>) {
-      if (extracted < std::numeric_limits<Extracted>::min() ||
-          extracted > std::numeric_limits<Extracted>::max()) {
-        return false;
-      }
-    }
+    Extracted extracted{};
+    if (!Orvel::Detail::ParseInteger(text, GetLocale(), extracted)) return false;
     if constexpr (std::is_same_v<Value, bool>) {
       value = extracted != 0;
     } else {
@@ -139,11 +111,8 @@ bool MInFilerTaggedXml::ReadChar(const std::wstring& tag, char& value, char defa
       value = static_cast<char>(static_cast<unsigned>(text.front()) & 0xFFu);
       return true;
     }
-    long number = 0;
-    if (!Extract(text, number) || number < std::numeric_limits<std::int16_t>::min() ||
-        number > std::numeric_limits<std::int16_t>::max()) {
-      return false;
-    }
+    std::int16_t number = 0;
+    if (!Orvel::Detail::ParseInteger(text, GetLocale(), number)) return false;
     value = static_cast<char>(number);
     return true;
   });

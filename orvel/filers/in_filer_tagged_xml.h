@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ios>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,14 +79,11 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   template <class Extracted, class Value>
   bool ReadInteger(const std::wstring& tag, const MXmlConstantAttribute& type, Value& value,
                    Value defaultValue);
-  template <class Integer>
-  bool Extract(const std::wstring& text, Integer& value);
 
   std::unique_ptr<MXmlDocument> document_;  // null when the text could not be read
   std::size_t openSections_ = 0;
   Orvel::Detail::SectionBalance balance_;
   std::wstring errorText_;
   std::optional<MXmlLineAndColumn> errorPlace_;
-  std::basic_ios<wchar_t> streamState_{nullptr};  // carries the locale for the number facet
-  std::wstring attribute_;                        // kept for its memory
+  std::wstring attribute_;  // kept for its memory
 };

@@ -64,7 +64,12 @@ std::optional<std::size_t> DecodeUtf8(std::string_view bytes, std::wstring& text
   return std::nullopt;
 }
 
-std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes) {
+namespace {
+
+enum class Unpaired { kRefused, kReplaced };
+
+std::optional<std::size_t> Encode(std::wstring_view text, Unpaired unpaired, std::string& bytes) {
+  constexpr std::uint32_t kReplacement = 0xFFFD;
   constexpr std::uint32_t kUnitMask = sizeof(wchar_t) == 2 ? 0xFFFFU : 0xFFFFFFFFU;
   std::string result;
   result.reserve(text.size() + text.size() / 8);
@@ -77,12 +82,17 @@ std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes
     if constexpr (sizeof(wchar_t) == 2) {
       if (code >= kFirstSurrogate && code < kFirstLowSurrogate && i + 1 < text.size()) {
         const std::uint32_t low = static_cast<std::uint32_t>(text[i + 1]) & kUnitMask;
-        if (low < kFirstLowSurrogate || low > kLastSurrogate) return i;
-        code = kFirstSupplementary + ((code - kFirstSurrogate) << 10) + (low - kFirstLowSurrogate);
-        ++i;
+        if (low >= kFirstLowSurrogate && low <= kLastSurrogate) {
+          code =
+              kFirstSupplementary + ((code - kFirstSurrogate) << 10) + (low - kFirstLowSurrogate);
+          ++i;
+        }
       }
     }
-    if (IsSurrogate(code) || code > kMaxCodePoint) return i;
+    if (IsSurrogate(code) || code > kMaxCodePoint) {
+      if (unpaired == Unpaired::kRefused) return i;
+      code = kReplacement;
+    }
     if (code < 0x800) {
       result += static_cast<char>(0xC0 | (code >> 6));
     } else {
@@ -98,6 +108,18 @@ std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes
   }
   bytes = std::move(result);
   return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes) {
+  return Encode(text, Unpaired::kRefused, bytes);
+}
+
+std::string EncodeUtf8Replacing(std::wstring_view text) {
+  std::string bytes;
+  static_cast<void>(Encode(text, Unpaired::kReplaced, bytes));
+  return bytes;
 }
 
 std::string_view SkipUtf8ByteOrderMark(std::string_view bytes) noexcept {

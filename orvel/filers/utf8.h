@@ -38,6 +38,9 @@ inline wchar_t* WriteCodePoint(std::uint32_t code, wchar_t* output) noexcept {
 /// returns its offset in units and leaves `bytes` untouched; no value on success.
 [[nodiscard]] std::optional<std::size_t> EncodeUtf8(std::wstring_view text, std::string& bytes);
 
+/// Converts wide text to UTF-8, each unit that EncodeUtf8() refuses as U+FFFD.
+[[nodiscard]] std::string EncodeUtf8Replacing(std::wstring_view text);
+
 /// `bytes` without the byte order mark at their start, if there is one.
 [[nodiscard]] std::string_view SkipUtf8ByteOrderMark(std::string_view bytes) noexcept;
 

@@ -105,10 +105,7 @@ bool MException::ReadChain(const MFilerPair& filer) {
 }
 
 std::string MException::GetChainDescriptionUtf8() const {
-  std::wstring text = GetChainDescription();
-  std::string bytes;
-  while (const auto unpaired = Orvel::Detail::EncodeUtf8(text, bytes)) text[*unpaired] = L'\xFFFD';
-  return bytes;
+  return Orvel::Detail::EncodeUtf8Replacing(GetChainDescription());
 }
 
 std::wstring MException::GetChainXml() const {

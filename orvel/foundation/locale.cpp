@@ -2,8 +2,10 @@
 #include "orvel/foundation/locale.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <exception>
+#include <new>
 
 #include "orvel/foundation/exception.h"
 #include "orvel/platform/windows_api.h"
@@ -66,8 +68,10 @@ MLocale::MLocale(const char* name) : name_(RepairLocaleName(name)) {
 }
 
 const MLocale& MLocale::Instance() {
-  static const MLocale instance("C");
-  return instance;
+  // In storage without a destructor: threads of global objects still use it while the process ends.
+  alignas(MLocale) static std::byte storage[sizeof(MLocale)];
+  static const MLocale* const instance = new (storage) MLocale("C");
+  return *instance;
 }
 
 std::string MLocale::RepairLocaleName(const char* name) {

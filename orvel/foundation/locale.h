@@ -37,8 +37,9 @@ class MLocale {
   MLocale(const MLocale&) = delete;
   MLocale& operator=(const MLocale&) = delete;
 
-  /// The framework's instance, for the name "C", built on first use. When that fails the error
-  /// reaches the caller and the next call tries again.
+  /// The framework's instance, for the name "C", built on first use and never destroyed, so that
+  /// destructors of global objects may use it too. When building it fails the error reaches the
+  /// caller and the next call tries again. May be called from any thread.
   [[nodiscard]] static const MLocale& Instance();
 
   /// The locale to imbue into streams that write or read numbers.

@@ -17,6 +17,8 @@
 namespace Orvel::Detail {
 namespace {
 
+constexpr const wchar_t* kAsciiSpace = L" \t\n\v\f\r";
+
 wchar_t DecimalPoint(const MLocale& locale) {
   return std::use_facet<std::numpunct<wchar_t>>(locale.GetNumberLocale()).decimal_point();
 }
@@ -68,7 +70,7 @@ DecimalShape MeasureDecimal(std::wstring_view text, wchar_t decimalPoint) noexce
     magnitude = static_cast<std::int64_t>(wholeDigits - firstSignificant);
   } else if (fractionDigits != 0) {
     const std::size_t fraction = wholeDigits + 1;
-    magnitude = -static_cast<std::int64_t>(std::min(text.find_first_not_of(L'0', fraction), end) -
+    magnitude = -static_cast<std::int64_t>((std::min)(text.find_first_not_of(L'0', fraction), end) -
                                            fraction);
   }
 
@@ -129,10 +131,32 @@ std::wstring ScientificText(double value, int digits, const MLocale& locale) {
   return text;
 }
 
+bool ParseMagnitude(std::wstring_view text, const MLocale& locale, bool& isNegative,
+                    std::uint64_t& magnitude) {
+  std::size_t place = text.find_first_not_of(kAsciiSpace);
+  if (place < text.size() && text[place] > 0x7F) {
+    // What else is white space is the runtime's affair.
+    const auto& characters = std::use_facet<std::ctype<wchar_t>>(locale.GetNumberLocale());
+    while (place < text.size() && characters.is(std::ctype_base::space, text[place])) ++place;
+  }
+  if (place >= text.size()) return false;
+  isNegative = text[place] == L'-';
+  if (isNegative || text[place] == L'+') ++place;
+  const std::size_t firstDigit = place;
+  std::uint64_t number = 0;
+  for (; place < text.size() && IsDigit(text[place]); ++place) {
+    const auto digit = static_cast<std::uint64_t>(text[place] - L'0');
+    if (number > ((std::numeric_limits<std::uint64_t>::max)() - digit) / 10) return false;
+    number = number * 10 + digit;
+  }
+  magnitude = number;
+  return place != firstDigit;
+}
+
 bool ParseDouble(std::wstring_view text, const MLocale& locale, double& value) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  text.remove_prefix(std::min(text.find_first_not_of(L" \t\n\v\f\r"), text.size()));
+  text.remove_prefix((std::min)(text.find_first_not_of(kAsciiSpace), text.size()));
   const bool isNegative = !text.empty() && text.front() == L'-';
   if (!text.empty() && (isNegative || text.front() == L'+')) text.remove_prefix(1);
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 class MLocale;
 
@@ -18,6 +21,27 @@ namespace Orvel::Detail {
 /// "1.#SNAN", "1.#NAN" and "1.#IND", with signs, in any case of letters. A number too large is an
 /// infinity, one too small zero. False, with `value` untouched, when there is no number.
 [[nodiscard]] bool ParseDouble(std::wstring_view text, const MLocale& locale, double& value);
+
+/// The sign and the digits of an integer, for ParseInteger(). False when there are no digits, or
+/// 64 bits do not hold what they stand for.
+[[nodiscard]] bool ParseMagnitude(std::wstring_view text, const MLocale& locale, bool& isNegative,
+                                  std::uint64_t& magnitude);
+
+/// Reads a decimal integer of up to 64 bits at the start of `text`, as a stream does: white space
+/// of the locale before it and a sign are taken, what follows its digits is ignored. A minus sign
+/// in front of an unsigned number that fits negates it modulo 2^bits. False, with `value`
+/// untouched, when there is none or it does not fit.
+template <class Integer>
+[[nodiscard]] bool ParseInteger(std::wstring_view text, const MLocale& locale, Integer& value) {
+  bool isNegative = false;
+  std::uint64_t magnitude = 0;
+  if (!ParseMagnitude(text, locale, isNegative, magnitude)) return false;
+  auto largest = static_cast<std::uint64_t>((std::numeric_limits<Integer>::max)());
+  if constexpr (std::is_signed_v<Integer>) largest += isNegative ? 1U : 0U;
+  if (magnitude > largest) return false;
+  value = static_cast<Integer>(isNegative ? 0 - magnitude : magnitude);
+  return true;
+}
 
 /// `value` as the nearest float; an infinity when it is out of range.
 [[nodiscard]] float NarrowToFloat(double value) noexcept;

@@ -8,6 +8,7 @@
 
 using Orvel::Detail::DecodeUtf8;
 using Orvel::Detail::EncodeUtf8;
+using Orvel::Detail::EncodeUtf8Replacing;
 
 namespace {
 
@@ -43,6 +44,8 @@ TEST(Utf8Test, RefusesWhatIsMalformedWithItsOffset) {
     EXPECT_EQ(EncodeUtf8(unpaired, bytes), 1U);
     EXPECT_EQ(bytes, "kept");
   }
+  EXPECT_EQ(EncodeUtf8Replacing(L"\xDE00\xD83D\U0001F600x\xD83D"),
+            "\xEF\xBF\xBD\xEF\xBF\xBD\xF0\x9F\x98\x80x\xEF\xBF\xBD");
 }
 
 }  // namespace

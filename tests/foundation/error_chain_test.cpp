@@ -156,6 +156,10 @@ TEST(MExceptionTest, DescribesItsChainForPeople) {
   EXPECT_EQ(chain.GetChainDescriptionUtf8(),
             "Unspecified error\nSecond (file = \xE2\x82\xAC\xEF\xBF\xBD, winErrorCode = 5)\n");
   EXPECT_STREQ(chain.what(), "Unknown exception");
+  // Many minutes' work for an encoder that starts afresh behind each of them.
+  constexpr std::size_t kUnpaired = 400'000;
+  EXPECT_EQ(MException(MError(std::wstring(kUnpaired, L'\xD83D'))).GetChainDescriptionUtf8().size(),
+            3 * kUnpaired + 1);
 }
 
 }  // namespace

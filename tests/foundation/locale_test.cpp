@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <iomanip>
 #include <new>
 #include <sstream>
 
+#include "orvel/foundation/number_text.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/flow_dump_reader.h"
 #include "tests/support/raised_error.h"
@@ -52,6 +55,80 @@ TEST(MLocaleTest, NameThatTheLibraryRefusesIsACascadeErrorOfTheInstance) {
   EXPECT_EQ(records[0].object, FlowObject(storage));
   EXPECT_EQ(MLocale("C").GetName(), "C") << "the next construction starts afresh";
 }
+
+template <class... Integers>
+void ExpectReadAsByStreams(const std::wstring& text) {
+  const auto check = [&text](auto value) {
+    auto streamed = value;
+    std::wistringstream stream(text);
+    stream.imbue(MLocale::Instance().GetNumberLocale());
+    const bool isStreamed = !(stream >> streamed).fail();
+    ASSERT_EQ(Orvel::Detail::ParseInteger(text, MLocale::Instance(), value), isStreamed)
+        << testing::PrintToString(text) << " in " << sizeof value << " bytes";
+    EXPECT_EQ(value, isStreamed ? streamed : decltype(value){55}) << testing::PrintToString(text);
+  };
+  (check(Integers{55}), ...);
+}
+
+TEST(ParseIntegerTest, ReadsWhatAStreamReads) {
+  for (const char* const digits : {"",
+                                   "0",
+                                   "00",
+                                   "7x",
+                                   "7 8",
+                                   "007",
+                                   "0x10",
+                                   "010",
+                                   "1,5",
+                                   "1,000",
+                                   "1.5",
+                                   "1e3",
+                                   "32767",
+                                   "32768",
+                                   "32769",
+                                   "65535",
+                                   "65536",
+                                   "2147483647",
+                                   "2147483648",
+                                   "2147483649",
+                                   "4294967295",
+                                   "4294967296",
+                                   "9223372036854775807",
+                                   "9223372036854775808",
+                                   "9223372036854775809",
+                                   "18446744073709551615",
+                                   "18446744073709551616",
+                                   "00000000000000000000000000000000000012",
+                                   "99999999999999999999999999999999999999999999",
+                                   "x",
+                                   "-1",
+                                   "+1",
+                                   " 1",
+                                   "\xB2"}) {
+    for (const char* const before : {"", "-", "+", "- ", "+-", " \t\n\v\f\r", "\n-", "\x1F", "_"}) {
+      std::wstring text;
+      for (const char* part : {before, digits}) {
+        while (*part != '\0') text += static_cast<unsigned char>(*part++);
+      }
+      ExpectReadAsByStreams<std::int16_t, std::uint16_t, std::int32_t, std::uint32_t, std::int64_t,
+                            std::uint64_t>(text);
+    }
+  }
+  for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    ExpectReadAsByStreams<std::int32_t>({static_cast<wchar_t>(unit), L' ', L'4'});
+  }
+}
+
+/// Writes and reads numbers when everything else of the process that is static has gone.
+struct LastUser {
+  ~LastUser() {
+    double number = 0.0;
+    const std::wstring text = Orvel::Detail::ScientificText(2.5, 15, MLocale::Instance());
+    if (!Orvel::Detail::ParseDouble(text, MLocale::Instance(), number) || number != 2.5) {
+      std::_Exit(EXIT_FAILURE);
+    }
+  }
+} lastUser;  // built before the instance
 
 TEST(MLocaleTest, RepairReplacesTheFirstOfEachLongForm) {
   const std::pair<const char*, const char*> cases[] = {
