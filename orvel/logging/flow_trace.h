@@ -51,6 +51,8 @@ class [[nodiscard]] MFlowScope {
       : point_(point), object_(object) {
     point_.Record(MFlowEvent::kScopePush, object_);
   }
+  /// A scope on a point that is gone before the scope ends.
+  MFlowScope(const MFlowPoint&& point, const void* object) = delete;
   MFlowScope(const MFlowScope&) = delete;
   MFlowScope& operator=(const MFlowScope&) = delete;
   ~MFlowScope() { point_.Record(MFlowEvent::kScopePop, object_); }

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "orvel/foundation/source_context.h"
 #include "tests/support/flow_dump_reader.h"
 
 namespace {
@@ -17,6 +18,13 @@ using testing::AllOf;
 using testing::Field;
 
 static_assert(std::is_trivially_destructible_v<MFlowPoint>, "points record to the very end");
+
+template <class Point>
+constexpr bool kTakesScope = std::is_constructible_v<MFlowScope, Point, const void*>;
+static_assert(kTakesScope<MFlowPoint&> && kTakesScope<const MFlowPoint&>);
+static_assert(kTakesScope<MSourceContext&> && kTakesScope<const MSourceContext&>);
+static_assert(!kTakesScope<MFlowPoint> && !kTakesScope<const MFlowPoint>, "gone before the scope");
+static_assert(!kTakesScope<MSourceContext> && !kTakesScope<const MSourceContext>);
 
 TEST(MFlowPointTest, RecordsUnderItsNames) {
   static const MFlowPoint point(L"Importer", L"Open");
