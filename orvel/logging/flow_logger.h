@@ -62,7 +62,8 @@ class MFlowLogger {
   /// Attaches `other` when it is an `MKLoggerAdapter`: each of the two records that it met the
   /// other, `other` learns the names known here, and from then on what is recorded or named here
   /// goes to `other` as well. Anything else, null included, detaches the logger attached before,
-  /// if any. Attaching a logger to itself does nothing.
+  /// if any. Attaching a logger to itself does nothing. `other` may be another module's that was
+  /// built with the same compiler, runtime and version of the library.
   /// The attached logger must outlive the attachment, and a recorder that is running while it is
   /// detached may still reach it: let such threads come to rest before that module goes away.
   virtual void attachModule(MFlowLogger* other) = 0;

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 #include "orvel/logging/event_codes.h"
@@ -40,6 +41,14 @@ MKLoggerAdapter* BuildProcessLogger() {
   }
   return PublishOnce(Orvel::Detail::processAdapter,
                      std::make_unique<MKLoggerAdapter>(implementation));
+}
+
+/// `logger` when it is an adapter, null when it is anything else. Judged by the name of its class:
+/// every module that links the library has the class once more, with a virtual table of its own,
+/// and a `dynamic_cast` to a class that is final may be decided by the table's address.
+MKLoggerAdapter* AsAdapter(MFlowLogger* logger) {
+  const bool isAdapter = logger != nullptr && typeid(*logger) == typeid(MKLoggerAdapter);
+  return isAdapter ? static_cast<MKLoggerAdapter*>(logger) : nullptr;
 }
 
 /// A logger without ring, in storage that is never destroyed.
@@ -81,7 +90,7 @@ bool MKLoggerAdapter::dumpToFile(const wchar_t*) {
 }
 
 void MKLoggerAdapter::attachModule(MFlowLogger* other) {
-  auto* const adapter = dynamic_cast<MKLoggerAdapter*>(other);
+  const MKLoggerAdapter* const adapter = AsAdapter(other);
   const auto record = [](MFlowLoggerImplementation* logger, std::int32_t code,
                          const MFlowLoggerImplementation* object) {
     if (logger != nullptr) logger->Record(code, 0, 0, 0, 0, FlowObject(object));

@@ -13,6 +13,7 @@
 
 #include "orvel/logging/event_codes.h"
 #include "orvel/logging/flow_logger_implementation.h"
+#include "orvel/platform/windows_api.h"
 #include "orvel/threads/generic_guard.h"
 #include "tests/support/flow_dump_reader.h"
 #include "tests/support/hang_watchdog.h"
@@ -133,6 +134,44 @@ TEST(MKLoggerAdapterTest, AnythingButAnAdapterDetaches) {
     EXPECT_THAT(other.Dump(), ElementsAre(Module(EventCode::kLogModuleAdded, own), Logged(1),
                                           Module(EventCode::kLogModuleRemoved, own)));
   }
+}
+
+template <class Function>
+Function* FindFunction(HMODULE module, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(::GetProcAddress(module, name)));
+}
+
+TEST(MKLoggerAdapterTest, AnotherModulesLoggerAttachesBothWays) {
+  // Stays loaded: its logger is never destroyed.
+  const HMODULE module = ::LoadLibraryW(L"second_module.dll");
+  ASSERT_NE(module, nullptr) << ::GetLastError();
+  auto* const getLogger = FindFunction<MFlowLogger*()>(module, "GetSecondModulesLogger");
+  ASSERT_NE(getLogger, nullptr);
+  MFlowLogger& theirs = *getLogger();
+  Logger own;
+  own.adapter.nameLabel(5, L"Old");
+  own.adapter.attachModule(&theirs);
+  theirs.attachModule(&own.adapter);
+  theirs.logEvent(kConstructionIndex, 1, 0, 5, 6, 7);
+  own.Log(2);
+  own.adapter.attachModule(nullptr);
+  own.Log(3);
+  theirs.attachModule(nullptr);
+
+  const auto ofKind = [](std::int32_t kind) { return Field(&Record::kind, kind); };
+  const auto named = [](std::int32_t arg1) {
+    return AllOf(Logged(arg1), Field(&Record::className, "Old"));
+  };
+  std::ostringstream dump;
+  theirs.dump(dump);
+  EXPECT_THAT(ReadFlowDump(dump.str()),
+              ElementsAre(ofKind(EventCode::kLogModuleAdded), ofKind(EventCode::kLogModuleAdded),
+                          named(1), named(2), ofKind(EventCode::kLogModuleRemoved),
+                          ofKind(EventCode::kLogModuleRemoved)));
+  EXPECT_THAT(own.Dump(),
+              ElementsAre(ofKind(EventCode::kLogModuleAdded), ofKind(EventCode::kLogModuleAdded),
+                          named(1), named(2), ofKind(EventCode::kLogModuleRemoved), named(3),
+                          ofKind(EventCode::kLogModuleRemoved)));
 }
 
 TEST(MKLoggerAdapterTest, TwoLoggersMayAttachToEachOtherAtOnce) {
