@@ -89,7 +89,8 @@ class MDiagnosticsRegistry {
                             const wchar_t* name) noexcept = 0;
   /// Names an object by its address or handle.
   virtual void nameObject(std::uint64_t object, const wchar_t* name) noexcept = 0;
-  /// Names the calling thread, to the logger and to an attached debugger.
+  /// Names the calling thread: to the logger, to an attached debugger, and to the system, which
+  /// shows the name in debuggers that attach later and in crash dumps.
   virtual void nameCurrentThread(const wchar_t* name) noexcept = 0;
   /// Names a state of a class; `classId` is the class's label identifier.
   virtual void nameState(std::int32_t classId, std::int32_t state,

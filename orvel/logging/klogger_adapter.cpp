@@ -130,6 +130,7 @@ void MKLoggerAdapter::nameCurrentThread(const wchar_t* name) noexcept {
   } catch (const std::bad_alloc&) {
     // Only the debugger goes without the name.
   }
+  Orvel::Detail::DescribeCurrentThread(name != nullptr ? name : L"");
   ForEachLogger([&](MFlowLoggerImplementation& logger) { logger.NameThread(threadId, name); });
 }
 

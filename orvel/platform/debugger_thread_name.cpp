@@ -10,25 +10,64 @@ namespace {
 
 constexpr DWORD kThreadNamingException = 0x406D1388;
 constexpr DWORD kThreadNamingType = 0x1000;
+// 32-bit type, the name, then the 32-bit thread id and 32-bit flags of 0 in one word.
+using ThreadNaming = ULONG_PTR[3];
 
-// A vectored handler, because structured handlers are not in every compiler's language. It may
-// see another thread's naming exception as well; continuing is what that one wants, too.
+void RaiseThreadNaming(const ThreadNaming& naming) {
+  ::RaiseException(kThreadNamingException, 0, static_cast<DWORD>(std::size(naming)), naming);
+}
+
+#if defined(_MSC_VER)
+
+LONG FilterThreadNaming(DWORD code) noexcept {
+  return code == kThreadNamingException ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
+}
+
+void RaiseAndIgnore(const ThreadNaming& naming) {
+  __try {
+    RaiseThreadNaming(naming);
+  } __except (FilterThreadNaming(GetExceptionCode())) {
+    // No debugger wanted it.
+  }
+}
+
+#else
+
+// For compilers that have no structured handlers, or not beside this runtime. The process has this
+// one only while a thread is being named; what other threads raise meanwhile goes on to their own
+// handlers.
 LONG CALLBACK ContinueAfterThreadNaming(EXCEPTION_POINTERS* exception) noexcept {
-  return exception->ExceptionRecord->ExceptionCode == kThreadNamingException
+  const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+  return record.ExceptionCode == kThreadNamingException &&
+                 record.NumberParameters == std::size(ThreadNaming{}) &&
+                 record.ExceptionInformation[2] == ::GetCurrentThreadId()
              ? EXCEPTION_CONTINUE_EXECUTION
              : EXCEPTION_CONTINUE_SEARCH;
 }
 
+void RaiseAndIgnore(const ThreadNaming& naming) {
+  void* const handler = ::AddVectoredExceptionHandler(1, &ContinueAfterThreadNaming);
+  if (handler == nullptr) return;  // without it the exception would end the process
+  RaiseThreadNaming(naming);
+  ::RemoveVectoredExceptionHandler(handler);
+}
+
+#endif
+
 }  // namespace
 
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
-  // 32-bit type, the name, then the 32-bit thread id and 32-bit flags of 0 in one word.
-  const ULONG_PTR information[] = {kThreadNamingType, reinterpret_cast<ULONG_PTR>(name), threadId};
-  void* const handler = ::AddVectoredExceptionHandler(1, &ContinueAfterThreadNaming);
-  if (handler == nullptr) return;  // without it the exception would end the process
-  ::RaiseException(kThreadNamingException, 0, static_cast<DWORD>(std::size(information)),
-                   information);
-  ::RemoveVectoredExceptionHandler(handler);
+  RaiseAndIgnore({kThreadNamingType, reinterpret_cast<ULONG_PTR>(name), threadId});
+}
+
+void DescribeCurrentThread(const wchar_t* name) noexcept {
+  // Windows has it since 2016; looked up, so that programs start on older ones, too.
+  using SetDescription = HRESULT(WINAPI*)(HANDLE, const wchar_t*);
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  if (kernel == nullptr) return;
+  const auto setDescription = reinterpret_cast<SetDescription>(
+      reinterpret_cast<void (*)()>(::GetProcAddress(kernel, "SetThreadDescription")));
+  if (setDescription != nullptr) static_cast<void>(setDescription(::GetCurrentThread(), name));
 }
 
 }  // namespace Orvel::Detail

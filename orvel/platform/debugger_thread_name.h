@@ -6,7 +6,13 @@
 namespace Orvel::Detail {
 
 /// Tells an attached debugger the name of the thread `threadId`, by the structured exception that
-/// debuggers look for. Without a debugger nothing happens. Any thread; raises nothing.
+/// debuggers look for. Without a debugger the exception ends here; a first-chance handler of the
+/// process may see it pass. `threadId` is the calling thread's. Raises nothing.
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
+
+/// Gives the calling thread its description, which the system keeps for debuggers that attach
+/// later, for profilers and for crash dumps. Does nothing where the system is too old to have
+/// descriptions. Raises nothing.
+void DescribeCurrentThread(const wchar_t* name) noexcept;
 
 }  // namespace Orvel::Detail

@@ -230,6 +230,22 @@ TEST(MKLoggerAdapterTest, FirstUseByManyThreadsBuildsOneLoggerThatKnowsThemByNam
 }
 
 TEST(MKLoggerAdapterTest, DumpToFileNeedsTheFolder) {
+TEST(MKLoggerAdapterTest, NamesTheThreadToTheSystem) {
+  Logger logger;
+  std::wstring description;
+  std::thread([&] {
+    logger.adapter.nameCurrentThread(nullptr);
+    logger.adapter.nameCurrentThread(L"Z\u00e4hler \u03b1");
+    auto* const getDescription = FindFunction<HRESULT WINAPI(HANDLE, wchar_t**)>(
+        ::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription");
+    wchar_t* text = nullptr;
+    if (getDescription == nullptr || getDescription(::GetCurrentThread(), &text) < 0) return;
+    description = text;
+    ::LocalFree(text);
+  }).join();
+  EXPECT_EQ(description, L"Z\u00e4hler \u03b1") << "all of its characters, unlike in a dump";
+}
+
   const std::filesystem::path path = "C:\\Temp\\DebugDump.log";
   const std::filesystem::path aside = "C:\\Temp put aside by a test";
   if (std::filesystem::exists(path.parent_path())) {

@@ -13,6 +13,7 @@ namespace Orvel::Detail {
 void EnterMultithreadedApartment() noexcept {}
 void LeaveApartment() noexcept {}
 void AnnounceThreadName(std::uint32_t, const char*) noexcept {}
+void DescribeCurrentThread(const wchar_t*) noexcept {}
 std::wstring FindSystemMessage(std::uint32_t) { return {}; }
 
 }  // namespace Orvel::Detail
