@@ -34,10 +34,8 @@ T* PublishOnce(std::atomic<T*>& slot, std::unique_ptr<T> built) noexcept {
 MKLoggerAdapter* BuildProcessLogger() {
   MFlowLoggerImplementation* implementation = processImplementation.load(std::memory_order_acquire);
   if (implementation == nullptr) {
-    auto built = std::make_unique<MFlowLoggerImplementation>();
-    // Events that concern no object say so instead of looking like one whose name is missing.
-    built->NameObject(0, L"none");
-    implementation = PublishOnce(processImplementation, std::move(built));
+    implementation =
+        PublishOnce(processImplementation, std::make_unique<MFlowLoggerImplementation>());
   }
   return PublishOnce(Orvel::Detail::processAdapter,
                      std::make_unique<MKLoggerAdapter>(implementation));

@@ -216,7 +216,7 @@ TEST(MKLoggerAdapterTest, FirstUseByManyThreadsBuildsOneLoggerThatKnowsThemByNam
         seen[static_cast<std::size_t>(t)] = &logger;
         logger.nameCurrentThread((L"worker " + std::to_wstring(t)).c_str());
         for (int i = 0; i < 50; ++i) logger.nameCurrentThread(L"too late");
-        logger.logEvent(0, t, 2, 3, 4, 5);
+        logger.logEvent(0, t, 2, 3, 4, 0);
         start.Await();  // the id of a thread that has gone may be used again
       });
     }
@@ -226,6 +226,7 @@ TEST(MKLoggerAdapterTest, FirstUseByManyThreadsBuildsOneLoggerThatKnowsThemByNam
   ASSERT_THAT(records, SizeIs(kThreads));
   for (const Record& record : records) {
     EXPECT_EQ(record.threadName, "worker " + std::to_string(record.arg1));
+    EXPECT_EQ(record.objectName, "unknown") << "no object has no name, either";
   }
 }
 
