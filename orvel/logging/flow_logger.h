@@ -54,8 +54,9 @@ class MFlowLogger {
   /// another; a full ring takes its formatting plus eight pauses of 10 ms.
   virtual void dump(std::ostream& stream) = 0;
 
-  /// Dumps into the file "C:\Temp\DebugDump.log", which is truncated. False when it cannot be
-  /// opened (a missing folder is not created), else true, whether or not the dump got through.
+  /// Dumps into the file "C:\Temp\DebugDump.log", which is truncated; its lines end in CR LF.
+  /// False when it cannot be opened (a missing folder is not created), else true, whether or not
+  /// the dump got through.
   /// The argument is not used.
   virtual bool dumpToFile(const wchar_t* ignored) = 0;
 
