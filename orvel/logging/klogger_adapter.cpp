@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <typeinfo>
-#include <utility>
 
 #include "orvel/logging/event_codes.h"
 #include "orvel/platform/debugger_thread_name.h"
