@@ -6,7 +6,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
 # Without its preloader Wine's start fails once in some thousand programs: the kernel may then have
 # put the heap at 0x7ffe0000, where every Windows program has its shared user data.
-build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64 wine64-preloader)
+build_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix nlohmann-json3-dev wine64
+  wine64-preloader)
 test_packages=(googletest python3)
 
 say() { printf '\n== %s\n' "$*"; }

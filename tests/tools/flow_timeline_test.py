@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Runs flow_timeline: flow_timeline_test.py FLOW_TIMELINE FOLDER_AUDIT COMMAND...
+
+COMMAND starts a Windows program. Checks the trace of a real dump, a full ring, a damaged one and one
+with hostile names: that it is JSON of the trace-event format, that every begin has its end, that
+times do not run backwards within a thread, and that it holds what a count of the dump says.
+"""
+
+import collections
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import flow_dump
+
+
+def check_trace(trace, text):
+    counts, stacks, times = collections.Counter(), collections.defaultdict(list), {}
+    flows = collections.defaultdict(list)
+    for event in trace["traceEvents"]:
+        assert {"ph", "pid", "tid"} <= event.keys(), event
+        track = event["pid"], event["tid"]
+        if event["ph"] == "M":
+            assert event["args"], event
+            continue
+        assert isinstance(event["ts"], int) and event["ts"] >= times.get(track, 0), event
+        times[track] = event["ts"]
+        if event["ph"] == "E":
+            stacks[track].pop()
+            continue
+        assert isinstance(event["name"], str) and isinstance(event["cat"], str), event
+        if event["ph"] == "B":
+            stacks[track].append(event["name"])
+            counts[event["cat"]] += 1
+        elif event["ph"] == "i":
+            assert event["s"] == "t" and event["args"].keys() >= {"object", "argument1"}, event
+            counts["instants"] += 1
+            counts["errors"] += event["cat"] == "error"
+        else:
+            assert event["ph"] in "sf" and stacks[track], event
+            flows[event["id"]].append((event["ph"], event["args"] if "args" in event else None))
+    assert not any(stacks.values()), "a begin without end"
+    for ends in flows.values():
+        assert sorted(phase for phase, _ in ends) == ["f", "s"], ends
+    expected = flow_dump.count(text)
+    assert counts["scope"] == expected["slices"], (counts, expected)
+    assert counts["state"] == expected["states"], (counts, expected)
+    assert counts["message"] == expected["messages"], (counts, expected)
+    assert counts["instants"] + counts["message"] == expected["instants"], (counts, expected)
+    assert counts["errors"] == expected["errors"], (counts, expected)
+    return flows
+
+
+def main():
+    timeline, audit, command = sys.argv[1], sys.argv[2], sys.argv[3:]
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+
+        def run(*arguments, code=0):
+            done = subprocess.run([*command, *arguments], cwd=folder, text=True, timeout=60,
+                                  stdin=subprocess.DEVNULL, capture_output=True)
+            assert done.returncode == code, done
+            return done.stdout
+
+        def trace_of(text, line_end="\n"):
+            (folder / "flow.log").write_text(text, encoding="latin-1", newline=line_end)
+            run(timeline, "flow.log")
+            trace = json.loads((folder / "flow.log.json").read_text(encoding="utf-8"))
+            assert (folder / "flow.log.html").stat().st_size > 0
+            return trace
+
+        (folder / "files").mkdir()
+        for i in range(20):
+            (folder / "files" / f"{i}.txt").write_text("text" * i)
+        run(audit, "--flow-log", "real.log", "--settings-key", "FlowTimelineTest", "files")
+        real = (folder / "real.log").read_text(encoding="latin-1")
+        trace = trace_of(real)
+        check_trace(trace, real)
+        names = {event["args"]["name"] for event in trace["traceEvents"]
+                 if event["name" if "name" in event else "ph"] == "thread_name"}
+        assert "Main thread" in names and any("MCommandProcessor" in name for name in names), names
+
+        ring = flow_dump.full_ring()
+        trace = trace_of(ring)
+        assert len(check_trace(trace, ring)) > 100
+        assert trace["otherData"]["isRingFull"]
+
+        hostile = flow_dump.hostile()
+        trace = trace_of(hostile)
+        assert len(check_trace(trace, hostile)) == 1
+        names = [event["args"]["what"] for event in trace["traceEvents"]
+                 if event["ph"] == "i" and event["cat"] == "error"]
+        assert names == [flow_dump.HOSTILE], names
+
+        damaged = real[real.index("\n% ") + 5:len(real) // 2]  # begins and ends inside a record
+        trace = trace_of(damaged, "\r\n")
+        whole = damaged[damaged.index("\n%"):damaged.rindex("\n% ")]
+        check_trace(trace, whole)
+        assert trace["otherData"]["skippedRecords"] >= 1
+
+        assert "Usage" in run(timeline, "--help")
+        run(timeline, "missing.log", code=1)
+        run(timeline, "--page", code=2)
+        (folder / "text").write_text("no dump\n")
+        run(timeline, "text", code=1)
+
+
+if __name__ == "__main__":
+    main()

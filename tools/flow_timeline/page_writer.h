@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "flow_timeline/timeline.h"
+
+namespace FlowTimeline {
+
+/// Writes the timeline as one HTML page that needs no other file. `title` is UTF-8, the dump's
+/// name for people. Texts of the dump stand in the page's data only, escaped so that they cannot
+/// end it. Failures show in the stream's state.
+void WritePage(const Timeline& timeline, const std::string& title, std::ostream& stream);
+
+}  // namespace FlowTimeline

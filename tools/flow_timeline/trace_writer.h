@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <ostream>
+
+#include "flow_timeline/timeline.h"
+
+namespace FlowTimeline {
+
+/// Writes the timeline as trace-event JSON (the "JSON Object Format"), UTF-8 on one line per
+/// event. Times are microseconds since the first record. Process 1 has the threads, process 2 a
+/// track per object that changes its state. Within a thread or track the events stand in the order
+/// of their times and every begin has its end. Failures show in the stream's state.
+void WriteTrace(const Timeline& timeline, std::ostream& stream);
+
+}  // namespace FlowTimeline
