@@ -36,7 +36,7 @@ void Time(Operation operation, double& shortest) {
   const Clock::time_point start = Clock::now();
   operation();
   shortest =
-      std::min(shortest, std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+      (std::min)(shortest, std::chrono::duration<double, std::micro>(Clock::now() - start).count());
 }
 
 }  // namespace

@@ -278,8 +278,8 @@ Result Measure(const Shape& shape) {
   while (ratios.size() < kRounds || total < kShortestTotal) {
     const double one = Run(shape, textOfOne, 1);
     const double two = Run(shape, textOfTwo, 2);
-    result.one = std::min(result.one, one);
-    result.two = std::min(result.two, two);
+    result.one = (std::min)(result.one, one);
+    result.two = (std::min)(result.two, two);
     ratios.push_back(two / one);
     total += one + two;
   }

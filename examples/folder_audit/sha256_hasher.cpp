@@ -58,8 +58,9 @@ void Sha256Hasher::Add(std::span<const unsigned char> bytes) {
 std::string Sha256Hasher::Finish() {
   static MSourceContext context(kClassName, L"Finish");
   std::array<unsigned char, 32> digest{};
-  RequireSuccess(context.At(__LINE__, this),
-                 ::BCryptFinishHash(hash_.Get(), digest.data(), digest.size(), 0));
+  RequireSuccess(
+      context.At(__LINE__, this),
+      ::BCryptFinishHash(hash_.Get(), digest.data(), static_cast<ULONG>(digest.size()), 0));
   hash_ = {};
 
   constexpr const char* kDigits = "0123456789abcdef";

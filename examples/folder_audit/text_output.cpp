@@ -50,7 +50,7 @@ TextOutput::TextOutput(Stream stream)
 std::size_t TextOutput::GetWidth() const noexcept {
   CONSOLE_SCREEN_BUFFER_INFO information;
   if (!::GetConsoleScreenBufferInfo(handle_, &information)) return kDefaultWidth;
-  return static_cast<std::size_t>(std::max<int>(information.dwSize.X, 1));
+  return static_cast<std::size_t>((std::max<int>)(information.dwSize.X, 1));
 }
 
 void TextOutput::Write(std::wstring_view text) {

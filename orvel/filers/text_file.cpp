@@ -73,7 +73,7 @@ std::wstring MakeTemporaryPath(const std::wstring& path) {
 
 bool WriteBytes(HANDLE file, std::string_view bytes) noexcept {
   while (!bytes.empty()) {
-    const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kChunk));
+    const auto wanted = static_cast<DWORD>((std::min)(bytes.size(), kChunk));
     DWORD written = 0;
     if (::WriteFile(file, bytes.data(), wanted, &written, nullptr) == FALSE || written == 0)
       return false;
@@ -97,7 +97,7 @@ TextFileResult ReadTextFile(const std::wstring& path, std::size_t maxBytes, std:
   std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
   std::size_t count = 0;
   while (count < bytes.size()) {
-    const auto wanted = static_cast<DWORD>(std::min(bytes.size() - count, kChunk));
+    const auto wanted = static_cast<DWORD>((std::min)(bytes.size() - count, kChunk));
     DWORD got = 0;
     if (::ReadFile(file.Get(), bytes.data() + count, wanted, &got, nullptr) == FALSE)
       return TextFileResult::kUnreadable;

@@ -7,7 +7,7 @@
 namespace Orvel::Detail {
 
 void WideBuffer::Grow(std::size_t count) {
-  const std::size_t capacity = std::max(size_ + count, capacity_ * 2 + 64);
+  const std::size_t capacity = (std::max)(size_ + count, capacity_ * 2 + 64);
   auto data = std::make_unique_for_overwrite<wchar_t[]>(capacity);
   std::copy_n(data_.get(), size_, data.get());
   data_ = std::move(data);

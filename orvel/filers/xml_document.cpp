@@ -97,7 +97,7 @@ void MXmlDocument::ClearErrorText() noexcept {
 
 MXmlLineAndColumn MXmlDocument::GetLineAndColumn(std::size_t offset) const {
   const std::wstring& text = store_->text.GetWhole();
-  offset = std::min(offset, text.size());
+  offset = (std::min)(offset, text.size());
   MXmlLineAndColumn result;
   std::size_t lineStart = 0;
   for (std::size_t i = 0; i < offset; ++i) {
@@ -127,7 +127,7 @@ void MXmlDocument::SetFlags(std::uint32_t flags) noexcept {
 }
 
 void MXmlDocument::SetLengthLimit(std::size_t units) noexcept {
-  lengthLimit_ = std::min(units, kMaxLength);
+  lengthLimit_ = (std::min)(units, kMaxLength);
 }
 
 bool MXmlDocument::FindElement(std::wstring_view name) {

@@ -16,7 +16,7 @@ std::size_t CountSubDocumentLevels(const std::wstring& text) {
   }
   std::uint32_t innermost = 0;
   for (std::uint32_t element = 1; element < document.GetRecordCount(); ++element) {
-    innermost = std::max(innermost, document.GetRecord(element).GetLevel());
+    innermost = (std::max)(innermost, document.GetRecord(element).GetLevel());
   }
   return std::size_t{innermost} + 1;
 }

@@ -25,7 +25,7 @@ void XmlIndex::Grow() {
     capacity_ += kPageSize;
     return;
   }
-  const std::uint32_t capacity = std::min(capacity_ * 2, kPageSize);
+  const std::uint32_t capacity = (std::min)(capacity_ * 2, kPageSize);
   auto page = std::make_unique_for_overwrite<MXmlElementRecord[]>(capacity);
   std::copy_n(pages_[0].get(), next_, page.get());
   pages_[0] = std::move(page);

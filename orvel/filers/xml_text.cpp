@@ -65,7 +65,7 @@ void XmlText::GrowGap(std::size_t atLeast) {
   // The gap doubles from one growth to the next, up to half the text: its filling and the moves of
   // what stands behind it add up to what was inserted, also when the whole text is asked for
   // between the edits.
-  const std::size_t step = std::max(nextGap_, kFirstGap);
+  const std::size_t step = (std::max)(nextGap_, kFirstGap);
   const std::size_t added = atLeast + step;
   const std::size_t behind = buffer_.size() - gapStart_ - gapLength_;
   const std::size_t oldSize = buffer_.size();
@@ -73,7 +73,7 @@ void XmlText::GrowGap(std::size_t atLeast) {
   wchar_t* const data = buffer_.data();
   Traits::move(data + buffer_.size() - behind, data + oldSize - behind, behind);
   gapLength_ += added;
-  nextGap_ = std::max(step, std::min(step * 2, GetSize() / 2));
+  nextGap_ = (std::max)(step, (std::min)(step * 2, GetSize() / 2));
 }
 
 }  // namespace Orvel::Detail

@@ -2,7 +2,7 @@
 # Makes GTest::gmock_main available, built with the compiler of this build.
 #
 # ORVEL_GOOGLETEST_DIR names GoogleTest's sources. Without it an installed package is used on
-# Windows, or else its sources are fetched with git.
+# Windows, or else the sources of its release are downloaded.
 
 set(orvelGoogletestDefault "")
 if(NOT CMAKE_HOST_WIN32 AND EXISTS /usr/src/googletest/CMakeLists.txt)
@@ -18,14 +18,13 @@ set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
 set(CMAKE_POLICY_DEFAULT_CMP0091 NEW)
 
 if(ORVEL_GOOGLETEST_DIR)
-  # SYSTEM keeps our warnings away from its headers.
   add_subdirectory("${ORVEL_GOOGLETEST_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/googletest"
-    EXCLUDE_FROM_ALL SYSTEM)
+    EXCLUDE_FROM_ALL)
 elseif(CMAKE_HOST_WIN32)
   include(FetchContent)
   FetchContent_Declare(googletest
-    GIT_REPOSITORY https://github.com/google/googletest.git
-    GIT_TAG release-1.12.1
+    URL https://github.com/google/googletest/archive/refs/tags/release-1.12.1.tar.gz
+    URL_HASH SHA256=81964fe578e9bd7c94dfdb09c8e4d6e6759e19967e397dbea48d1c10e45d0df2
     FIND_PACKAGE_ARGS NAMES GTest)
   FetchContent_MakeAvailable(googletest)
 else()
@@ -36,6 +35,8 @@ endif()
 
 foreach(orvelGoogletestTarget IN ITEMS gtest gtest_main gmock gmock_main)
   if(TARGET ${orvelGoogletestTarget})
+    # Keeps our warnings away from its headers.
+    set_target_properties(${orvelGoogletestTarget} PROPERTIES SYSTEM ON)
     # Its sources are not written for every warning that a newer compiler knows.
     target_compile_options(${orvelGoogletestTarget} PRIVATE $<$<CXX_COMPILER_ID:MSVC>:/WX->)
     target_compile_options(${orvelGoogletestTarget} PRIVATE

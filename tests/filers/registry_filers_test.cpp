@@ -269,7 +269,7 @@ TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow
   std::wstring text;
   std::size_t length = 0;
   seam.finds = [&] {
-    length = std::min<std::size_t>(length + 300, 1000);
+    length = (std::min<std::size_t>)(length + 300, 1000);
     return Text(std::wstring(length, L'g'));
   };
   EXPECT_TRUE(in_.ReadString(L"v", text, L"default"));

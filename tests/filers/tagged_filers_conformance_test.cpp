@@ -81,8 +81,8 @@ class TaggedFilersTest : public testing::Test {
 TYPED_TEST_SUITE(TaggedFilersTest, Stores);
 
 TYPED_TEST(TaggedFilersTest, ValuesComeBackExactly) {
-  constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
-  constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
+  constexpr auto kMin = (std::numeric_limits<std::int32_t>::min)();
+  constexpr auto kMax = (std::numeric_limits<std::int32_t>::max)();
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   std::vector<char> characters(255);
   std::iota(characters.begin(), characters.end(), '\1');

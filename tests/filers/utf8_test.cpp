@@ -16,12 +16,14 @@ TEST(Utf8Test, EveryCodePointGoesThereAndBack) {
   std::wstring text = L"\u00E4\u20AC";
   for (std::uint32_t code = 0; code <= 0x10FFFF; ++code) {
     if (code >= 0xD800 && code <= 0xDFFF) continue;
-    if (sizeof(wchar_t) == 2 && code > 0xFFFF) {
-      text += static_cast<wchar_t>(0xD7C0 + (code >> 10));
-      text += static_cast<wchar_t>(0xDC00 + (code & 0x3FF));
-    } else {
-      text += static_cast<wchar_t>(code);
+    if constexpr (sizeof(wchar_t) == 2) {
+      if (code > 0xFFFF) {
+        text += static_cast<wchar_t>(0xD7C0 + (code >> 10));
+        text += static_cast<wchar_t>(0xDC00 + (code & 0x3FF));
+        continue;
+      }
     }
+    text += static_cast<wchar_t>(code);
   }
   std::string bytes;
   ASSERT_FALSE(EncodeUtf8(text, bytes).has_value());

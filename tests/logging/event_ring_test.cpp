@@ -52,7 +52,7 @@ TEST(EventRingTest, SpanRunsFromTheOldestRecordToTheNewest) {
     Record(ring, count);
     for (int stop = 0; stop < 2; ++stop) {
       const EventRing::Span span = ring.StopRecording();
-      ASSERT_EQ(span.count, std::min(count, kCapacity));
+      ASSERT_EQ(span.count, (std::min)(count, kCapacity));
       for (std::uint32_t i = 0; i < span.count; ++i) {
         const auto record = ring.Read((span.first + i) % kCapacity);
         ASSERT_EQ(static_cast<std::uint32_t>(record.arg1), count - span.count + i);
@@ -79,7 +79,8 @@ TEST(EventRingTest, IsFullAlsoWhileTheRecordInItsLastSlotIsUnderWay) {
 TEST(EventRingTest, StrayRecordsAfterARestartHideNothing) {
   // With two records the write position is 2. Two strays are what two slow recorders can leave.
   constexpr std::uint32_t kLast = EventRing::kCapacity - 1;
-  for (const auto& [first, second] : {std::pair{2u, 3u}, {2u, kLast}, {3u, kLast}}) {
+  for (const auto& [first, second] :
+       {std::pair{2u, 3u}, std::pair{2u, kLast}, std::pair{3u, kLast}}) {
     SCOPED_TRACE(testing::Message() << "strays in " << first << " and " << second);
     EventRing ring;
     Record(ring, first);

@@ -205,7 +205,7 @@ TEST(MFlowLoggerImplementationTest, DumpsDuringRecordingLoseNothingBetween) {
           }
           logger.Record(EventCode::kTimingPoint, static_cast<std::int32_t>(i),
                         static_cast<std::int32_t>(i * kScramble), static_cast<std::int32_t>(r), 0,
-                        ~i);
+                        std::uint64_t{~i});
         }
       });
     }

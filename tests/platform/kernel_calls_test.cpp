@@ -23,15 +23,15 @@ TEST(KernelCallsTest, EventsFallBackAsTheyWereMade) {
   const KernelHandle automatic = CreateKernelEvent(EventReset::kAutomatic);
   const KernelHandle manual = CreateKernelEvent(EventReset::kManual);
   for (const KernelHandle* const event : {&automatic, &manual}) {
-    EXPECT_EQ(Poll(*event), WAIT_TIMEOUT);
+    EXPECT_EQ(Poll(*event), DWORD{WAIT_TIMEOUT});
     ::SetEvent(event->Get());
     ::SetEvent(event->Get());
     EXPECT_EQ(Poll(*event), WAIT_OBJECT_0);
   }
-  EXPECT_EQ(Poll(automatic), WAIT_TIMEOUT) << "setting twice is setting once";
+  EXPECT_EQ(Poll(automatic), DWORD{WAIT_TIMEOUT}) << "setting twice is setting once";
   EXPECT_EQ(Poll(manual), WAIT_OBJECT_0);
   ::ResetEvent(manual.Get());
-  EXPECT_EQ(Poll(manual), WAIT_TIMEOUT);
+  EXPECT_EQ(Poll(manual), DWORD{WAIT_TIMEOUT});
 }
 
 TEST(KernelCallsTest, AWaitForAnyTakesTheFirstAndLeavesTheRest) {
@@ -45,7 +45,7 @@ TEST(KernelCallsTest, AWaitForAnyTakesTheFirstAndLeavesTheRest) {
   ::SetEvent(handles[2]);
   EXPECT_EQ(::WaitForMultipleObjects(3, handles.data(), FALSE, INFINITE), WAIT_OBJECT_0 + 1);
   EXPECT_EQ(Poll(events[2]), WAIT_OBJECT_0) << "only the reported one falls back";
-  EXPECT_EQ(::WaitForMultipleObjects(3, handles.data(), FALSE, 0), WAIT_TIMEOUT);
+  EXPECT_EQ(::WaitForMultipleObjects(3, handles.data(), FALSE, 0), DWORD{WAIT_TIMEOUT});
 }
 
 TEST(KernelCallsTest, BadHandlesAndTooManyOfThemFail) {
@@ -89,8 +89,6 @@ TEST(KernelCallsTest, AThreadsHandleIsSignalledOnceItHasEnded) {
 
 TEST(KernelCallsTest, CriticalSectionsAreRecursiveAndExclusive) {
   Orvel::Detail::CriticalSection section;
-  // A plain thread: clang's thread-local variables are not those of the libstdc++ that is built
-  // with gcc, and std::async needs them.
   const auto isFreeElsewhere = [&section] {
     bool isFree = false;
     std::thread([&] { isFree = std::unique_lock(section, std::try_to_lock).owns_lock(); }).join();

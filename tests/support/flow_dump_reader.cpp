@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <regex>
+#include <system_error>
 
 #include "orvel/logging/event_codes.h"
 #include "tests/support/flow_log.h"
@@ -22,13 +24,28 @@ bool Cut(std::string_view& rest, std::string_view delimiter, std::string& text) 
   return true;
 }
 
+/// Takes a number, and what stands before it when that is a separator.
+template <class T>
+bool CutNumber(std::string_view& rest, T& number) {
+  if (rest.starts_with(", ")) rest.remove_prefix(2);
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+  return error == std::errc{};
+}
+
 /// Takes the values out of the line; written again, they must give the same line.
 bool ReadRawValues(const std::string& line, DumpedRecord& record) {
   double seconds = 0;
   long long object = 0;
   int thread = 0;
-  std::sscanf(line.c_str(), "    %lf, %d, %d, %d, %d, %d, %lld, %d", &seconds, &record.kind,
-              &record.arg1, &record.arg2, &record.classId, &record.pointId, &object, &thread);
+  std::string indent;
+  std::string_view rest = line;
+  if (!Cut(rest, "    ", indent) || !CutNumber(rest, seconds) || !CutNumber(rest, record.kind) ||
+      !CutNumber(rest, record.arg1) || !CutNumber(rest, record.arg2) ||
+      !CutNumber(rest, record.classId) || !CutNumber(rest, record.pointId) ||
+      !CutNumber(rest, object) || !CutNumber(rest, thread)) {
+    return false;
+  }
   record.microseconds = std::llround(seconds * 1e6);
   record.object = static_cast<std::uint64_t>(object);
   record.threadId = static_cast<std::uint32_t>(thread);

@@ -55,13 +55,13 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
 };
 
 template <SystemCall kCall, class Function>
-void Install(void*& import, Function*) {
+void Install(void*& imported, Function*) {
   using Patch = Replacement<kCall, Function*>;
   DWORD protection = 0;
-  ::VirtualProtect(&import, sizeof import, PAGE_READWRITE, &protection);
-  Patch::original = reinterpret_cast<typename Patch::Pointer>(import);
-  import = reinterpret_cast<void*>(&Patch::Call);
-  ::VirtualProtect(&import, sizeof import, protection, &protection);
+  ::VirtualProtect(&imported, sizeof imported, PAGE_READWRITE, &protection);
+  Patch::original = reinterpret_cast<typename Patch::Pointer>(imported);
+  imported = reinterpret_cast<void*>(&Patch::Call);
+  ::VirtualProtect(&imported, sizeof imported, protection, &protection);
 }
 
 void InstallAll() {
