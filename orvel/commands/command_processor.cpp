@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "orvel/commands/command_completion.h"
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
 #include "orvel/logging/flow_log.h"
@@ -15,7 +16,6 @@ namespace {
 
 using Orvel::Detail::CreateEventOrRaise;
 using Orvel::Detail::EventReset;
-using Orvel::Detail::kWaitForever;
 using Orvel::Detail::WaitOutcome;
 namespace WaitStatus = Orvel::Detail::WaitStatus;
 
@@ -35,7 +35,8 @@ MCommandProcessor::MCommandProcessor(std::uint64_t threadArg, std::uint64_t, std
     : MEngineThread(threadArg, kClassName),
       idleCallback_(std::move(idleCallback)),
       queue_(1),
-      aborted_(CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kManual)) {
+      aborted_(CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kManual)),
+      completions_(std::make_shared<Orvel::Detail::CompletionPool>(this)) {
   ConstructionContext().Record(MFlowEvent::kConstruction, this);
   AddEvent(queue_.GetEvent(), MakeCallback(this, &MCommandProcessor::OnCommandQueued));
 }
@@ -58,6 +59,13 @@ void MCommandProcessor::SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> c
   threadEndCallback_ = std::move(callback);
 }
 
+void MCommandProcessor::SetQueueGrowthStep(std::int32_t growthStep) {
+  static MSourceContext context(kClassName, L"SetQueueGrowthStep");
+  RequireNoWorker(context.At(__LINE__, this));
+  if (growthStep < 1) RaiseError(context.At(__LINE__, this), L"BadGrowthStep");
+  queue_.SetGrowthStep(growthStep);
+}
+
 void MCommandProcessor::RequireNoWorker(const MRaiseSite& site) const {
   if (GetState() != MEngineState::kInactive) RaiseError(site, L"AlreadyRunning");
 }
@@ -78,8 +86,7 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
   if (IsWorker()) RaiseError(context.At(__LINE__, this), L"CannotExecuteSelf");
   if (IsAborted()) RaiseError(context.At(__LINE__, this), L"ProcessorStopped");
 
-  const auto completion = std::make_shared<Orvel::Detail::CommandCompletion>(
-      CreateEventOrRaise(context.At(__LINE__, this), EventReset::kAutomatic), this);
+  const auto completion = completions_->Lend(context.At(__LINE__, this));
   command->completion_ = completion;
   try {
     queue_.Push(command.get());
@@ -92,7 +99,10 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
 
   const std::array<void*, 2> handles = {completion->GetEvent(), aborted_.Get()};
   const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
-  if (outcome.status == WaitStatus::kObject0) return;
+  if (outcome.status == WaitStatus::kObject0) {
+    completion->MarkReset();
+    return;
+  }
 
   // A worker that was started again may just have begun to run it, with what its caller lent it.
   // Looks at times, for the case that the event cannot be signalled.
@@ -108,14 +118,10 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
   RaiseError(context.At(__LINE__, this), L"WaitFailed", L"winErrorCode", outcome.lastError);
 }
 
-bool MCommandProcessor::IsAborted() const {
-  static MSourceContext context(kClassName, L"IsAborted");
-  const MFlowScope scope(context, this);
-  const WaitOutcome outcome = Orvel::Detail::WaitForOne(aborted_.Get(), 0);
-  if (outcome.status == WaitStatus::kObject0) return true;
-  if (outcome.status == WaitStatus::kTimeout) return false;
-  RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode",
-             outcome.lastError);
+bool MCommandProcessor::IsAborted() const noexcept {
+  static const MFlowPoint point(kClassName, L"IsAborted");
+  const MFlowScope scope(point, this);
+  return isAborted_.load(std::memory_order_acquire);
 }
 
 void MCommandProcessor::ThreadFunction() {
@@ -148,7 +154,10 @@ void MCommandProcessor::ThreadFunction() {
   }
 }
 
-void MCommandProcessor::OnCommandQueued() { ExecuteNextCommand(); }
+void MCommandProcessor::OnCommandQueued() {
+  while (ExecuteNextCommand() && !HasPendingRequest()) {
+  }
+}
 
 bool MCommandProcessor::ExecuteNextCommand() {
   MCommand* next = nullptr;
@@ -199,6 +208,7 @@ void MCommandProcessor::Abort() {
   const MFlowScope scope(context, this);
   context.Trace(this);
   unserved_.fetch_or(kUnserved, std::memory_order_acq_rel);
+  isAborted_.store(true, std::memory_order_release);
   // Callers that wait have nothing else to wake them: a refusal is worth a second try.
   const bool isSignalled = Orvel::Detail::SetKernelEvent(aborted_.Get()) ||
                            Orvel::Detail::SetKernelEvent(aborted_.Get());

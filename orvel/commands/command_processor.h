@@ -12,6 +12,12 @@
 #include "orvel/threads/engine_thread.h"
 #include "orvel/threads/thread_safe_fifo.h"
 
+namespace Orvel::Detail {
+
+class CompletionPool;
+
+}  // namespace Orvel::Detail
+
 /// Runs commands one at a time, in the order in which they were queued, on a worker thread of its
 /// own; after 100 ms without one it calls an idle callback.
 ///
@@ -42,6 +48,11 @@ class MCommandProcessor : public MEngineThread {
   void SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback);
   void SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback);
 
+  /// Number of places by which a push that finds the queue full makes it longer, 1 at first: each
+  /// such push copies what is queued. A larger step is for a processor whose commands may pile up.
+  /// Only while there is no worker: raises "AlreadyRunning" otherwise, and "BadGrowthStep" below 1.
+  void SetQueueGrowthStep(std::int32_t growthStep);
+
   /// Queues `command` and returns at once. It is the processor's from here on, also when the call
   /// fails. Raises "NoCommand" for null, "ErrorAccessingEvent" ("winErrorCode") and
   /// `std::bad_alloc`. Any thread, the worker included.
@@ -60,9 +71,8 @@ class MCommandProcessor : public MEngineThread {
   template <class Command>
   void ExecuteSynchronously(std::unique_ptr<Command>&& command);
 
-  /// True once the processor was stopped or its worker failed. Raises "ErrorAccessingEvent"
-  /// ("winErrorCode").
-  [[nodiscard]] bool IsAborted() const;
+  /// True once the processor was stopped or its worker failed. Raises nothing.
+  [[nodiscard]] bool IsAborted() const noexcept;
 
  protected:
   void ThreadFunction() override;
@@ -91,7 +101,10 @@ class MCommandProcessor : public MEngineThread {
   // waits for them, so that none takes a command meant for it. Written with release, read with
   // acquire; the queue's own lock orders it against pushes.
   std::atomic<std::uint32_t> unserved_{0};
+  // Never taken back. Written with release before the event that wakes those who wait already.
+  std::atomic<bool> isAborted_{false};
   const Orvel::Detail::KernelHandle aborted_;  // manual-reset, never reset
+  const std::shared_ptr<Orvel::Detail::CompletionPool> completions_;
 };
 
 template <class Command>

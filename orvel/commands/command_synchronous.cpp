@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "orvel/commands/command_completion.h"
 #include "orvel/threads/event_operations.h"
 
 MCommandSynchronous::MCommandSynchronous(std::shared_ptr<MException> errorSlot)

@@ -1,52 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
-#include <utility>
 
 #include "orvel/commands/command.h"
 #include "orvel/foundation/exception.h"
-#include "orvel/platform/kernel_handle.h"
 
 namespace Orvel::Detail {
 
-/// What a synchronous command and its waiting caller share; the event is closed when the last of
-/// the two lets go, so it is never signalled after that.
-class CommandCompletion {
- public:
-  /// Both are for the processor, before the command is queued; it is borrowed for the flow log.
-  CommandCompletion(KernelHandle done, const void* processor) noexcept
-      : done_(std::move(done)), processor_(processor) {}
-
-  /// Signalled once the command has run.
-  [[nodiscard]] void* GetEvent() const noexcept { return done_.Get(); }
-  [[nodiscard]] const void* GetProcessor() const noexcept { return processor_; }
-
-  /// The worker's: true when it is to run the command, which is not so once the caller has left;
-  /// and that it has run it, to be said before the event is signalled.
-  [[nodiscard]] bool TryBeginRun() noexcept {
-    Fate open = Fate::kOpen;
-    return fate_.compare_exchange_strong(open, Fate::kRuns, std::memory_order_acq_rel);
-  }
-  void EndRun() noexcept { fate_.store(Fate::kOver, std::memory_order_release); }
-
-  /// The caller's, which wants to leave with an error: false while the command runs. After true it
-  /// neither runs nor will.
-  [[nodiscard]] bool TryLeave() noexcept {
-    Fate fate = Fate::kOpen;
-    return fate_.compare_exchange_strong(fate, Fate::kOver, std::memory_order_acq_rel) ||
-           fate == Fate::kOver;
-  }
-
- private:
-  enum class Fate : std::uint8_t { kOpen, kRuns, kOver };
-
-  const KernelHandle done_;  // auto-reset
-  const void* const processor_;
-  std::atomic<Fate> fate_{Fate::kOpen};
-};
+class CommandCompletion;
 
 }  // namespace Orvel::Detail
 

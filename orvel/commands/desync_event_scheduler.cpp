@@ -56,6 +56,15 @@ void MDesyncEventScheduler::Disable() {
   thread_.Stop();
 }
 
+void MDesyncEventScheduler::SetQueueGrowthStep(std::int32_t growthStep) {
+  static MSourceContext context(kClassName, L"SetQueueGrowthStep");
+  if (thread_.GetState() != MEngineState::kInactive) {
+    RaiseError(context.At(__LINE__, this), L"ThreadRunning");
+  }
+  if (growthStep < 1) RaiseError(context.At(__LINE__, this), L"BadGrowthStep");
+  queue_.SetGrowthStep(growthStep);
+}
+
 void MDesyncEventScheduler::ScheduleDesyncEvent(std::unique_ptr<MDesyncEvent> event) {
   static MSourceContext context(kClassName, L"ScheduleDesyncEvent");
   const MFlowScope scope(context, this);
@@ -81,5 +90,5 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
     } catch (const MException& exception) {
       RecordDismissed(point, this, exception);
     }
-  } while (--left > 0);
+  } while (--left > 0 && !thread_.HasPendingRequest());
 }

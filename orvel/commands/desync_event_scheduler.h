@@ -27,17 +27,20 @@ class MDesyncEventScheduler final : public Orvel::Libraries::NonCopyable {
   /// Starts the scheduler's thread. Raises what `MEngineThread::Start` raises, "AlreadyRunning"
   /// when it is enabled.
   void Enable();
-  /// Ends the scheduler's thread once the wake-up that it is serving is through. Events that were
-  /// scheduled after that wake-up began are not waited for: they run after the next `Enable`. Does
-  /// nothing when disabled. Raises what `MEngineThread::Flush` and `Stop` raise, "CannotFlushSelf"
+  /// Ends the scheduler's thread once the event that it is running is through. Events that are
+  /// queued behind it are not waited for: they run after the next `Enable`. Does nothing when
+  /// disabled. Raises what `MEngineThread::Flush` and `Stop` raise, "CannotFlushSelf"
   /// inside an event; the thread is stopped also when its flush failed.
   void Disable();
+  /// Number of places by which scheduling that finds the queue full makes it longer, 1 at first:
+  /// each time what is queued is copied. A larger step is for a scheduler whose events may pile up.
+  /// Only while disabled: raises "ThreadRunning" otherwise, and "BadGrowthStep" below 1.
+  void SetQueueGrowthStep(std::int32_t growthStep);
   /// Queues an event and returns at once. It is the scheduler's from here on, also when the call
   /// fails. Raises "NoEvent" for null, "ErrorAccessingEvent" ("winErrorCode") and `std::bad_alloc`.
   void ScheduleDesyncEvent(std::unique_ptr<MDesyncEvent> event);
-  /// Runs the events that are queued as it begins; those that they schedule come with the next
-  /// wake-up, so that an event that schedules itself cannot keep the thread from being stopped. The
-  /// scheduler's thread calls this.
+  /// Runs the events that are queued as it begins, or fewer when the scheduler is being disabled;
+  /// those that they schedule come with the next wake-up. The scheduler's thread calls this.
   virtual void OnSchedulerEvent();
 
  private:

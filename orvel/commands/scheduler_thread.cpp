@@ -7,7 +7,6 @@
 #include "orvel/foundation/source_context.h"
 #include "orvel/logging/flow_log.h"
 #include "orvel/platform/com_apartment.h"
-#include "orvel/platform/kernel_wait.h"
 #include "orvel/threads/generic_guard.h"
 
 namespace {
@@ -45,6 +44,6 @@ void MSchedulerThread::ThreadFunction() {
       [] { Orvel::Detail::LeaveApartment(); });
   SignalThreadStarted();
   do {
-    WaitForEvents(Orvel::Detail::kWaitForever);
+    WaitForEvents(kWaitForever);
   } while (!ServeStopRequest());
 }

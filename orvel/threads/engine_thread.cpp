@@ -18,7 +18,6 @@ namespace {
 using Orvel::Detail::CreateEventOrRaise;
 using Orvel::Detail::EventReset;
 using Orvel::Detail::kMaxWaitHandles;
-using Orvel::Detail::kWaitForever;
 using Orvel::Detail::RaiseWaitFailure;
 using Orvel::Detail::ResetEventOrRaise;
 using Orvel::Detail::SetEventOrRaise;
@@ -108,7 +107,10 @@ void MEngineThread::Start() {
     ResetEventOrRaise(context.At(__LINE__, this), event->Get());
   }
   stopIsServed_ = false;
-  stopIsAsked_ = false;
+  stopIsComing_.store(false, std::memory_order_relaxed);
+  stopIsAsked_.store(false, std::memory_order_release);
+  restartIsAsked_.store(false, std::memory_order_relaxed);
+  flushesBegun_.store(flushesAsked_.load(std::memory_order_relaxed), std::memory_order_relaxed);
 
   unsigned threadId = 0;
   const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, &threadId);
@@ -146,7 +148,11 @@ void MEngineThread::Flush() {
   if (GetState() == MEngineState::kInactive) return;
 
   const std::uint32_t asked = flushesAsked_.fetch_add(1, std::memory_order_acq_rel) + 1;
-  SetEventOrRaise(context.At(__LINE__, this), flushRequest_.Get());
+  if (!Orvel::Detail::SetKernelEvent(flushRequest_.Get())) {
+    const std::uint32_t code = Orvel::Detail::LastErrorCode();
+    flushesBegun_.store(asked, std::memory_order_relaxed);  // nobody waits for it
+    RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
+  }
   const std::array<void*, 2> handles = {flushDone_.Get(), thread_.Get()};
   WaitOutcome outcome{};
   do {
@@ -178,9 +184,9 @@ void MEngineThread::StopWorker(bool endsAlways) {
   {
     const MScopedLock lock(mutex_, lockDepth_);
     const MEngineState state = GetState();
-    if (state == MEngineState::kInactive || stopIsAsked_) return;
+    if (state == MEngineState::kInactive || IsStopRequested()) return;
     ChangeState(MEngineState::kStopping);
-    if (!Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
+    if (!RequestStop()) {
       const std::uint32_t code = Orvel::Detail::LastErrorCode();
       if (endsAlways) {
         EndWorker();
@@ -191,7 +197,6 @@ void MEngineThread::StopWorker(bool endsAlways) {
     }
     // Only the stop under way closes the handle, so it is good for the wait below.
     thread = thread_.Get();
-    stopIsAsked_ = true;
     stopIsUnderWay_ = true;
   }
 
@@ -243,10 +248,20 @@ void MEngineThread::StopBeforeDestruction() noexcept {
   while (stopIsUnderWay()) Orvel::Detail::YieldThread();
 }
 
+bool MEngineThread::RequestStop() noexcept {
+  stopIsComing_.store(true, std::memory_order_release);
+  if (Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
+    stopIsAsked_.store(true, std::memory_order_release);
+    return true;
+  }
+  stopIsComing_.store(IsStopRequested(), std::memory_order_relaxed);
+  return false;
+}
+
 void MEngineThread::EndWorker() noexcept {
   // After a wait that failed the worker may be alive and well. It must be gone before the object
   // counts as inactive, because it may then be destroyed.
-  if (thread_ && Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
+  if (thread_ && RequestStop()) {
     static_cast<void>(Orvel::Detail::WaitForOne(thread_.Get(), kWaitForever));
   }
   BecomeInactive();
@@ -262,10 +277,6 @@ bool MEngineThread::IsWorker() const noexcept {
   return threadId_.load(std::memory_order_acquire) == Orvel::Detail::CurrentThreadId();
 }
 
-bool MEngineThread::IsStopRequested() const noexcept {
-  return Orvel::Detail::WaitForOne(stopRequest_.Get(), 0).status == WaitStatus::kObject0;
-}
-
 void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> functor) {
   static MSourceContext context(kClassName, L"AddEvent");
   const MFlowScope scope(context, this);
@@ -273,6 +284,7 @@ void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> fun
     RaiseError(context.At(__LINE__, this), L"TooManyWaitableEvents");
   }
   SetEventOrRaise(context.At(__LINE__, this), restartLoop_.Get());
+  if (IsWorker()) restartIsAsked_.store(true, std::memory_order_relaxed);
   waitables_.push_back(handle);
   handlers_.push_back(std::move(functor));
 }
@@ -303,10 +315,8 @@ bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
 
 bool MEngineThread::ServeStopRequest() {
   static MSourceContext context(kClassName, L"ServeStopRequest");
-  const WaitOutcome stop = Orvel::Detail::WaitForOne(stopRequest_.Get(), 0);
-  if (stop.status == WaitStatus::kTimeout) return false;
-  if (stop.status != WaitStatus::kObject0) RaiseWaitFailure(context.At(__LINE__, this), stop, 1);
   if (stopIsServed_) return true;
+  if (!IsStopRequested()) return false;
 
   // The request came while a handler ran. Leaving without OnStop would lose what is queued.
   const WaitOutcome flush = Orvel::Detail::WaitForOne(flushRequest_.Get(), 0);
@@ -340,6 +350,7 @@ void MEngineThread::OnFlushWrapper() {
   static MSourceContext context(kClassName, L"OnFlushWrapper");
   const MFlowScope scope(context, this);
   const std::uint32_t asked = flushesAsked_.load(std::memory_order_acquire);
+  flushesBegun_.store(asked, std::memory_order_relaxed);
   OnFlush();
   flushesServed_.store(asked, std::memory_order_release);
   SetEventOrRaise(context.At(__LINE__, this), flushDone_.Get());
@@ -350,11 +361,14 @@ void MEngineThread::OnStopWrapper() {
   const MFlowScope scope(point, this);
   if (stopIsServed_) return;
   stopIsServed_ = true;
+  // Whoever set the event may not have come to say so.
+  stopIsAsked_.store(true, std::memory_order_release);
   OnStop();
 }
 
 void MEngineThread::OnRestartEventLoop() {
   static const MFlowPoint point(kClassName, L"OnRestartEventLoop");
   const MFlowScope scope(point, this);
+  restartIsAsked_.store(false, std::memory_order_relaxed);
   point.Trace(this);
 }

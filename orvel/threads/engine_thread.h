@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/thread_annotations.h"
 #include "orvel/threads/callback_functor.h"
 #include "orvel/threads/mutex_imp.h"
@@ -37,10 +38,16 @@ enum class MEngineState : std::uint32_t {
 /// Destroying the object on its own worker, or while another thread is about to call it, is the
 /// caller's error.
 ///
+/// Handlers run one at a time. Requests come before events, and events before those added after
+/// them, each time that a handler has returned.
+///
 /// Each operation raises the errors it names below and, when the system refuses to set, reset or
 /// create an event, "ErrorAccessingEvent" with "winErrorCode". "WaitFailed" carries "winErrorCode".
 class MEngineThread : public Orvel::Libraries::NonCopyable {
  public:
+  /// Time-out of a wait that never gives up.
+  static constexpr std::uint32_t kWaitForever = Orvel::Detail::kWaitForever;
+
   /// `arg` is kept for subclasses and never interpreted. `objectName` is what dumps of the flow
   /// log call the object. Raises when the system has no event left.
   explicit MEngineThread(std::uint64_t arg, const wchar_t* objectName = L"MEngineThread");
@@ -87,6 +94,25 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// The present state; from another thread it may have changed by the time it is looked at.
   [[nodiscard]] MEngineState GetState() const noexcept {
     return state_.load(std::memory_order_acquire);
+  }
+
+  /// True from the moment the worker was asked to stop until the next `Start`. For work that has
+  /// no end of its own, such as a command that queues itself again: a stop waits for it. Any
+  /// thread, the worker included.
+  [[nodiscard]] bool IsStopRequested() const noexcept {
+    return stopIsAsked_.load(std::memory_order_acquire);
+  }
+
+  /// True while the worker is asked for a flush, a stop or a restart of its loop that it has not
+  /// begun, in a stop also while it serves it. A handler that does several pieces of work in one
+  /// call looks at this between two of them, and returns: requests are served between handlers. It
+  /// may be true a moment before the request can be served, and is then to be looked at again by
+  /// the handler's next call. Any thread.
+  [[nodiscard]] bool HasPendingRequest() const noexcept {
+    return stopIsComing_.load(std::memory_order_acquire) ||
+           restartIsAsked_.load(std::memory_order_relaxed) ||
+           flushesAsked_.load(std::memory_order_acquire) !=
+               flushesBegun_.load(std::memory_order_relaxed);
   }
 
  protected:
@@ -136,7 +162,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void OnRestartEventLoop();
 
   void StopWorker(bool endsAlways);
-  [[nodiscard]] bool IsStopRequested() const noexcept;
+  [[nodiscard]] bool RequestStop() noexcept ORVEL_REQUIRES(*mutex_);
   void EndWorker() noexcept ORVEL_REQUIRES(*mutex_);
   void BecomeInactive() noexcept ORVEL_REQUIRES(*mutex_);
 
@@ -160,10 +186,15 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   std::wstring reservedText_;  // kept for subclasses of old, never interpreted
   bool wakesForMessages_ = false;
   bool stopIsServed_ = false;                              // worker, and Start before it
-  bool stopIsAsked_ ORVEL_GUARDED_BY(*mutex_) = false;     // as the stop event, which may fail
   bool stopIsUnderWay_ ORVEL_GUARDED_BY(*mutex_) = false;  // a caller waits for the worker's end
-  // A flush whose wait failed leaves an answer behind, which the next one must not take for its
-  // own. Written with release by the one side, read with acquire by the other.
+  // Written with release by the one side, read with acquire by the other. What is asked is marked
+  // before its event is set, so that a worker that finds no mark owes nobody a look at the events.
+  std::atomic<bool> stopIsComing_{false};  // the event is about to be set, or is
+  std::atomic<bool> stopIsAsked_{false};   // the event is set: the stop cannot be refused any more
+  std::atomic<bool> restartIsAsked_{false};  // worker, and Start before it
+  // A flush whose wait failed leaves a request and an answer behind, which the next one must not
+  // take for its own: flushes have numbers.
   std::atomic<std::uint32_t> flushesAsked_{0};
+  std::atomic<std::uint32_t> flushesBegun_{0};
   std::atomic<std::uint32_t> flushesServed_{0};
 };

@@ -19,6 +19,9 @@
 template <class T, class R = T>
 class MThreadSafeFifoInput {
  public:
+  /// Time-out of a wait that never gives up.
+  static constexpr std::uint32_t kWaitForever = Orvel::Detail::kWaitForever;
+
   MThreadSafeFifoInput(const MThreadSafeFifoInput&) = delete;
   MThreadSafeFifoInput& operator=(const MThreadSafeFifoInput&) = delete;
 
@@ -75,8 +78,9 @@ void SetFifoEvent(const void* fifo, void* event);
 /// wait on. To run code on another thread use MCommandProcessor; this only hands over data.
 ///
 /// Thread-safe, for any number of producers and one consumer. Owns no element: `Clear` and the
-/// destructor drop them undeleted. Must outlive every wait on its event. A push that finds the
-/// buffer full grows it by the growth step, copying every element; it shrinks in `Clear` only.
+/// destructor drop them undeleted. Must outlive every wait on its event, which costs a system call
+/// only when the queue ceases to be empty and when it becomes so. A push that finds the buffer full
+/// grows it by the growth step, copying every element; it shrinks in `Clear` only.
 template <class T, class R = T>
 class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
                               public MThreadSafeFifoOutput<T, R> {
@@ -90,6 +94,12 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
         notEmpty_(Orvel::Detail::CreateFifoEvent(this)) {}
   ~MThreadSafeFifo() = default;
 
+  /// Changes the step by which pushes grow the buffer from now on; what is queued stays.
+  void SetGrowthStep(std::int32_t growthStep) {
+    const MScopedLock lock(mutex_, lockDepth_);
+    growthStep_ = growthStep;
+  }
+
   bool Peek(T& item) override {
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == 0) return false;
@@ -100,7 +110,7 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
   bool Pop(T& item) override {
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == 0) {
-      // A reset that the system refused earlier would keep the consumer awake for nothing.
+      // Signalled for nothing it would keep the consumer awake.
       if (eventIsStale_) ResetEvent();
       return false;
     }
@@ -127,12 +137,16 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
   void Push(R item) override {
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == capacity_) Grow();
-    // The event goes first, so that a refusal leaves the queue as it was; whoever wakes by it
-    // cannot pop before this lock is released.
-    Orvel::Detail::SetFifoEvent(this, notEmpty_.Get());
+    if (count_ == 0) {
+      // The event goes first, so that a refusal leaves the queue as it was; whoever wakes by it
+      // cannot pop before this lock is released.
+      Orvel::Detail::SetFifoEvent(this, notEmpty_.Get());
+      eventIsStale_ = true;  // unless the element gets in
+    }
     const std::int32_t untilEnd = capacity_ - head_;
     buffer_[Index(count_ < untilEnd ? head_ + count_ : count_ - untilEnd)] = std::move(item);
     ++count_;
+    eventIsStale_ = false;
   }
 
   void Clear() override {
@@ -169,10 +183,10 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
   std::unique_ptr<T[]> buffer_ ORVEL_GUARDED_BY(*mutex_);
   std::int32_t count_ ORVEL_GUARDED_BY(*mutex_) = 0;
   std::int32_t capacity_ ORVEL_GUARDED_BY(*mutex_) = 0;
-  const std::int32_t growthStep_;
+  std::int32_t growthStep_ ORVEL_GUARDED_BY(*mutex_);
   std::int32_t head_ ORVEL_GUARDED_BY(*mutex_) = 0;
   const std::unique_ptr<MMutexImp> mutex_;
-  std::int32_t lockDepth_ = 0;  // bookkeeping of MScopedLock
-  bool eventIsStale_ ORVEL_GUARDED_BY(*mutex_) = false;
+  std::int32_t lockDepth_ = 0;                           // bookkeeping of MScopedLock
+  bool eventIsStale_ ORVEL_GUARDED_BY(*mutex_) = false;  // signalled though nothing is queued
   const Orvel::Detail::KernelHandle notEmpty_;
 };

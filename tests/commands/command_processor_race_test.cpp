@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Races that a processor must survive: every command is run once or deleted unexecuted, and is
 // deleted exactly once, whoever got in first.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -89,6 +91,34 @@ TEST_F(MCommandProcessorRaceTest, ProducersAgainstRestarts) {
     ASSERT_NO_FATAL_FAILURE(QueueWhile(processor, tallies, restart));
     for (const Tally& tally : afterStarts) ASSERT_TRUE(tally.RanOnce());
   }
+}
+
+TEST_F(MCommandProcessorRaceTest, ManyCommandsOfSeveralProducersKeepEachOnesOrder) {
+  constexpr int kCommands = 25'000;
+  std::array<int, kProducers> next{};  // the worker's
+  std::atomic<int> left{kProducers * kCommands};
+  MCommandProcessor processor;
+  processor.SetQueueGrowthStep(4096);  // they get far ahead of the worker
+  processor.Start();
+  RunTogether(
+      kProducers,
+      [&](std::size_t producer) {
+        for (int number = 0; number < kCommands; ++number) {
+          processor.QueueCommand(MakeCommand([&, producer, number] {
+            if (next[producer] == number) ++next[producer];
+            --left;
+          }));
+        }
+      },
+      [&] {
+        while (left > 0) {
+          processor.Flush();
+          processor.ExecuteSynchronously(MakeCommandSynchronous(nullptr, [] {}));
+        }
+      });
+  processor.Stop();
+  EXPECT_EQ(left, 0);
+  EXPECT_THAT(next, testing::Each(kCommands));
 }
 
 TEST_F(MCommandProcessorRaceTest, WaitingCallersAgainstStop) {

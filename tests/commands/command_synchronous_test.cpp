@@ -128,6 +128,38 @@ TEST_F(MCommandSynchronousTest, ReleasesItsCallerWhenItCannotSignal) {
   EXPECT_TRUE(tally_.RanOnce());
 }
 
+// The command signals after its caller has left. Nobody else may be woken by that.
+TEST_F(MCommandSynchronousTest, UsesItsCompletionsByTurnsButForThoseStillSignalled) {
+  std::unique_ptr<SystemCallHook> signal;  // the worker's
+  Latch runs(1);
+  Latch callerLeft(1);
+  bool ran = false;
+  processor_.Start();
+  EXPECT_EQ(Execute(Command()), "");
+  processor_.Flush();  // the worker has let go of the command
+  {
+    const SystemCallHook create(SystemCall::kCreateEvent, 0, {0, 1450});
+    const SystemCallHook wait(SystemCall::kWaitForMultipleObjects, [&] { runs.Wait(); },
+                              {0xFFFFFFFF, 5});
+    EXPECT_EQ(Execute(Command([&] {
+                signal = std::make_unique<SystemCallHook>(SystemCall::kSetEvent,
+                                                          [&] { callerLeft.Wait(); });
+                runs.CountDown();
+              })),
+              kExecute + "WaitFailed [winErrorCode=5]");
+    EXPECT_FALSE(create.WasReached()) << "the first one's was there to be used";
+  }
+  callerLeft.CountDown();
+  processor_.Flush();
+  EXPECT_EQ(Execute(Command([&] {
+              signal.reset();
+              std::this_thread::sleep_for(kMustNotHappenFor);
+              ran = true;
+            })),
+            "");
+  EXPECT_TRUE(ran) << "its caller was woken by another's signal";
+}
+
 // A caller that is about to wait while the processor is stopped and started again finds the abort
 // event set, and its command in a queue that is served. Its command may run, but not once the
 // caller is gone with all that the command borrows.

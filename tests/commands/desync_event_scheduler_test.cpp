@@ -100,6 +100,12 @@ TEST_F(MDesyncEventSchedulerTest, DisableAndDestructionStopAlsoWhenTheirFlushFai
 TEST_F(MDesyncEventSchedulerTest, KeepsItsPromisesWhenTheSystemRefusesAndRefusesNoEvent) {
   EXPECT_EQ(ErrorOf([&] { scheduler_->ScheduleDesyncEvent(nullptr); }),
             "MDesyncEventScheduler.ScheduleDesyncEvent:NoEvent");
+  const std::string setStep = "MDesyncEventScheduler.SetQueueGrowthStep:";
+  EXPECT_EQ(ErrorOf([&] { scheduler_->SetQueueGrowthStep(0); }), setStep + "BadGrowthStep");
+  scheduler_->Enable();
+  EXPECT_EQ(ErrorOf([&] { scheduler_->SetQueueGrowthStep(2); }), setStep + "ThreadRunning");
+  scheduler_->Disable();
+
   Tally tally;
   const auto schedule = [&] { scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(Tallied(tally))); };
   EXPECT_EQ(ErrorUnder({SystemCall::kSetEvent, 0, {0, 6}}, schedule),
@@ -166,6 +172,7 @@ TEST_F(MDesyncEventSchedulerTest, ManyProducersEachKeepTheirOrderAndEveryEventRu
       scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(Tallied(tally, take)));
     }
   };
+  scheduler_->SetQueueGrowthStep(4096);  // they get far ahead of the thread
   scheduler_->Enable();
   // Lives change meanwhile: nothing may be lost or doubled by that.
   RunTogether(kProducers, produce, [&] {

@@ -41,6 +41,9 @@ class SystemCallHook : public Libraries::NonCopyable {
   /// Runs `before` ahead of the first call after `skipped` others, which is then made.
   SystemCallHook(SystemCall call, std::function<void()> before, int skipped = 0)
       : SystemCallHook(call, skipped, std::move(before), std::nullopt) {}
+  /// Both: runs `before` ahead of the first call, which then gets `answer` and is not made.
+  SystemCallHook(SystemCall call, std::function<void()> before, SystemAnswer answer)
+      : SystemCallHook(call, 0, std::move(before), answer) {}
   ~SystemCallHook();
 
   /// True once the call came.

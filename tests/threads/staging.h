@@ -44,7 +44,7 @@ class ScriptedEngine final : public MEngineThread {
 
   void Loop() {
     do {
-      WaitForEvents(Detail::kWaitForever);
+      WaitForEvents(kWaitForever);
     } while (!ServeStopRequest());
   }
 

@@ -35,6 +35,7 @@ TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything
   };
   check();
   for (std::size_t step = 1; step < items.size(); ++step) {
+    if (step == items.size() / 2) queue.SetGrowthStep(GetParam() + 2);
     // Phases that mostly push and phases that mostly pop.
     const bool pushes = random() % 8 < (step / 50 % 2 == 0 ? 6u : 2u);
     if (step % 400 == 0) {
@@ -65,14 +66,20 @@ TEST(MThreadSafeFifoTest, IsAsItWasWhenItHasNoRoomOrTheSystemRefusesAnEvent) {
   EXPECT_EQ(ErrorUnder({SystemCall::kCreateEvent, 0, {0, 1450}}, [] { Queue queue; }),
             "MThreadSafeFifo.MThreadSafeFifo:ErrorAccessingEvent [winErrorCode=1450]");
   Queue queue;
-  queue.Push(&items[1]);
   EXPECT_EQ(ErrorUnder({SystemCall::kSetEvent, 0, {0, 6}}, [&] { queue.Push(&items[2]); }),
             "MThreadSafeFifo.Push:ErrorAccessingEvent [winErrorCode=6]");
-  EXPECT_EQ(queue.GetSize(), 1);
+  EXPECT_EQ(queue.GetSize(), 0);
+  queue.Push(&items[1]);
+  {
+    const SystemCallHook refusal(SystemCall::kSetEvent, 0, {0, 6});
+    queue.Push(&items[2]);
+    EXPECT_FALSE(refusal.WasReached()) << "the event of a queue that holds something is set";
+  }
 
   const int* item = nullptr;
+  EXPECT_TRUE(queue.Pop(item));
   EXPECT_EQ(ErrorUnder({SystemCall::kResetEvent, 0, {0, 6}}, [&] { queue.Pop(item); }), "");
-  EXPECT_EQ(item, &items[1]);
+  EXPECT_EQ(item, &items[2]);
   // The consumer that wakes for nothing puts the event right.
   EXPECT_FALSE(queue.IsEmpty());
   EXPECT_FALSE(queue.Pop(item));
