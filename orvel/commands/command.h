@@ -11,6 +11,7 @@ class MCommand {
   virtual ~MCommand() = default;
 
   /// The work, run once on the processor's worker. An `MException` that it raises ends the worker:
-  /// work that can fail keeps its error, as `MCommandSynchronous` does.
+  /// work that can fail keeps its error, as `MCommandSynchronous` does. Work that queues itself
+  /// again ends when the processor's `IsStopRequested` says so, else no flush and no stop would.
   virtual void Execute() = 0;
 };

@@ -145,7 +145,13 @@ void MCommandProcessor::ThreadFunction() {
   }
   try {
     do {
-      if (!WaitForEvents(idleTimeoutMs_)) RunIdleCallback();
+      try {
+        if (!WaitForEvents(idleTimeoutMs_)) RunIdleCallback();
+      } catch (const MException& exception) {
+        // A stop runs what was queued before it, whatever the command raises that it came upon.
+        if (!IsStopPending()) throw;
+        RecordDismissed(point, this, exception);
+      }
     } while (!ServeStopRequest());
   } catch (const MException&) {
     // Nobody serves the queue from here on, so nobody must be left waiting for it.

@@ -28,10 +28,15 @@ class CompletionPool;
 /// finds it. A processor that was started again runs plain commands.
 ///
 /// When the worker fails (a plain command raised an `MException`) the processor is aborted as well
-/// and what was queued is deleted unexecuted.
+/// and what was queued is deleted unexecuted, unless a stop had been requested: it then runs what
+/// was queued before it.
+///
+/// `Flush` and `Stop` run commands until the queue is empty: one that queues itself again keeps
+/// them waiting, so it looks at `IsStopRequested` and ends then.
 ///
 /// The destructor stops the processor if it runs. Commands queued in a processor that was never
-/// started are dropped undeleted.
+/// started are dropped undeleted; nothing releases a caller that waits for one of them, so start
+/// and stop a processor that has such callers before it is destroyed.
 class MCommandProcessor : public MEngineThread {
  public:
   /// `threadArg` goes to `MEngineThread`; the two arguments after it are not used. `idleCallback`

@@ -1,9 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/foundation/exception.h"
 
+#include <atomic>
 #include <new>
 #include <stdexcept>
 #include <utility>
+
+#include "orvel/foundation/dismissed_error.h"
+
+namespace {
+
+// Release in SetDismissedErrorHook, acquire where it is called.
+constinit std::atomic<Orvel::Detail::DismissedErrorHook> dismissedErrorHook{nullptr};
+
+void RecordAsDismissed(const MFlowPoint& point, const void* object,
+                       const MException& exception) noexcept {
+  const MError* const newest = exception.GetNewestError();
+  try {
+    const std::wstring message = newest != nullptr ? newest->GetMessage() : MError().GetMessage();
+    point.RecordNamed(MFlowEvent::kDismissedError, object, message.c_str());
+  } catch (const std::bad_alloc&) {
+    point.RecordNamed(MFlowEvent::kDismissedError, object, L"OutOfMemory");
+  } catch (...) {  // an error class of the application's own may raise anything
+    point.RecordNamed(MFlowEvent::kDismissedError, object, L"NoMessage");
+  }
+}
+
+}  // namespace
+
+void Orvel::Detail::SetDismissedErrorHook(DismissedErrorHook hook) noexcept {
+  dismissedErrorHook.store(hook, std::memory_order_release);
+}
 
 MException::MException(const MError& error) {
   std::wstring chainText = error.GetChainText();
@@ -73,13 +100,7 @@ void RaiseError(const MRaiseSite& site, const wchar_t* errorName, const wchar_t*
 
 void RecordDismissed(const MFlowPoint& point, const void* object,
                      const MException& exception) noexcept {
-  const MError* const newest = exception.GetNewestError();
-  try {
-    const std::wstring message = newest != nullptr ? newest->GetMessage() : MError().GetMessage();
-    point.RecordNamed(MFlowEvent::kDismissedError, object, message.c_str());
-  } catch (const std::bad_alloc&) {
-    point.RecordNamed(MFlowEvent::kDismissedError, object, L"OutOfMemory");
-  } catch (...) {  // an error class of the application's own may raise anything
-    point.RecordNamed(MFlowEvent::kDismissedError, object, L"NoMessage");
-  }
+  RecordAsDismissed(point, object, exception);
+  const Orvel::Detail::DismissedErrorHook hook = dismissedErrorHook.load(std::memory_order_acquire);
+  if (hook != nullptr) hook(point, object, exception);
 }

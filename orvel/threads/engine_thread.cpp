@@ -8,10 +8,12 @@
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
 #include "orvel/platform/kernel_wait.h"
+#include "orvel/platform/misuse.h"
 #include "orvel/platform/windows_api.h"
 #include "orvel/threads/event_operations.h"
 #include "orvel/threads/generic_guard.h"
 #include "orvel/threads/scoped_lock.h"
+#include "orvel/threads/worker_failure.h"
 
 namespace {
 
@@ -67,6 +69,11 @@ MEngineThread::MEngineThread(std::uint64_t arg, const wchar_t* objectName)
 MEngineThread::~MEngineThread() {
   static const MFlowPoint point(kClassName, L"~MEngineThread");
   point.Record(MFlowEvent::kDestruction, this);
+  if (GetState() == MEngineState::kRunning) {
+    Orvel::Detail::ReportMisuse(
+        L"an engine thread's class has to call StopBeforeDestruction in its own destructor, before "
+        L"the worker loses what it runs");
+  }
   StopBeforeDestruction();
   handlers_.clear();
   flushDone_.Close();
@@ -85,9 +92,14 @@ unsigned MEngineThread::ThreadEntry(void* self) {
   engine.threadId_.store(Orvel::Detail::CurrentThreadId(), std::memory_order_release);
   try {
     engine.ThreadFunction();
+    if (!engine.startIsSignalled_) {
+      Orvel::Detail::ReportMisuse(
+          L"a thread function has to call SignalThreadStarted before it returns, or else to raise");
+    }
   } catch (const MException& exception) {
     static const MFlowPoint point(kClassName, L"ThreadEntry");
     RecordDismissed(point, &engine, exception);
+    Orvel::Detail::ReportWorkerFailure(engine, exception);
   }
   return 0;
 }
@@ -106,11 +118,9 @@ void MEngineThread::Start() {
        {&restartLoop_, &stopRequest_, &flushRequest_, &threadStarted_, &flushDone_}) {
     ResetEventOrRaise(context.At(__LINE__, this), event->Get());
   }
+  startIsSignalled_ = false;
   stopIsServed_ = false;
-  stopIsComing_.store(false, std::memory_order_relaxed);
   stopIsAsked_.store(false, std::memory_order_release);
-  restartIsAsked_.store(false, std::memory_order_relaxed);
-  flushesBegun_.store(flushesAsked_.load(std::memory_order_relaxed), std::memory_order_relaxed);
 
   unsigned threadId = 0;
   const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, &threadId);
@@ -271,6 +281,10 @@ void MEngineThread::BecomeInactive() noexcept {
   ChangeState(MEngineState::kInactive);
   threadId_.store(0, std::memory_order_release);
   thread_.Close();
+  // Nothing is asked of a worker that is gone.
+  stopIsComing_.store(false, std::memory_order_relaxed);
+  restartIsAsked_.store(false, std::memory_order_relaxed);
+  flushesBegun_.store(flushesAsked_.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
 bool MEngineThread::IsWorker() const noexcept {
@@ -280,6 +294,7 @@ bool MEngineThread::IsWorker() const noexcept {
 void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> functor) {
   static MSourceContext context(kClassName, L"AddEvent");
   const MFlowScope scope(context, this);
+  if (handle == nullptr) RaiseError(context.At(__LINE__, this), L"NoEvent");
   if (waitables_.size() >= kMaxWaitHandles) {
     RaiseError(context.At(__LINE__, this), L"TooManyWaitableEvents");
   }
@@ -336,6 +351,7 @@ void MEngineThread::SignalThreadStarted() {
   static MSourceContext context(kClassName, L"SignalThreadStarted");
   const MFlowScope scope(context, this);
   context.Trace(this);
+  startIsSignalled_ = true;
   SetEventOrRaise(context.At(__LINE__, this), threadStarted_.Get());
 }
 

@@ -34,7 +34,8 @@ enum class MEngineState : std::uint32_t {
 /// worker: `Flush` then raises "ThreadExitedUnexpectedly" and `Stop` brings the object back to
 /// "Inactive". Any other exception ends the process.
 ///
-/// A subclass calls `StopBeforeDestruction` first thing in its own destructor, while it is whole.
+/// A subclass calls `StopBeforeDestruction` first thing in its own destructor, while it is whole; a
+/// build of the library with assertions reports one that was destroyed running without.
 /// Destroying the object on its own worker, or while another thread is about to call it, is the
 /// caller's error.
 ///
@@ -82,9 +83,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void StopBeforeDestruction() noexcept;
 
   /// Adds a handle to wait for and the functor to invoke when it is signalled; an empty functor
-  /// just wakes the loop. The handle is borrowed for the object's life, the functor is owned from
-  /// here on, also when the call fails. Raises "TooManyWaitableEvents" past 64 handles, of which
-  /// three are the object's own. Only while there is no worker, or on the worker.
+  /// just wakes the loop. The handle is borrowed for the object's life and must stay open: with one
+  /// that was closed the worker's next wait raises "WaitFailed". The functor is owned from here on,
+  /// also when the call fails. Raises "NoEvent" for null and "TooManyWaitableEvents" past 64
+  /// handles, of which three are the object's own. Only while there is no worker, or on the worker.
   void AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> functor);
 
   /// Makes `WaitForEvents` also wake for window messages, which the handlers are to pump. At most
@@ -120,7 +122,9 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   ///
   ///     do { WaitForEvents(timeoutMs); } while (!ServeStopRequest());
   ///
-  /// and undoes its set-up.
+  /// and undoes its set-up. One that cannot set up raises; one that returns without having called
+  /// `SignalThreadStarted` makes `Start` fail without a reason, which a build of the library with
+  /// assertions reports as misuse.
   virtual void ThreadFunction() = 0;
   /// Runs on the worker for each `Flush`. The default does nothing.
   virtual void OnFlush();
@@ -137,6 +141,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// True when the loop is to be left. A stop that was requested while a handler ran is served
   /// here: first a flush that is pending, then `OnStop`. Worker only.
   [[nodiscard]] bool ServeStopRequest();
+
+  /// True when a stop was requested and `OnStop` has yet to run. For a loop that catches what a
+  /// handler raises: with this it goes on to `ServeStopRequest` instead of ending. Worker only.
+  [[nodiscard]] bool IsStopPending() const noexcept { return IsStopRequested() && !stopIsServed_; }
 
   /// Says that the worker is ready, which releases `Start`. Worker only.
   void SignalThreadStarted();
@@ -185,13 +193,14 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   const std::uint64_t arg_;
   std::wstring reservedText_;  // kept for subclasses of old, never interpreted
   bool wakesForMessages_ = false;
+  bool startIsSignalled_ = false;                          // worker, and Start before it
   bool stopIsServed_ = false;                              // worker, and Start before it
   bool stopIsUnderWay_ ORVEL_GUARDED_BY(*mutex_) = false;  // a caller waits for the worker's end
   // Written with release by the one side, read with acquire by the other. What is asked is marked
   // before its event is set, so that a worker that finds no mark owes nobody a look at the events.
   std::atomic<bool> stopIsComing_{false};  // the event is about to be set, or is
   std::atomic<bool> stopIsAsked_{false};   // the event is set: the stop cannot be refused any more
-  std::atomic<bool> restartIsAsked_{false};  // worker, and Start before it
+  std::atomic<bool> restartIsAsked_{false};  // the worker's
   // A flush whose wait failed leaves a request and an answer behind, which the next one must not
   // take for its own: flushes have numbers.
   std::atomic<std::uint32_t> flushesAsked_{0};

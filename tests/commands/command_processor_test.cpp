@@ -217,6 +217,30 @@ TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue
   EXPECT_TRUE(flushed.RanOnce());
 }
 
+TEST_F(MCommandProcessorTest, AStopRunsWhatWasQueuedAlsoWhenTheCommandRaisesThatItCameUpon) {
+  processor_->Start();
+  Gate gate;
+  std::array<Tally, 3> queued;
+  Queue(queued[0], [&] {
+    gate.Hold();
+    RaiseError(context, L"Plain");
+  });
+  Queue(queued[1], [&] {
+    EXPECT_TRUE(processor_->IsStopRequested());
+    RaiseError(context, L"BehindIt");
+  });
+  Queue(queued[2]);
+  gate.AwaitWorker();
+  std::jthread stopper = StopElsewhere(*processor_);
+  static_cast<void>(TakeFlowLog());
+  gate.Release();
+  stopper.join();
+  for (const Tally& tally : queued) EXPECT_TRUE(tally.RanOnce());
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error"}),
+              ElementsAre("Dismissed_error MCommandProcessorTest.Fail:Plain",
+                          "Dismissed_error MCommandProcessorTest.Fail:BehindIt"));
+}
+
 TEST_F(MCommandProcessorTest, NamesWhatItRecords) {
   static_cast<void>(TakeFlowLog());
   Tally tally;

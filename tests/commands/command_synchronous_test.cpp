@@ -142,8 +142,9 @@ TEST_F(MCommandSynchronousTest, UsesItsCompletionsByTurnsButForThoseStillSignall
     const SystemCallHook wait(SystemCall::kWaitForMultipleObjects, [&] { runs.Wait(); },
                               {0xFFFFFFFF, 5});
     EXPECT_EQ(Execute(Command([&] {
-                signal = std::make_unique<SystemCallHook>(SystemCall::kSetEvent,
-                                                          [&] { callerLeft.Wait(); });
+                // The first one is that for `runs`.
+                signal = std::make_unique<SystemCallHook>(
+                    SystemCall::kSetEvent, [&] { callerLeft.Wait(); }, 1);
                 runs.CountDown();
               })),
               kExecute + "WaitFailed [winErrorCode=5]");

@@ -105,12 +105,36 @@ TEST_F(MEngineThreadFaultTest, ARefusedSignalLeavesItRunning) {
   EXPECT_EQ(engine.stops, 1);
 
   const auto owned = std::make_shared<int>();
-  EXPECT_EQ(ErrorUnder({kSetEvent, 0, kRefused},
-                       [&] { engine.AddEvent(nullptr, MakeCallback([owned] {})); }),
+  const auto add = [&](void* handle) { engine.AddEvent(handle, MakeCallback([owned] {})); };
+  auto event = Detail::CreateKernelEvent(Detail::EventReset::kAutomatic);
+  EXPECT_EQ(ErrorUnder({kSetEvent, 0, kRefused}, [&] { add(event.Get()); }),
             "MEngineThread.AddEvent:ErrorAccessingEvent [winErrorCode=6]");
+  EXPECT_EQ(ErrorOf([&] { add(nullptr); }), "MEngineThread.AddEvent:NoEvent");
   EXPECT_EQ(owned.use_count(), 1) << "the refused functor was not deleted";
-  engine.Start();  // would fail to wait on the null handle, had it been kept
+  event.Close();
+  engine.Start();  // would fail to wait on the handle, had it been kept
   engine.Flush();
+}
+
+// What Flush and Stop mark before their event is taken back when that is refused.
+TEST_F(MEngineThreadFaultTest, AStopIsRequestedFromItsEventOnAndUntilTheNextStart) {
+  ScriptedEngine engine;
+  bool inFlush = false;
+  engine.onFlush = [&] { inFlush = engine.IsStopRequested() || engine.HasPendingRequest(); };
+  for (int life = 0; life < 2; ++life) {
+    engine.Start();
+    EXPECT_FALSE(engine.IsStopRequested());
+    EXPECT_EQ(ErrorUnder({kSetEvent, 0, kRefused}, [&] { engine.Flush(); }),
+              "MEngineThread.Flush:ErrorAccessingEvent [winErrorCode=6]");
+    EXPECT_EQ(ErrorUnder({kSetEvent, 0, kRefused}, [&] { engine.Stop(); }),
+              "MEngineThread.Stop:ErrorAccessingEvent [winErrorCode=6]");
+    EXPECT_FALSE(engine.IsStopRequested() || engine.HasPendingRequest());
+    engine.Flush();
+    EXPECT_FALSE(inFlush) << "neither is pending while it is served";
+    engine.Stop();
+    EXPECT_TRUE(engine.IsStopRequested());
+    EXPECT_FALSE(engine.HasPendingRequest());
+  }
 }
 
 TEST_F(MEngineThreadFaultTest, TheAnswerToAFlushThatGaveUpWaitingIsNotTakenForTheNextOnes) {
@@ -215,7 +239,7 @@ TEST_F(MEngineThreadRaceTest, EverySignalOfAsManyEventsAsThereMayBeIsServed) {
     for (Added& one : added) {
       engine.AddEvent(one.event.Get(), MakeCallback([&one] { one.served = one.sent.load(); }));
     }
-    EXPECT_EQ(ErrorOf([&] { engine.AddEvent(nullptr, MakeCallback([refused] {})); }),
+    EXPECT_EQ(ErrorOf([&] { engine.AddEvent(added[0].event.Get(), MakeCallback([refused] {})); }),
               "MEngineThread.AddEvent:TooManyWaitableEvents");
   };
   engine.Start();

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "orvel/platform/windows_api.h"
+#include "tests/support/misuse_recorder.h"
 #include "tests/threads/staging.h"
 
 namespace Orvel::Testing {
@@ -110,6 +111,7 @@ TEST_P(MEngineThreadEarlyEndTest, IsReportedAndLeavesAnEngineThatCanStartAgain) 
     if (raises) RaiseError(context, L"Early");
   };
   static_cast<void>(TakeFlowLog());
+  MisuseRecorder misuse;
   ExpectNoHandleIsLeft(1, [&] {
     EXPECT_EQ(ErrorOf([&] { engine_->Start(); }),
               isReady ? "" : "MEngineThread.Start:ThreadExitedUnexpectedly");
@@ -124,6 +126,7 @@ TEST_P(MEngineThreadEarlyEndTest, IsReportedAndLeavesAnEngineThatCanStartAgain) 
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error MEngineThreadTest.Fail:Early",
                                              ForObject(engine_.get())}),
               SizeIs(raises ? 2 : 0));
+  EXPECT_THAT(misuse.Take(), SizeIs(Detail::ReportsMisuse() && !isReady && !raises ? 2 : 0));
   engine_->script = nullptr;
   engine_->Start();
   EXPECT_EQ(engine_->flushes, 0) << "a flush request survived the worker that it was for";
@@ -264,6 +267,24 @@ TEST_F(MEngineThreadTest, IsDestroyedInAnyState) {
     }
     EXPECT_EQ(stops, 1) << "it was not whole any more when it stopped";
   });
+}
+
+TEST_F(MEngineThreadTest, ReportsASubclassThatIsDestroyedRunning) {
+  class Careless final : public MEngineThread {
+   public:
+    Careless() : MEngineThread(0) {}
+
+   protected:
+    void ThreadFunction() override {
+      SignalThreadStarted();
+      do {
+        WaitForEvents(kWaitForever);
+      } while (!ServeStopRequest());
+    }
+  };
+  MisuseRecorder misuse;
+  { Careless().Start(); }
+  EXPECT_THAT(misuse.Take(), SizeIs(Detail::ReportsMisuse() ? 1 : 0));
 }
 
 TEST_F(MEngineThreadTest, ItsDestructorWaitsForAStopUnderWay) {
