@@ -108,6 +108,25 @@ std::function<void(int)> OneByOne(std::function<void()> push) {
   };
 }
 
+/// Hands items over while the other thread is busy with one, and waits until all have run. Nothing
+/// in it is a kernel request of its own.
+std::function<void(int)> BehindABusyOne(std::function<void(std::function<void()>)> pushFunction,
+                                        std::function<void()> push) {
+  return [pushFunction = std::move(pushFunction), push = std::move(push)](int count) {
+    std::atomic<bool> isBusy{false};
+    std::atomic<bool> isReleased{false};
+    const std::int64_t target = itemsRun.load() + count;
+    pushFunction([&] {
+      isBusy = true;
+      while (!isReleased) ::SwitchToThread();
+    });
+    while (!isBusy) ::SwitchToThread();
+    for (int left = count; left > 0; --left) push();
+    isReleased = true;
+    while (itemsRun.load() < target) ::SwitchToThread();
+  };
+}
+
 std::uint32_t ThreadIdOf(MCommandProcessor& processor) {
   std::uint32_t id = 0;
   processor.ExecuteSynchronously(
@@ -144,13 +163,17 @@ void CountRecording() {
 }
 
 void CountProcessor() {
-  // Caller: look at the abort event, create the completion event, signal the queue, wait, close.
-  // Worker: wait, reset the queue's event, signal completion, look at the stop event.
-  constexpr double kSynchronous = 5 + 4;
-  // Caller: signal the queue. Worker: wait, reset the queue's event, look at the stop event.
-  constexpr double kQueued = 1 + 3;
+  // Caller: signal the queue, wait. Worker: wait, reset the queue's event, signal completion.
+  constexpr double kSynchronous = 2 + 3;
+  // Caller: signal the queue. Worker: wait, reset the queue's event.
+  constexpr double kQueued = 1 + 2;
+  // By hand the caller also looks for an abort and creates and closes the completion event, and the
+  // worker looks for a stop.
+  constexpr double kSynchronousByHand = 5 + 4;
+  constexpr double kQueuedByHand = 1 + 3;
 
   MCommandProcessor processor;
+  processor.SetQueueGrowthStep(kRepetitions);
   processor.Start();
   const std::uint32_t workerId = ThreadIdOf(processor);
   Counter("synchronous-command", "orvel", kSynchronous, workerId).Count([&](int count) {
@@ -161,29 +184,43 @@ void CountProcessor() {
   Counter("queued-command", "orvel", kQueued, workerId).Count(OneByOne([&] {
     processor.QueueCommand(std::make_unique<CountingCommand>());
   }));
+  Counter("commands-behind-one", "orvel", 0, workerId)
+      .Count(BehindABusyOne(
+          [&](std::function<void()> work) { processor.QueueCommand(MakeCommand(std::move(work))); },
+          [&] { processor.QueueCommand(std::make_unique<CountingCommand>()); }));
   processor.Stop();
 
   BareWorker bare(BareWorker::Drain::kOneItem);
-  Counter("synchronous-command", "floor", kSynchronous, bare.GetThreadId()).Count([&](int count) {
-    for (int left = count; left > 0; --left) bare.RunSynchronously();
-  });
-  Counter("queued-command", "floor", kQueued, bare.GetThreadId()).Count(OneByOne([&] {
+  Counter("synchronous-command", "floor", kSynchronousByHand, bare.GetThreadId())
+      .Count([&](int count) {
+        for (int left = count; left > 0; --left) bare.RunSynchronously();
+      });
+  Counter("queued-command", "floor", kQueuedByHand, bare.GetThreadId()).Count(OneByOne([&] {
     bare.Push(std::make_unique<CountingItem>());
   }));
 }
 
 void CountScheduler() {
-  constexpr double kScheduled = 1 + 3;  // as for a queued command
+  constexpr double kScheduled = 1 + 2;  // as for a queued command
+  constexpr double kScheduledByHand = 1 + 3;
 
   MDesyncEventScheduler scheduler;
+  scheduler.SetQueueGrowthStep(kRepetitions);
   scheduler.Enable();
-  Counter("scheduled-event", "orvel", kScheduled, ThreadIdOf(scheduler)).Count(OneByOne([&] {
+  const std::uint32_t threadId = ThreadIdOf(scheduler);
+  Counter("scheduled-event", "orvel", kScheduled, threadId).Count(OneByOne([&] {
     scheduler.ScheduleDesyncEvent(std::make_unique<CountingEvent>());
   }));
+  Counter("events-behind-one", "orvel", 0, threadId)
+      .Count(BehindABusyOne(
+          [&](std::function<void()> work) {
+            scheduler.ScheduleDesyncEvent(MakeDesyncEvent(std::move(work)));
+          },
+          [&] { scheduler.ScheduleDesyncEvent(std::make_unique<CountingEvent>()); }));
   scheduler.Disable();
 
   BareWorker bare(BareWorker::Drain::kWhatIsQueued);
-  Counter("scheduled-event", "floor", kScheduled, bare.GetThreadId()).Count(OneByOne([&] {
+  Counter("scheduled-event", "floor", kScheduledByHand, bare.GetThreadId()).Count(OneByOne([&] {
     bare.Push(std::make_unique<CountingItem>());
   }));
 }
