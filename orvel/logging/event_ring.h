@@ -103,7 +103,7 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
   const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
   if ((old & kRecordingEnabled) == 0) return;
   Slot& slot = slots_[PositionOf(old)];
-  std::int64_t counter;
+  std::int64_t counter;  // NOLINT(cppcoreguidelines-init-variables): the next call fills it
   ::QueryPerformanceCounter(reinterpret_cast<union _LARGE_INTEGER*>(&counter));
   slot.counter.store(counter, std::memory_order_relaxed);
   slot.kind.store(kind, std::memory_order_relaxed);

@@ -44,8 +44,9 @@ MKLoggerAdapter* BuildProcessLogger() {
 /// every module that links the library has the class once more, with a virtual table of its own,
 /// and a `dynamic_cast` to a class that is final may be decided by the table's address.
 MKLoggerAdapter* AsAdapter(MFlowLogger* logger) {
-  const bool isAdapter = logger != nullptr && typeid(*logger) == typeid(MKLoggerAdapter);
-  return isAdapter ? static_cast<MKLoggerAdapter*>(logger) : nullptr;
+  if (logger == nullptr || typeid(*logger) != typeid(MKLoggerAdapter)) return nullptr;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast)
+  return static_cast<MKLoggerAdapter*>(logger);
 }
 
 /// A logger without ring, in storage that is never destroyed.

@@ -23,7 +23,7 @@ class CriticalSection {
   // Room for the system's structure: public headers hold this class by value, and the system's
   // header is not to come along with them.
   static constexpr std::size_t kSizeInBytes = 4 * sizeof(void*) + 8;
-  alignas(void*) std::byte storage_[kSizeInBytes];
+  alignas(void*) std::byte storage_[kSizeInBytes]{};
 };
 
 }  // namespace Orvel::Detail

@@ -7,7 +7,7 @@
 // union is one 64-bit number to whoever does not want its halves.
 #if defined(_WIN32)
 extern "C" {
-union _LARGE_INTEGER;
+union _LARGE_INTEGER;  // NOLINT(bugprone-reserved-identifier)
 __declspec(dllimport) int __stdcall QueryPerformanceCounter(union _LARGE_INTEGER* counter);
 __declspec(dllimport) unsigned long __stdcall GetCurrentThreadId(void);
 }
