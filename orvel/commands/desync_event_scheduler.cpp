@@ -5,6 +5,7 @@
 
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/threads/generic_guard.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ constexpr const wchar_t* kClassName = L"MDesyncEventScheduler";
 
 }  // namespace
 
-MDesyncEventScheduler::MDesyncEventScheduler(std::uint64_t arg) : thread_(arg), queue_(1) {
+MDesyncEventScheduler::MDesyncEventScheduler(std::uint64_t arg) : thread_(arg, *this), queue_(1) {
   static const MFlowPoint point(kClassName, kClassName);
   NameFlowObject(this, kClassName);
   point.Record(MFlowEvent::kConstruction, this);
@@ -24,6 +25,11 @@ MDesyncEventScheduler::~MDesyncEventScheduler() {
   static const MFlowPoint point(kClassName, L"~MDesyncEventScheduler");
   const MFlowScope scope(point, this);
   point.Record(MFlowEvent::kDestruction, this);
+  StopBeforeDestruction();
+}
+
+void MDesyncEventScheduler::StopBeforeDestruction() noexcept {
+  static const MFlowPoint point(kClassName, L"~MDesyncEventScheduler");
   try {
     Disable();
   } catch (const MException& exception) {
@@ -65,6 +71,30 @@ void MDesyncEventScheduler::SetQueueGrowthStep(std::int32_t growthStep) {
   queue_.SetGrowthStep(growthStep);
 }
 
+void MDesyncEventScheduler::Flush() {
+  static MSourceContext context(kClassName, L"Flush");
+  const MFlowScope scope(context, this);
+  const Orvel::Libraries::GenericGuard asking([this] { ++flushers_; }, [this] { --flushers_; });
+  const std::uint64_t before = flushesBegun_.load(std::memory_order_acquire);
+  thread_.Flush();
+  // A thread that is not there was not flushed; one that began before may have left out the last.
+  if (flushesDone_.load(std::memory_order_acquire) > before) return;
+  if (queue_.GetSize() != 0) RaiseError(context.At(__LINE__, this), L"SchedulerDisabled");
+}
+
+void MDesyncEventScheduler::RunWhatIsFlushed() {
+  if (flushers_ == 0) return;
+  const std::uint64_t flush = flushesBegun_.fetch_add(1, std::memory_order_acq_rel) + 1;
+  const std::uint64_t end = taken_ + static_cast<std::uint64_t>(queue_.GetSize());
+  // Ends as well when an override takes none.
+  for (bool takes = true; takes && taken_ < end;) {
+    const std::uint64_t before = taken_;
+    OnSchedulerEvent();
+    takes = taken_ != before;
+  }
+  flushesDone_.store(flush, std::memory_order_release);
+}
+
 void MDesyncEventScheduler::ScheduleDesyncEvent(std::unique_ptr<MDesyncEvent> event) {
   static MSourceContext context(kClassName, L"ScheduleDesyncEvent");
   const MFlowScope scope(context, this);
@@ -83,6 +113,7 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
   std::int32_t left = queue_.GetSize();
   do {
     if (!queue_.Pop(next)) return;
+    ++taken_;
     // The linter takes two events that the queue gave for one.
     const std::unique_ptr<MDesyncEvent> event(next);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
     try {

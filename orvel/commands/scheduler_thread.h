@@ -8,12 +8,12 @@
 #include "orvel/threads/engine_thread.h"
 
 /// A worker that waits for events registered with it and runs their handlers, one at a time, in
-/// COM's multithreaded apartment. It has no timer: a handler runs only when its event is signalled,
-/// and the worker sleeps otherwise. Of several events that are signalled the one registered first
-/// is served first.
+/// COM's multithreaded apartment. A handler runs only when its event is signalled, and the worker
+/// sleeps otherwise; for work that is due at a time register an `MWaitableTimer`. Of several events
+/// that are signalled the one registered first is served first.
 ///
 /// Thread-safe as `MEngineThread` is. An `MException` of a handler ends the worker.
-class MSchedulerThread final : public MEngineThread {
+class MSchedulerThread : public MEngineThread {
  public:
   /// `arg` goes to `MEngineThread`. Raises what its constructor raises.
   explicit MSchedulerThread(std::uint64_t arg = 0);

@@ -29,12 +29,6 @@ class MDesyncEventSchedulerTest : public testing::Test {
   void Schedule(std::function<void()> work) {
     scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(std::move(work)));
   }
-  /// Waits until everything scheduled before has run.
-  void RunAll() {
-    Latch reached(1);
-    Schedule([&] { reached.CountDown(); });
-    reached.Wait();
-  }
 
   const HangWatchdog watchdog_;
   std::unique_ptr<MDesyncEventScheduler> scheduler_ = std::make_unique<MDesyncEventScheduler>();
@@ -57,7 +51,7 @@ TEST_F(MDesyncEventSchedulerTest, EventsRunInOrderOnOneOtherThreadWhileItIsEnabl
     EXPECT_THAT(order, testing::IsEmpty());
     scheduler_->Enable();
     while (tally.deleted == 0) std::this_thread::yield();
-    RunAll();
+    scheduler_->Flush();
     scheduler_->Disable();
     scheduler_->Disable();
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
@@ -74,13 +68,83 @@ TEST_F(MDesyncEventSchedulerTest, ErrorsAndDisableInsideAnEventLeaveItEnabled) {
   std::string error;
   Schedule([&] { error = ErrorOf([&] { scheduler_->Disable(); }); });
   scheduler_->Enable();
-  RunAll();
+  scheduler_->Flush();
   EXPECT_EQ(error, "MEngineThread.Flush:CannotFlushSelf");
   EXPECT_EQ(ErrorOf([&] { scheduler_->Enable(); }), "MEngineThread.Start:AlreadyRunning");
-  RunAll();
+  scheduler_->Flush();
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at OnSchedulerEvent"}),
               ElementsAre("Dismissed_error MEventTest.Execute:Failed",
                           "Dismissed_error MEventTest.Execute:Failed"));
+}
+
+TEST_F(MDesyncEventSchedulerTest, FlushWaitsForWhatWasScheduledBeforeItAndForNothingElse) {
+  const auto flush = [&] { scheduler_->Flush(); };
+  Tally ran;
+  Gate gate;
+  EXPECT_EQ(ErrorOf(flush), "");
+  scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(Tallied(ran)));
+  EXPECT_EQ(ErrorOf(flush), "MDesyncEventScheduler.Flush:SchedulerDisabled");
+  Schedule([&] {
+    EXPECT_EQ(ErrorOf(flush), "MEngineThread.Flush:CannotFlushSelf");
+    gate.Hold();
+  });
+  scheduler_->Enable();
+  gate.AwaitWorker();
+  bool isOver = false;
+  std::function<void()> succession = [&] {
+    if (!isOver) Schedule(succession);
+  };
+  Schedule(succession);
+  scheduler_->ScheduleDesyncEvent(MakeDesyncEvent(Tallied(ran)));
+  {
+    const std::jthread flusher = WaitElsewhere(flush);
+    gate.Release();
+  }
+  EXPECT_EQ(ran.deleted, 2);
+  Schedule([&] { isOver = true; });
+  scheduler_->Flush();
+}
+
+/// Does as it is told instead of just running the events.
+class ScriptedScheduler final : public MDesyncEventScheduler {
+ public:
+  ~ScriptedScheduler() override { StopBeforeDestruction(); }
+  void OnSchedulerEvent() override {
+    ++wakeUps_;
+    if (script != nullptr) return script();
+    MDesyncEventScheduler::OnSchedulerEvent();
+  }
+
+  std::function<void()> script;
+
+ private:
+  int wakeUps_ = 0;
+};
+
+TEST_F(MDesyncEventSchedulerTest, AnOverrideMayLeaveEventsFailAndBeDestroyedAtWork) {
+  auto scripted = std::make_unique<ScriptedScheduler>();
+  ScriptedScheduler& scheduler = *scripted;
+  scheduler_ = std::move(scripted);
+  Tally tally;
+  scheduler.ScheduleDesyncEvent(MakeDesyncEvent(Tallied(tally)));
+  scheduler.script = [] {};
+  scheduler.Enable();
+  scheduler.Flush();
+  scheduler.Disable();
+  scheduler.script = [] { throw MException(MError(L"Override:Failed")); };
+  scheduler.Enable();
+  EXPECT_EQ(ErrorOf([&] { scheduler.Flush(); }), "MEngineThread.Flush:ThreadExitedUnexpectedly");
+  EXPECT_NE(ErrorOf([&] { scheduler.Disable(); }), "");
+  EXPECT_EQ(tally.executed, 0);
+
+  scheduler.script = nullptr;
+  Gate gate;
+  Schedule([&] { gate.Hold(); });
+  scheduler.Enable();
+  gate.AwaitWorker();
+  EXPECT_TRUE(tally.RanOnce());
+  const std::jthread releaser([&] { gate.Release(); });
+  scheduler_.reset();
 }
 
 TEST_F(MDesyncEventSchedulerTest, DisableAndDestructionStopAlsoWhenTheirFlushFailed) {
@@ -187,7 +251,7 @@ TEST_F(MDesyncEventSchedulerTest, ManyProducersEachKeepTheirOrderAndEveryEventRu
       scheduler_->Enable();
     }
   });
-  RunAll();
+  scheduler_->Flush();
   EXPECT_EQ(tally.executed, kProducers * kEach);
   EXPECT_EQ(tally.deleted, kProducers * kEach);
   EXPECT_THAT(next, Each(kEach));
