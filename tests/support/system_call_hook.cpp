@@ -18,6 +18,8 @@ extern void* __imp_ResetEvent;
 extern void* __imp_WaitForSingleObject;
 extern void* __imp_WaitForMultipleObjects;
 extern void* __imp__beginthreadex;
+extern void* __imp_CreateWaitableTimerW;
+extern void* __imp_SetWaitableTimer;
 extern void* __imp_QueryPerformanceCounter;
 extern void* __imp_Sleep;
 }
@@ -72,6 +74,8 @@ void InstallAll() {
   Install<SystemCall::kWaitForMultipleObjects>(__imp_WaitForMultipleObjects,
                                                &::WaitForMultipleObjects);
   Install<SystemCall::kBeginThread>(__imp__beginthreadex, &::_beginthreadex);
+  Install<SystemCall::kCreateTimer>(__imp_CreateWaitableTimerW, &::CreateWaitableTimerW);
+  Install<SystemCall::kSetTimer>(__imp_SetWaitableTimer, &::SetWaitableTimer);
   Install<SystemCall::kQueryCounter>(__imp_QueryPerformanceCounter, &::QueryPerformanceCounter);
   Install<SystemCall::kSleep>(__imp_Sleep, &::Sleep);
 }

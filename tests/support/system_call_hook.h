@@ -18,6 +18,8 @@ enum class SystemCall {
   kWaitForSingleObject,
   kWaitForMultipleObjects,
   kBeginThread,
+  kCreateTimer,
+  kSetTimer,
   kQueryCounter,
   kSleep
 };
