@@ -4,18 +4,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <memory>
+#include <new>
 #include <numeric>
+#include <ratio>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/filers/tagged_section.h"
+#include "orvel/filers/tagged_values.h"
 #include "tests/filers/failing_allocation.h"
 #include "tests/support/misuse_recorder.h"
 #if defined(_WIN32)
@@ -107,6 +114,7 @@ TYPED_TEST(TaggedFilersTest, ValuesComeBackExactly) {
 TYPED_TEST(TaggedFilersTest, EitherWidthOfFloatingNumbersReadsTheOther) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_TRUE(this->out_.WriteDouble(L"wide", -1e300));
+  EXPECT_TRUE(this->out_.WriteDouble(L"greatest", (std::numeric_limits<double>::max)()));
   EXPECT_TRUE(this->out_.WriteFloat(L"zero", -0.0f));
   EXPECT_TRUE(this->out_.WriteFloat(L"narrow", std::numeric_limits<float>::quiet_NaN()));
   const auto in = this->store_.Read();
@@ -114,6 +122,8 @@ TYPED_TEST(TaggedFilersTest, EitherWidthOfFloatingNumbersReadsTheOther) {
   float narrow = 7.0f;
   EXPECT_TRUE(in->ReadFloat(L"wide", narrow, 7.0f));
   EXPECT_EQ(narrow, -kInfinity);
+  EXPECT_TRUE(in->ReadDouble(L"greatest", wide, 7.0));
+  EXPECT_EQ(wide, kInfinity) << "rounded up by the digits that are written";
   EXPECT_TRUE(in->ReadDouble(L"zero", wide, 7.0) && wide == 0.0 && std::signbit(wide));
   EXPECT_TRUE(in->ReadDouble(L"narrow", wide, 7.0) && std::isnan(wide));
 }
@@ -221,6 +231,134 @@ TYPED_TEST(TaggedFilersTest, ASectionLeftOpenIsReportedUnlessItsUserIsOnTheWayOu
   };
   EXPECT_EQ(readerReports(L"v"), once);
   EXPECT_EQ(readerReports(L"missing"), 0u);
+}
+
+enum class Small : std::int8_t { kLow = -128, kHigh = 127 };
+enum class Wide : std::uint64_t { kAll = 0xFFFFFFFFFFFFFFFF };
+enum class Letter : char { kNone = 0 };
+enum Flag : bool { kOff, kOn };
+
+TYPED_TEST(TaggedFilersTest, ValuesOfManyTypesComeBackExactly) {
+  using namespace std::chrono;
+  using Frames = duration<int, std::ratio<2, 60>>;
+  const std::wstring tag(300, L't');
+  int count = 0;
+  const auto comeBack = [&](const auto&... values) {
+    const auto comesBack = [&](const auto& value) {
+      const std::wstring numbered = tag + std::to_wstring(++count);
+      std::decay_t<decltype(value)> read{};
+      EXPECT_TRUE(WriteTagged(this->out_, numbered, value)) << count;
+      EXPECT_TRUE(ReadTagged(*this->store_.Read(), numbered, read, {})) << count;
+      EXPECT_TRUE(read == value) << count;
+    };
+    (comesBack(values), ...);
+  };
+  comeBack(true, 'x', 0.1, 0.1f, std::uint8_t{255}, std::int8_t{-128}, std::uint16_t{65535},
+           std::int16_t{-5}, 4294967295u, -2147483647 - 1, 4294967295ul, -2147483647l - 1);
+  comeBack(std::numeric_limits<long long>::min(), (std::numeric_limits<long long>::max)(),
+           (std::numeric_limits<unsigned long long>::max)(), Small::kLow, Small::kHigh, Wide::kAll,
+           Letter::kNone, kOn);
+  comeBack(std::wstring(L"<a> & b"), std::filesystem::path(L"C:\\a b\\c"), std::filesystem::path());
+  comeBack((nanoseconds::max)(), (nanoseconds::min)(), microseconds(-1), 1500ms, 2s, 3min, 4h,
+           days(5), Frames(7), duration<std::uint8_t>(255), years(2000));
+  comeBack(std::vector<std::byte>{}, std::vector<std::byte>{std::byte{0}, std::byte{0xFA}});
+  EXPECT_FALSE(WriteTagged(this->out_, L"v", duration<std::uint64_t>(1ull << 63)));
+  static_assert(
+      !Orvel::Detail::TaggedWritable<const char*> && !Orvel::Detail::TaggedWritable<const void*> &&
+      !Orvel::Detail::TaggedWritable<wchar_t> && !Orvel::Detail::TaggedReadable<long double>);
+
+  // What is no text of its own, and what is read with the short form.
+  const std::byte block[] = {std::byte{1}};
+  EXPECT_TRUE(WriteTagged(this->out_, L"block", block) &&
+              WriteTagged(this->out_, L"literal", L"text") &&
+              WriteTagged(this->out_, L"view", std::wstring_view(L"text!").substr(0, 4)));
+  const auto in = this->store_.Read();
+  EXPECT_EQ(ReadTagged<std::vector<std::byte>>(*in, L"block", {}), std::vector{std::byte{1}});
+  for (const wchar_t* text : {L"literal", L"view", L"missing"})
+    EXPECT_EQ(ReadTagged<std::wstring>(*in, text, L"text"), L"text");
+}
+
+/// Whether a text is read as a value; when not, that the default is.
+template <class Store, class Value>
+bool IsReadAs(std::wstring_view text, const Value& expected) {
+  Store store;
+  EXPECT_TRUE(WriteTagged(store.out, L"v", text));
+  Value value{};
+  const bool isRead = ReadTagged(*store.Read(), L"v", value, expected);
+  EXPECT_TRUE(value == expected);
+  return isRead;
+}
+
+TYPED_TEST(TaggedFilersTest, TextsThatAreNoSuchValueAreRefused) {
+  using namespace std::chrono;
+  const auto isRead = [](std::wstring_view text, const auto& expected) {
+    return IsReadAs<TypeParam>(text, expected);
+  };
+  for (const wchar_t* text : {L"", L"-", L" 1", L"1 ", L"+1", L"1.0", L"0x1", L"1e3", L"\u0661",
+                              L"9223372036854775808", L"-9223372036854775809"}) {
+    EXPECT_FALSE(isRead(text, std::int64_t{7})) << text;
+  }
+  EXPECT_FALSE(isRead(L"-1", std::uint64_t{7}) || isRead(L"18446744073709551616", Wide{7}) ||
+               isRead(std::wstring(1000, L'0'), std::uint64_t{7}));
+  EXPECT_TRUE(isRead(L"-42", std::int64_t{-42}) && isRead(L"007", std::uint64_t{7}));
+
+  for (const wchar_t* text : {L"",
+                              L"5",
+                              L" s",
+                              L"5 ",
+                              L"5  s",
+                              L"5s",
+                              L"5 S",
+                              L"5 s ",
+                              L"5.5 s",
+                              L"5 weeks",
+                              L"1500 ms",
+                              L"5 [1/0]s",
+                              L"5 [0/1]s",
+                              L"5 [-1/2]s",
+                              L"5 [1]s",
+                              L"5 [/]s",
+                              L"5 [1/2]",
+                              L"1 [1/2]s",
+                              L"9223372036854775807 h",
+                              L"-9223372036854775808 min",
+                              L"1 [9223372036854775807/3]s"}) {
+    EXPECT_FALSE(isRead(text, seconds(7))) << text;
+  }
+  EXPECT_TRUE(isRead(L"-2000 ms", seconds(-2)) && isRead(L"1 h", seconds(3600)) &&
+              isRead(L"9 [2/6]s", seconds(3)) && isRead(L"0 [1/9223372036854775807]s", 0s) &&
+              isRead(L"3 [1/2]s", 1500ms) &&
+              isRead(L"6 [1/9000000000000000000]s",
+                     duration<int, std::ratio<1, 3'000'000'000'000'000'000>>(2)));
+  EXPECT_FALSE(isRead(L"1 h", duration<std::int8_t>(7)) || isRead(L"-1 s", duration<unsigned>(7)));
+
+  const std::vector<std::byte> bytes{std::byte{0xAB}};
+  for (const wchar_t* text : {L"a", L"abc", L"0x", L"a ", L"g0", L"\uFF10\uFF11"})
+    EXPECT_FALSE(isRead(text, bytes)) << text;
+  EXPECT_TRUE(isRead(L"aB", bytes));
+  EXPECT_FALSE(isRead(L"text", true)) << "also where the registry would give what it found";
+}
+
+TYPED_TEST(TaggedFilersTest, SectionObjectsCloseWhatTheyOpened) {
+  for (int number = 0; number < 3; ++number) {
+    MTaggedSection item(this->out_, L"Item");
+    ASSERT_TRUE(item);
+    const MTaggedSection inner(this->out_, L"Inner");
+    EXPECT_TRUE(inner && WriteTagged(this->out_, L"Number", number));
+  }
+  MTaggedSection closed(this->out_, L"Last");
+  EXPECT_TRUE(closed && closed.Close());
+  EXPECT_FALSE(closed || closed.Close() || this->out_.EndSection());
+  EXPECT_EQ(static_cast<bool>(MTaggedSection(this->out_, L"a<")), TypeParam::kIsRegistry);
+
+  const auto in = this->store_.Read();
+  int sum = 0;
+  while (const auto item = MTaggedSection::Next(*in, L"Item")) {
+    const MTaggedSection inner(*in, L"Inner");
+    sum += 1 + ReadTagged<int>(*in, L"Number", -1);
+  }
+  EXPECT_EQ(sum, TypeParam::kIsRegistry ? 3 : 1 + 2 + 3);
+  EXPECT_FALSE(in->EndSection());
 }
 
 /// What operations are given and what they read. None of it allocates while one of them runs.

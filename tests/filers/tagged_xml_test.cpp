@@ -2,14 +2,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <locale>
 #include <optional>
+#include <ratio>
 #include <string>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/filers/tagged_values.h"
 
 namespace {
 
@@ -65,6 +71,28 @@ TEST(MOutFilerTaggedXmlTest, WritesEveryKindWithItsTypeNameAndTextInAnyLocale) {
   EXPECT_TRUE(Reader(filer.TakeText()).ReadDouble(L"Gain", gain, 0.0));
   EXPECT_EQ(gain, 0.5);
   std::locale::global(before);
+}
+
+TEST(MOutFilerTaggedXmlTest, TypesWithoutAKindOfTheirOwnAreStrings) {
+  enum class Mode : std::uint16_t { kFast = 3 };
+  MOutFilerTaggedXml filer;
+  EXPECT_TRUE(WriteTagged(filer, L"Long", -5l) && WriteTagged(filer, L"Mode", Mode::kFast) &&
+              WriteTagged(filer, L"Literal", L"text") &&
+              WriteTagged(filer, L"Big", std::int64_t{-5'000'000'000}) &&
+              WriteTagged(filer, L"Wait", std::chrono::milliseconds(1500)) &&
+              WriteTagged(filer, L"Frames", std::chrono::duration<int, std::ratio<1, 30>>(25)) &&
+              WriteTagged(filer, L"Path", std::filesystem::path(L"a\\b")) &&
+              WriteTagged(filer, L"Key", std::array{std::byte{0}, std::byte{0xFA}}));
+  EXPECT_THAT(filer.GetText(),
+              HasSubstr(std::wstring(L"<Long type=\"") + (sizeof(long) == 4 ? L"int" : L"string") +
+                        L"\">-5</Long>\n"
+                        L"<Mode type=\"uint\">3</Mode>\n"
+                        L"<Literal type=\"string\">text</Literal>\n"
+                        L"<Big type=\"string\">-5000000000</Big>\n"
+                        L"<Wait type=\"string\">1500 ms</Wait>\n"
+                        L"<Frames type=\"string\">25 [1/30]s</Frames>\n"
+                        L"<Path type=\"string\">a\\b</Path>\n"
+                        L"<Key type=\"string\">00fa</Key>\n"));
 }
 
 TEST(MOutFilerTaggedXmlTest, RefusedWritesLeaveTheDocumentAsItWas) {
