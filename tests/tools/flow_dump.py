@@ -1,9 +1,14 @@
 # SPDX-License-Identifier: MIT
-"""Dumps of a flow log for the tests of the timeline: made, and counted from their text alone."""
+"""Dumps of a flow log for the tests of the timeline: made, and counted from their text alone.
+
+flow_dump.py FOLDER writes the made ones, ring.log and hostile.log.
+"""
 
 import collections
+import pathlib
 import random
 import re
+import sys
 
 KINDS = {
     "Root_error": -105, "Warning": -101, "State_change": -25, "Message_send": -21,
@@ -115,6 +120,13 @@ def count(text):
         else:
             counts["instants"] += 1
             counts["errors"] += -105 <= kind <= -102
+            counts["warnings"] += kind == -101
             counts["messages"] += kind in (-21, -20)
     counts["records"] = len(NUMBERS.findall(text))
     return counts
+
+
+if __name__ == "__main__":
+    for name, text in (("ring", full_ring()), ("hostile", hostile())):
+        path = pathlib.Path(sys.argv[1], f"{name}.log")
+        path.write_text(text, encoding="latin-1", newline="\n")

@@ -2,10 +2,11 @@
 
 // The drawing of the timeline, and what is found under the pointer.
 
-const GUTTER = 186;  // width of the names at the left
+const GUTTER = 204;  // width of the names at the left
 const RULER = 26;
 const MARK_REACH = 6;  // how far from a mark it is still hit
 const MAX_ARROWS = 120;
+const DIMMED = 0.45;  // how strongly what does not match is drawn
 
 function fitCanvas(canvas, context, width, height) {
   const ratio = window.devicePixelRatio || 1;
@@ -21,7 +22,7 @@ class Painter {
     this.view = view;
     this.data = view.data;
     this.canvas = canvas;
-    this.context = canvas.getContext('2d');
+    this.context = canvas.getContext('2d', { alpha: false });
     this.hues = new Map();
     this.shownTexts = new Map();
   }
@@ -34,18 +35,13 @@ class Painter {
       'mark', 'life', 'dense', 'band', 'message', 'select', 'match', 'scope-text']) {
       this.colours[name] = value(name);
     }
-    this.scopeTail = `${value('scope-saturation')} ${value('scope-lightness')})`;
-    this.hues.clear();
+    // A golden angle from one class to the next: no two hues are near each other.
+    const tail = `${value('scope-saturation')} ${value('scope-lightness')})`;
+    const classes = [...new Set(this.data.shapes.map((shape) => shape.className))].sort();
+    classes.forEach((name, i) => this.hues.set(name, `hsl(${(i * 137.508) % 360} ${tail}`));
   }
 
-  scopeColour(className) {
-    let colour = this.hues.get(className);
-    if (colour === undefined) {
-      colour = `hsl(${(hashOf(className) * 137) % 360} ${this.scopeTail}`;
-      this.hues.set(className, colour);
-    }
-    return colour;
-  }
+  scopeColour(className) { return this.hues.get(className); }
 
   markColour(shape) {
     if (shape.isError) return this.colours.error;
@@ -68,7 +64,7 @@ class Painter {
 
   /** Draws what the view shows, scrolled down by `top`. */
   draw(width, height, top) {
-    this.canvas.style.height = `${height}px`;
+    if (height !== this.height) this.canvas.style.height = `${height}px`;
     fitCanvas(this.canvas, this.context, width, height);
     this.width = width;
     this.height = height;
@@ -141,20 +137,21 @@ class Painter {
       runEnd = -1;
     };
     for (let i = firstAtOrAbove(finish, view.start); i < start.length && start[i] <= view.finish;) {
-      const left = this.xOf(start[i]);
-      const right = this.xOf(finish[i]);
-      if (right - left >= 1.5) {
+      // Whole pixels: they are sharp, and drawn several times as fast.
+      const left = Math.round(this.xOf(start[i]));
+      const right = Math.round(this.xOf(finish[i]));
+      if (right - left >= 2) {
         endRun();
         drawBox(i, Math.max(left, GUTTER), Math.min(right, this.width));
         ++i;
         continue;
       }
-      const column = Math.floor(left);
+      const column = left;
       if (runEnd >= 0 && column > runEnd) endRun();
       if (runEnd < 0) runStart = column;
       runEnd = column + 1;
       // On to the first that begins in another column and is not hidden by this one.
-      i = Math.max(i + 1, firstAtOrAbove(finish, view.start + (column + 1 - GUTTER) * pixel));
+      i = Math.max(i + 1, firstAtOrAbove(finish, view.start + (column + 0.5 - GUTTER) * pixel));
     }
     endRun();
   }
@@ -204,7 +201,7 @@ class Painter {
         const record = thread.record[slice];
         const shape = data.shapeOf(record);
         const isDimmed = view.isMatch && !view.isMatch[record];
-        context.globalAlpha = isDimmed ? 0.35 : 1;
+        context.globalAlpha = isDimmed ? DIMMED : 1;
         context.fillStyle = this.scopeColour(shape.className);
         context.fillRect(left, top, Math.max(right - left - (right - left > 4 ? 1 : 0), 1), LEVEL - 2);
         if (shape.isWait) this.hatch(left, right, top);
@@ -257,16 +254,19 @@ class Painter {
       }
       chosen[bestRank].push(best);
     }
-    for (const j of chosen.flat()) {
-      this.drawMark(mark[j], data.shapeOf(mark[j]), this.xOf(markTime[j]), y);
-    }
+    const draw = (record) => {
+      this.drawMark(record, data.shapeOf(record), this.xOf(data.time[record]), y);
+    };
+    for (const j of chosen.flat()) draw(mark[j]);
+    const { selected } = view;
+    if (selected >= 0 && mark[firstAtOrAbove(mark, selected)] === selected) draw(selected);
   }
 
   drawMark(record, shape, x, y) {
     const { context, view, colours } = this;
     const middle = y + THREAD_HEAD / 2 - 2;
     context.fillStyle = this.markColour(shape);
-    context.globalAlpha = view.isMatch && !view.isMatch[record] ? 0.35 : 1;
+    context.globalAlpha = view.isMatch && !view.isMatch[record] ? DIMMED : 1;
     context.beginPath();
     if (shape.isError) {
       context.moveTo(x, middle + 8);
@@ -301,7 +301,7 @@ class Painter {
       const record = row.record[i];
       const name = data.nameOf(record);
       const [back, text] = view.stateColours.get(name);
-      context.globalAlpha = view.isMatch && !view.isMatch[record] ? 0.35 : 1;
+      context.globalAlpha = view.isMatch && !view.isMatch[record] ? DIMMED : 1;
       context.fillStyle = back;
       context.fillRect(left, y + 2, Math.max(right - left - 1, 1), LANE - 4);
       this.drawText(name, left, right, y + LANE / 2, text);

@@ -30,13 +30,10 @@ function formatPercent(part, whole) {
   return whole > 0 ? `${Math.round((100 * part) / whole)} %` : '–';
 }
 
-/** Control characters would vanish; their pictures show. */
+/** The text with an escape for each character that would not show. */
 function printable(text) {
-  return text.replace(/[\u0000-\u001f\u007f\u2028\u2029]/g, (character) => {
-    const code = character.charCodeAt(0);
-    if (code === 0x7f) return '\u2421';
-    return code < 0x20 ? String.fromCharCode(0x2400 + code) : '\u2424';
-  });
+  return text.replace(/[\u0000-\u001f\u007f-\u009f\u00ad\u2028\u2029]/g, (character) => (
+    character === '\n' ? '\\n' : `\\x${character.charCodeAt(0).toString(16).padStart(2, '0')}`));
 }
 
 /** Returns a new element. Children are elements and texts; what texts hold is never markup. */

@@ -6,7 +6,7 @@ class Minimap {
     this.painter = painter;
     this.view = painter.view;
     this.canvas = canvas;
-    this.context = canvas.getContext('2d');
+    this.context = canvas.getContext('2d', { alpha: false });
     this.picture = document.createElement('canvas');
     this.isStale = true;
   }
@@ -47,7 +47,7 @@ class Minimap {
   drawPicture() {
     const { width, height, view, painter } = this;
     const { colours } = painter;
-    const context = this.picture.getContext('2d');
+    const context = this.picture.getContext('2d', { alpha: false });
     fitCanvas(this.picture, context, width, height);
     context.fillStyle = colours.back;
     context.fillRect(0, 0, width, height);

@@ -62,10 +62,18 @@ class Page {
   draw() {
     const width = this.scroller.clientWidth;
     const height = this.scroller.clientHeight;
-    byId('spacer').style.height = `${Math.max(this.view.height + RULER + 12 - height, 0)}px`;
-    this.painter.draw(width, height, this.scroller.scrollTop);
-    this.minimap.draw(byId('minimap').clientWidth, byId('minimap').clientHeight);
-    this.showStatus();
+    const minimap = byId('minimap');
+    const [minimapWidth, minimapHeight] = [minimap.clientWidth, minimap.clientHeight];
+    const top = this.scroller.scrollTop;
+    // What follows changes the page: reading its measures behind it would lay it out once more.
+    const overhang = Math.max(this.view.height + RULER + 12 - height, 0);
+    if (overhang !== this.overhang) byId('spacer').style.height = `${overhang}px`;
+    this.overhang = overhang;
+    this.painter.draw(width, height, top);
+    this.minimap.draw(minimapWidth, minimapHeight);
+    // Not while it changes with every frame, which would keep screen readers busy.
+    clearTimeout(this.statusTimer);
+    this.statusTimer = setTimeout(() => this.showStatus(), 120);
   }
 
   showStatus() {
@@ -104,7 +112,7 @@ class Page {
     this.view.selected = record;
     this.panels.showDetails(byId('details'));
     if (record >= 0) {
-      byId('details').scrollIntoView({ block: 'nearest' });
+      byId('details').parentElement.scrollTop = 0;
       if (moves) this.bringIntoView(record);
     }
     this.view.changed();
@@ -114,7 +122,7 @@ class Page {
     const { view, data } = this;
     const start = data.startOf(record);
     const finish = data.finishOf(record);
-    if (finish < view.start + view.span * 0.05 || start > view.finish - view.span * 0.05) {
+    if (finish < view.start || start > view.finish) {
       view.show(start - view.span / 2, start + view.span / 2);
     }
     const wide = (finish - start) / view.span;

@@ -47,9 +47,10 @@ class View {
     const { firstTime, lastTime } = this.data.head;
     const widest = Math.max((lastTime - firstTime) * 1.2, 4 * SMALLEST_SPAN);
     const span = Math.min(Math.max(finish - start, SMALLEST_SPAN), widest);
-    const middle = Math.min(Math.max((start + finish) / 2, firstTime), lastTime);
-    this.start = middle - span / 2;
-    this.finish = middle + span / 2;
+    // No more than a tenth of what is seen may be before the first record or behind the last.
+    const limits = [firstTime - span * 0.1, lastTime - span * 0.9].sort((a, b) => a - b);
+    this.start = Math.min(Math.max((start + finish - span) / 2, limits[0]), limits[1]);
+    this.finish = this.start + span;
     this.changed();
   }
 
