@@ -160,22 +160,22 @@ TEST_F(MCommandProcessorTest, ServesAFlushARestartAndAStopBeforeTheNextCommand) 
                {"at OnRestartEventLoop", nullptr, addEvent},
                {"at OnStopWrapper", stopElsewhere, nullptr}};
   processor_->Start();
-  for (const auto& [served, ask, askOnWorker] : cases) {
+  for (const auto& request : cases) {
     Gate gate;
     std::string log;
     std::atomic<int> behind{0};
     processor_->QueueCommand(MakeCommand([&] {
       gate.Hold();
-      if (askOnWorker) askOnWorker();
+      if (request.askOnWorker) request.askOnWorker();
     }));
     gate.AwaitWorker();
     processor_->QueueCommand(MakeCommand([&] { log = TakeFlowLog(); }));
     for (int i = 0; i < 1000; ++i) processor_->QueueCommand(MakeCommand([&] { ++behind; }));
     static_cast<void>(TakeFlowLog());
-    const std::jthread asking = ask ? ask() : std::jthread();
+    const std::jthread asking = request.ask ? request.ask() : std::jthread();
     gate.Release();
     while (behind < 1000) std::this_thread::yield();
-    EXPECT_THAT(FlowEventsWith(log, {"Scope_push", served}), SizeIs(1)) << served;
+    EXPECT_THAT(FlowEventsWith(log, {"Scope_push", request.served}), SizeIs(1)) << request.served;
   }
 }
 
