@@ -35,7 +35,8 @@ struct ProgramRun {
 
 /// Runs a program to its end. `program` is a path in the system's or the build machine's form;
 /// arguments are quoted here and must not hold quotes or end in a backslash.
-ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring>& arguments) {
+ProgramRun RunProgram(const std::filesystem::path& program,
+                      const std::vector<std::wstring>& arguments) {
   TemporaryFolder results;
   const std::wstring output = results.Expect(L"output");
   const std::wstring error = results.Expect(L"error");
@@ -50,7 +51,7 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::wstring
 TEST(HelloWorkerTest, PrintsTheResultAndTheErrorThatItsWorkerMet) {
   TemporaryFolder folder;
   const std::filesystem::path folderBefore = std::filesystem::current_path();
-  const std::string program = std::filesystem::absolute(HELLO_WORKER_EXE).string();
+  const std::filesystem::path program = std::filesystem::absolute(HELLO_WORKER_EXE);
   std::filesystem::current_path(folder.GetPath());
   EXPECT_THAT(RunProgram(program, {}).output,
               MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n\\d+ drives\r?\n"));
@@ -72,7 +73,10 @@ ProgramRun RunAudit(std::vector<std::wstring> arguments, const std::wstring& set
   return RunProgram(FOLDER_AUDIT_EXE, arguments);
 }
 
-std::string Narrow(const std::wstring& path) { return std::filesystem::path(path).string(); }
+std::string Utf8(const std::wstring& path) {
+  const std::u8string text = std::filesystem::path(path).u8string();
+  return {text.begin(), text.end()};
+}
 
 TEST(FolderAuditTest, HashesEveryFileWhateverItsNameAndPlace) {
   TemporaryFolder folder;
@@ -155,11 +159,11 @@ TEST(FolderAuditTest, KeepsItsSettings) {
   const ProgramRun settings = RunAudit({L"--settings"}, key);
   EXPECT_EQ(settings.exitCode, 0);
   EXPECT_THAT(settings.output,
-              StartsWith("Last folder      " + Narrow(folder.GetPath()) + "\nLast audit file  " +
-                         Narrow(file) + "\nAudits run       2, 0 of them interrupted\n"));
+              StartsWith("Last folder      " + Utf8(folder.GetPath()) + "\nLast audit file  " +
+                         Utf8(file) + "\nAudits run       2, 0 of them interrupted\n"));
   const ProgramRun noFolder = RunAudit({}, key);
   EXPECT_EQ(noFolder.exitCode, 2);
-  EXPECT_THAT(noFolder.error, HasSubstr("the last one audited was " + Narrow(folder.GetPath())));
+  EXPECT_THAT(noFolder.error, HasSubstr("the last one audited was " + Utf8(folder.GetPath())));
 
   const ProgramRun refused = RunAudit({folder.GetPath()}, L"no\\\\key");
   EXPECT_EQ(refused.exitCode, 0) << "an audit is as good without them";
@@ -194,8 +198,9 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
   std::set<std::string> told;
   std::map<std::uint32_t, int> depth;  // by thread
   for (const DumpedRecord& record : ReadFlowDump(ReadWholeFile(log))) {
+    const std::string object = record.object != 0 ? record.objectName : "no object";
     told.insert(record.event + ' ' + record.detail + " at " + record.className +
-                "::" + record.point + " of " + record.objectName + " on " + record.threadName);
+                "::" + record.point + " of " + object + " on " + record.threadName);
     if (record.event == "Scope_push") ++depth[record.threadId];
     if (record.event == "Scope_pop") --depth[record.threadId];
   }

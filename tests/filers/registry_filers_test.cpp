@@ -279,7 +279,7 @@ TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow
   seam.finds = [&] { return Text(std::wstring(length += 300, L'g')); };
   EXPECT_FALSE(in_.ReadString(L"v", text, L"default"));
   EXPECT_EQ(text, L"default");
-  EXPECT_THAT(seam.calls, Contains(queries).Times(Le(16)));
+  EXPECT_THAT(seam.calls, Contains(queries).Times(Le(16u)));
 
   // A value that shrinks, and one whose type changes, are taken as the last query found them.
   const auto becomes = [&](const RawRegistryValue& last) {
