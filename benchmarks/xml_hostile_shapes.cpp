@@ -139,6 +139,33 @@ void SetAttributes(MXmlDocument& document, std::size_t) {
     document.SetAttribute(i, L"n", L"value");
 }
 
+void SetDataOfAll(MXmlDocument& document, std::size_t) {
+  for (std::uint32_t i = 2; i < document.GetRecordCount(); ++i) document.SetData(i, L"other data");
+}
+
+void RenameAll(MXmlDocument& document, std::size_t) {
+  for (std::uint32_t i = 2; i < document.GetRecordCount(); ++i) document.SetTagName(i, L"other");
+}
+
+void RemoveAllAsFound(MXmlDocument& document, std::size_t units) {
+  document.FindElement(L"r");
+  document.IntoElement();
+  for (std::size_t i = kTagsPerUnit * units; i-- > 0;) {
+    document.FindFirstElement(L"t" + std::to_wstring(i));
+    document.RemoveElement();
+  }
+}
+
+/// Removes the elements that are in sections, the innermost first, and then the sections.
+void RemoveAllBackwards(MXmlDocument& document, std::size_t) {
+  for (std::uint32_t i = document.GetRecordCount(); --i > 0;) document.RemoveElement(i);
+}
+
+void RemoveAllInWalk(MXmlDocument& document, std::size_t) {
+  for (const MXmlElement element : document.GetChildren(1))
+    document.RemoveElement(element.GetNumber());
+}
+
 /// Adds a child to every element of every level, on the way back from those inside.
 void AddChildren(MXmlDocument& document, std::size_t) {
   for (;;) {
@@ -247,6 +274,11 @@ const Shape kShapes[] = {
     {"an element added behind each that is found", ManyTags, AddBehindEachTag},
     {"an attribute set in every element", FlatElements, SetAttributes},
     {"an attribute set in nested elements", NestedElements, SetAttributes},
+    {"data set in every element", FlatElements, SetDataOfAll},
+    {"every element renamed", FlatElements, RenameAll},
+    {"every element removed in a walk", FlatElements, RemoveAllInWalk},
+    {"every element removed as found by tag", ManyTags, RemoveAllAsFound},
+    {"nested elements removed backwards", NestedElements, RemoveAllBackwards},
     {"a child added to every element", FlatElements, AddChildren},
     {"a child added to nested elements", NestedElements, AddChildren},
 };

@@ -3,6 +3,7 @@
 // and the new one must agree.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -24,6 +25,10 @@ constexpr const wchar_t* kDocuments[] = {
     L"<!DOCTYPE r [<!ENTITY e 'v'>]><r><a><b/>unended</r>",
     L"<R><a[1]>x</a><A b = c d></a></R>",
     L"<r><a><b><a><b><a><b/></a></b></a></b></a></r><!-- end -->",
+    // So many children that their tags are looked up in a table.
+    (L"<r><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/>"
+     L"<c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><c/><a>1</a>\n "
+     L"<b/>\n<A/><a>2</a><b><c/></b><x/></r>"),
 };
 
 constexpr const wchar_t* kTexts[] = {L"a",
@@ -78,7 +83,7 @@ class Editor {
   }
 
   void Step() {
-    switch (input_.ConsumeIntegralInRange<int>(0, 17)) {
+    switch (input_.ConsumeIntegralInRange<int>(0, 22)) {
       case 0:
         document_.FindElement(Text());
         break;
@@ -131,6 +136,19 @@ class Editor {
       case 16:
         SetDocument(document_.TakeDocumentText());
         break;
+      case 17:
+        SetData();
+        break;
+      case 18:
+      case 19:
+        RemoveElement();
+        break;
+      case 20:
+        SetTagName();
+        break;
+      case 21:
+        Walk();
+        break;
       default:
         (void)document_.GetNodeName();
         (void)document_.GetNodeText();
@@ -176,8 +194,90 @@ class Editor {
     Require(read == value, "another value");
   }
 
+  void SetData() {
+    const std::wstring data = Text();
+    const MXmlReferences references = References();
+    const std::uint32_t element = input_.ConsumeBool() ? document_.GetElement() : Element();
+    const std::wstring before = document_.GetDocumentText();
+    const bool isEnded = !document_.GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded);
+    const bool set = document_.SetData(element, data, references);
+    if (!set) {
+      Require(document_.GetDocumentText() == before, "a refused edit");
+      return;
+    }
+    Require(isEnded && document_.GetRecord(element).firstChild == 0, "a child is left");
+    if (references == MXmlReferences::kEscape)
+      Require(document_.GetData(element) == data, "other data");
+  }
+
+  void SetTagName() {
+    const std::wstring name = Text();
+    const std::uint32_t element = input_.ConsumeBool() ? document_.GetElement() : Element();
+    const std::wstring before = document_.GetDocumentText();
+    const auto attributes = document_.GetAttributes(element);
+    const std::wstring data = document_.GetData(element);
+    if (!document_.SetTagName(element, name)) {
+      Require(document_.GetDocumentText() == before, "a refused edit");
+      return;
+    }
+    Require(document_.GetTagName(element) == name, "another tag");
+    Require(document_.GetData(element) == data, "other data");
+    Require(document_.GetAttributes(element).size() == attributes.size(), "other attributes");
+  }
+
+  void RemoveElement() {
+    const bool isCurrent = input_.ConsumeBool();
+    const std::uint32_t element = isCurrent ? document_.GetElement() : Element();
+    std::wstring before = document_.GetDocumentText();
+    const MXmlElementRecord record = document_.GetRecord(element);
+    const bool isRemoved = isCurrent ? document_.RemoveElement() : document_.RemoveElement(element);
+    if (isRemoved) {
+      Require(document_.GetTagName(element).empty(), "it is still there");
+      before.erase(record.start, record.length);
+      const std::size_t line = before.size() - document_.GetDocumentText().size();
+      before.erase(record.start - line, line);
+    }
+    Require(document_.GetDocumentText() == before, "another text is left");
+    if (!isRemoved || !isCurrent) return;
+    Require(document_.GetElement() == 0, "an element is current");
+    Require(document_.FindElement({}) == (record.nextSibling != 0), "no way on from there");
+    Require(document_.GetElement() == record.nextSibling, "not the next one");
+  }
+
+  /// Walks through children by both ways, and may remove them as it goes.
+  void Walk() {
+    const std::uint32_t parent = Element();
+    const std::wstring tag = input_.ConsumeBool() ? Text() : std::wstring();
+    const bool removes = input_.ConsumeBool();
+    std::uint32_t wanted = document_.GetRecord(parent).firstChild;
+    const auto isWanted = [&] { return tag.empty() || document_.GetTagName(wanted) == tag; };
+    const bool ignoresCase = (document_.GetFlags() & MXmlDocument::kIgnoreCase) != 0;
+    for (const MXmlElement child : document_.GetChildren(parent, tag)) {
+      while (!ignoresCase && wanted != 0 && !isWanted())
+        wanted = document_.GetRecord(wanted).nextSibling;
+      Require(ignoresCase || child.GetNumber() == wanted, "another child");
+      Require(!child.GetTagName().empty() || !isSound_, "no tag");
+      wanted = document_.GetRecord(child.GetNumber()).nextSibling;
+      if (removes && input_.ConsumeBool()) document_.RemoveElement(child.GetNumber());
+    }
+    while (!ignoresCase && wanted != 0 && !isWanted())
+      wanted = document_.GetRecord(wanted).nextSibling;
+    Require(ignoresCase || wanted == 0, "a child was passed over");
+  }
+
+  void CheckPositions() {
+    document_.SavePosition(L"current");
+    for (const wchar_t* const name : {L"", L"name", L"current"}) {
+      if (!document_.RestorePosition(name)) continue;
+      const std::string fault = CheckPosition(document_);
+      if (!fault.empty()) PrintText(document_.GetDocumentText());
+      RequireNoFault(fault);
+    }
+  }
+
   void Check() {
     RequireNoFault(CheckRecords(document_));
+    if (isSound_) CheckPositions();
     if (!isSound_) return;
     MXmlDocument parsed(document_.GetFlags());
     parsed.SetDocument(document_.GetDocumentText());

@@ -131,19 +131,34 @@ void MXmlDocument::SetLengthLimit(std::size_t units) noexcept {
 }
 
 bool MXmlDocument::FindElement(std::wstring_view name) {
-  if (FindXmlChar(name.data(), name.data() + name.size(), kXmlTagNameEnd) !=
-      name.data() + name.size()) {
-    return false;
-  }
-  std::uint32_t next = position_.element != 0 ? store_->index.At(position_.element).nextSibling
-                                              : store_->index.At(position_.parent).firstChild;
-  if (!name.empty()) {
-    while (next != 0 && !store_->HasTagName(next, name, IgnoresCase()))
-      next = store_->index.At(next).nextSibling;
-  }
+  const std::uint32_t next = position_.element != 0 ? FindSibling(position_.element, name)
+                                                    : FindChild(position_.parent, name);
   if (next == 0) return false;
   position_ = {position_.parent, next, 0, MXmlNodeKind::kElement, 0, 0};
   return true;
+}
+
+/// `element`, or the first one behind it in its level that is there and has the tag, any if that is
+/// empty; 0 if there is none.
+std::uint32_t MXmlDocument::FindFrom(std::uint32_t element, std::wstring_view tag) const noexcept {
+  if (FindXmlChar(tag.data(), tag.data() + tag.size(), kXmlTagNameEnd) != tag.data() + tag.size())
+    return 0;
+  while (element != 0 && !(tag.empty() ? store_->IsElement(element)
+                                       : store_->HasTagName(element, tag, IgnoresCase()))) {
+    element = store_->index.At(element).nextSibling;
+  }
+  return element;
+}
+
+std::uint32_t MXmlDocument::FindChild(std::uint32_t parent, std::wstring_view tag) const noexcept {
+  if (parent != 0 && !store_->IsElement(parent)) return 0;
+  return FindFrom(store_->index.At(parent).firstChild, tag);
+}
+
+std::uint32_t MXmlDocument::FindSibling(std::uint32_t element,
+                                        std::wstring_view tag) const noexcept {
+  if (element >= store_->index.GetNext()) return 0;
+  return FindFrom(store_->index.At(element).nextSibling, tag);
 }
 
 bool MXmlDocument::FindFirstElement(std::wstring_view name) {
@@ -281,7 +296,7 @@ std::wstring MXmlDocument::GetSubDocument(std::uint32_t element) const {
 }
 
 MXmlElementRecord MXmlDocument::GetRecord(std::uint32_t element) const noexcept {
-  if (element >= store_->index.GetNext()) return MXmlElementRecord{};
+  if (element != 0 && !store_->IsElement(element)) return MXmlElementRecord{};
   store_->index.SettleLength(element);
   MXmlElementRecord record = store_->index.At(element);
   record.start = static_cast<std::uint32_t>(store_->GetStart(element));

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orvel/filers/xml_element.h"
 #include "orvel/filers/xml_record.h"
 
 class MXmlConstantAttribute;
@@ -60,9 +61,10 @@ enum class MXmlReferences {
 /// bracket in the name of one.
 ///
 /// Offsets and lengths count `wchar_t` units. Elements are named by numbers, which hold until the
-/// next SetDocument(); 0 and numbers that no element has are harmless. The limits are 2^31 - 1
-/// units of text, 65,536 levels, start tags below 2^22 units and end tags below 1024; what exceeds
-/// them is an error of the text, or an edit that is refused.
+/// element is removed or the next SetDocument(); 0 and numbers that no element has are harmless,
+/// and that of a removed element is no other's until then. The limits are 2^31 - 1 units of text,
+/// 65,536 levels, start tags below 2^22 units and end tags below 1024; what exceeds them is an
+/// error of the text, or an edit that is refused.
 ///
 /// Edits answer false, and change nothing, when they are refused. One near the last edit costs what
 /// it changes, so that a pass over all elements that edits each takes time in proportion to the
@@ -177,7 +179,7 @@ class MXmlDocument {
 
   [[nodiscard]] const MXmlPosition& GetPosition() const noexcept { return position_; }
 
-  /// Number of the current element; 0 when the current node is none.
+  /// Number of the current element; 0 when the current node is not an element.
   [[nodiscard]] std::uint32_t GetElement() const noexcept {
     return position_.kind == MXmlNodeKind::kElement ? position_.element : 0;
   }
@@ -228,11 +230,23 @@ class MXmlDocument {
   /// The text of the current element with everything in it.
   [[nodiscard]] std::wstring GetSubDocument() const { return GetSubDocument(GetElement()); }
 
+  /// The children of an element, of the document when `element` is 0; with a tag, those of them
+  /// that have it. To be walked: `for (const MXmlElement child : document.GetChildren(element))`.
+  /// None when there is no such element. Leaves the position alone. The tag is not copied.
+  [[nodiscard]] MXmlChildren GetChildren(std::uint32_t element,
+                                         std::wstring_view tag = {}) const noexcept {
+    return {*this, element, tag};
+  }
+
+  /// A tag that is gone before the walk begins does not compile.
+  template <Orvel::Detail::TemporaryString T>
+  MXmlChildren GetChildren(std::uint32_t element, T&& tag) const = delete;
+
   /// What is recorded of an element, or of the document when `element` is 0; zeros when there is no
   /// such element.
   [[nodiscard]] MXmlElementRecord GetRecord(std::uint32_t element) const noexcept;
 
-  /// One more than the greatest number of an element; 1 in an empty document.
+  /// One more than the greatest number that an element has or had; 1 in a new document.
   [[nodiscard]] std::uint32_t GetRecordCount() const noexcept;
 
   // Adding. What is added comes behind the current node, behind everything in the level when there
@@ -263,7 +277,41 @@ class MXmlDocument {
   /// well-formed, or its root is not ended.
   bool AddSubDocument(std::wstring_view text);
 
+  // Changing and removing. Refused for an element that was not ended.
+
+  /// Replaces everything between the tags of an element, its children too, by a text. Without data
+  /// it becomes an empty element if it is not one; an empty element that gets data is opened for
+  /// it. Positions at what it contained, or deeper inside, go before its first node.
+  bool SetData(std::uint32_t element, std::wstring_view data,
+               MXmlReferences references = MXmlReferences::kEscape);
+
+  /// The same for the current element.
+  bool SetData(std::wstring_view data, MXmlReferences references = MXmlReferences::kEscape) {
+    return SetData(GetElement(), data, references);
+  }
+
+  /// Gives an element another tag. Refused when the name is empty or AddElement() would refuse it,
+  /// and when the new end tag would end an element inside that was not ended. Takes time in
+  /// proportion to what the element contains, whose end tag changes too.
+  bool SetTagName(std::uint32_t element, std::wstring_view name);
+
+  /// The same for the current element.
+  bool SetTagName(std::wstring_view name) { return SetTagName(GetElement(), name); }
+
+  /// Removes an element with everything in it. One that has a line to itself takes the line with
+  /// it, the line break and the blanks before the element, unless the flags say kNoLineBreaks.
+  ///
+  /// Positions at the element or inside it go to the place where it was, as to a text of no length:
+  /// FindElement() and FindNode() go on behind it, what is added comes there, and no element is
+  /// current. In a loop of FindElement() every element is met, also when some are removed.
+  bool RemoveElement(std::uint32_t element);
+
+  /// Removes the current element.
+  bool RemoveElement() { return RemoveElement(GetElement()); }
+
  private:
+  friend class MXmlChildren;
+
   struct Attributes;
   struct ElementText;
   class Insertion;
@@ -279,6 +327,14 @@ class MXmlDocument {
   bool WriteAttribute(const Attributes& place, std::wstring_view name, std::wstring_view value,
                       MXmlReferences references);
   bool AddElementText(ElementText& element, MXmlReferences references);
+  [[nodiscard]] std::uint32_t FindFrom(std::uint32_t element, std::wstring_view tag) const noexcept;
+  [[nodiscard]] std::uint32_t FindChild(std::uint32_t parent, std::wstring_view tag) const noexcept;
+  [[nodiscard]] std::uint32_t FindSibling(std::uint32_t element,
+                                          std::wstring_view tag) const noexcept;
+  [[nodiscard]] bool IsEnded(std::uint32_t element) const noexcept;
+  [[nodiscard]] bool CanBeOpened(std::uint32_t element, std::size_t nameLength) const noexcept;
+  [[nodiscard]] bool CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept;
+  [[nodiscard]] std::size_t FindLine(std::size_t start, std::size_t end) const noexcept;
   [[nodiscard]] std::size_t GetLineBreakLength(std::size_t offset) const noexcept;
   [[nodiscard]] Place FindPlace(bool breaksLine) const noexcept;
   void FindPlaceInLevel(Place& place) const noexcept;
@@ -289,7 +345,11 @@ class MXmlDocument {
   [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece);
   void MakeWritable(ElementText& element, MXmlReferences references);
   void TrimScratch() noexcept;
-  void MovePositions(std::size_t offset, std::uint32_t difference, bool insideNode) noexcept;
+  void ReplaceText(std::uint32_t element, std::size_t begin, std::size_t end,
+                   std::wstring_view added);
+  void LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied) noexcept;
+  void MovePositions(std::size_t begin, std::size_t end, std::uint32_t difference,
+                     bool insideNode) noexcept;
   void SetUnreadable(std::wstring_view reason);
 
   static constexpr std::size_t kMaxLength = (std::size_t{1} << 31) - 1;

@@ -5,6 +5,7 @@
 #include "orvel/filers/xml_constant_attribute.h"
 #include "orvel/filers/xml_document.h"
 #include "orvel/filers/xml_escape.h"
+#include "orvel/filers/xml_open_names.h"
 #include "orvel/filers/xml_parser.h"
 #include "orvel/filers/xml_scanner.h"
 #include "orvel/filers/xml_store.h"
@@ -13,6 +14,7 @@ using Orvel::Detail::AppendXmlEscaped;
 using Orvel::Detail::AppendXmlUnescaped;
 using Orvel::Detail::CopyWide;
 using Orvel::Detail::FindWide;
+using Orvel::Detail::FindXmlTagName;
 using Orvel::Detail::HoldsXmlAttributeNameEnd;
 using Orvel::Detail::HoldsXmlTagNameEnd;
 using Orvel::Detail::HoldsXmlTextEscape;
@@ -32,6 +34,7 @@ constexpr std::wstring_view kCDataStart = L"<![CDATA[";
 constexpr std::wstring_view kCDataEnd = L"]]>";
 constexpr std::size_t kEndTagFrame = 3;  // what an end tag has besides the name
 constexpr std::size_t kLongestName = MXmlElementRecord::kMaxEndTagLength - kEndTagFrame;
+constexpr std::wstring_view kEmptyTagEnd = L"/>";
 constexpr std::size_t kScratchKept = 65536;
 
 bool IsTagName(std::wstring_view name) noexcept {
@@ -231,7 +234,8 @@ class MXmlDocument::Insertion {
       document_.EndParent(place_.parent, place_.parentName, place_.endsStartTag,
                           isEmpty ? nodeEnd + lineBreak : node.behind);
     }
-    document_.MovePositions(place_.offset + place_.removed, difference, false);
+    const std::size_t end = place_.offset + place_.removed;
+    document_.MovePositions(end, end, difference, false);
     store_.lastAdded = {};
     return node;
   }
@@ -302,12 +306,20 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
   }
   const std::size_t nameLength = store_->GetTagName(place.parent).size();
   if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
-    place.OpenParent(nameLength, place.offset - 2);
+    place.OpenParent(CanBeOpened(place.parent, nameLength) ? nameLength : kLongestName + 1,
+                     place.offset - kEmptyTagEnd.size());
   } else {  // it was not ended
     place.parentName = nameLength;
     place.opensParent = true;
     place.startsLine = place.breaksLine;
   }
+}
+
+/// False when an empty element would get too long an end tag, or would still be an empty one
+/// without the "/" that makes it one.
+bool MXmlDocument::CanBeOpened(std::uint32_t element, std::size_t nameLength) const noexcept {
+  const std::size_t tagClose = store_->GetContentStart(element) - kEmptyTagEnd.size();
+  return nameLength <= kLongestName && store_->text.At(tagClose - 1) != L'/';
 }
 
 /// Writes the end tag of an element that gets its first child, which ends its start tag if that was
@@ -425,23 +437,25 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
           MXmlElementRecord::kMaxStartTagLength) {
     return false;
   }
-  const std::wstring_view added = store_->scratch.GetView();
-  const std::size_t behind = offset + removed;
-  store_->index.MoveGap(behind, store_->text.GetSize());
-  CopyWide(added, store_->text.Replace(offset, removed, added.size(), 0).before);
-
-  if (place.element == 0) {
-    store_->index.GrowAround(position_.parent, difference);
-  } else {
-    store_->index.GrowAround(store_->index.At(place.element).parent, difference);
-    MXmlElementRecord& record = store_->index.At(place.element);
-    record.length += difference;
-    record.tagLengths += difference;
-  }
-  MovePositions(behind, difference, true);
-  store_->lastAdded = {};
+  const std::size_t end = offset + removed;
+  ReplaceText(place.element, offset, end, store_->scratch.GetView());
+  if (place.element != 0) store_->index.At(place.element).tagLengths += difference;
   TrimScratch();
   return true;
+}
+
+/// Replaces a part of an element's text, its children aside, or of the current node's when
+/// `element` is 0.
+void MXmlDocument::ReplaceText(std::uint32_t element, std::size_t begin, std::size_t end,
+                               std::wstring_view added) {
+  store_->index.MoveGap(end, store_->text.GetSize());
+  CopyWide(added, store_->text.Replace(begin, end - begin, added.size(), 0).before);
+  const auto difference = static_cast<std::uint32_t>(added.size() - (end - begin));
+  store_->index.GrowAround(element != 0 ? store_->index.At(element).parent : position_.parent,
+                           difference);
+  if (element != 0) store_->index.At(element).length += difference;
+  MovePositions(end, end, difference, element == 0);
+  store_->lastAdded = {};
 }
 
 std::wstring MXmlDocument::GetData(std::uint32_t element) const {
@@ -591,6 +605,140 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
   return true;
 }
 
+bool MXmlDocument::IsEnded(std::uint32_t element) const noexcept {
+  return store_->IsElement(element) &&
+         !store_->index.At(element).HasFlag(MXmlElementRecord::kNotEnded);
+}
+
+bool MXmlDocument::SetData(std::uint32_t element, std::wstring_view data,
+                           MXmlReferences references) {
+  if (!IsEnded(element)) return false;
+  const MXmlElementRecord& record = store_->index.At(element);
+  const bool wasEmpty = record.HasFlag(MXmlElementRecord::kSelfClosed);
+  std::size_t startTagLength = record.GetStartTagLength();
+  std::size_t endTagLength = record.GetEndTagLength();
+  std::size_t begin = store_->GetContentStart(element);
+  std::size_t end = store_->GetContentEnd(element);
+  if (data.empty() && begin == end) return true;
+  WideBuffer& scratch = store_->scratch;
+  scratch.Clear();
+  if (data.empty()) {
+    --begin;
+    end += std::exchange(endTagLength, 0U);
+    ++startTagLength;
+    scratch.Append(kEmptyTagEnd);
+  } else if (wasEmpty) {
+    const std::wstring_view name = store_->GetTagName(element);
+    if (!CanBeOpened(element, name.size())) return false;
+    begin -= kEmptyTagEnd.size();
+    endTagLength = name.size() + kEndTagFrame;
+    --startTagLength;
+    scratch.Append(L'>');
+    AppendXmlEscaped(data, {.keepReferences = references == MXmlReferences::kKeep}, scratch);
+    scratch.Append(L"</");
+    scratch.Append(name);
+    scratch.Append(L'>');
+  } else {
+    AppendXmlEscaped(data, {.keepReferences = references == MXmlReferences::kKeep}, scratch);
+  }
+  const std::wstring_view added = scratch.GetView();
+  if (startTagLength > MXmlElementRecord::kMaxStartTagLength ||
+      store_->text.GetSize() - (end - begin) + added.size() > lengthLimit_) {
+    return false;
+  }
+  if (added.size() > end - begin) store_->text.Reserve(added.size() - (end - begin));
+  store_->lookup.ForgetLevel(element);
+  while (const std::uint32_t last = store_->index.GetLastChild(element))
+    store_->Forget(last, IgnoresCase());
+  LeaveRemoved({element, 0, 0, MXmlNodeKind::kNone, 0, 0}, element);
+  ReplaceText(element, begin, end, added);
+  MXmlElementRecord& changed = store_->index.At(element);
+  changed.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
+                        static_cast<std::uint32_t>(endTagLength));
+  changed.flagsAndLevel &= ~MXmlElementRecord::kSelfClosed;
+  if (data.empty()) changed.flagsAndLevel |= MXmlElementRecord::kSelfClosed;
+  TrimScratch();
+  return true;
+}
+
+bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
+  if (!IsEnded(element) || name.empty() || !IsTagName(name)) return false;
+  const MXmlElementRecord record = GetRecord(element);
+  const std::size_t startTag = record.start;
+  const std::size_t oldLength = store_->GetTagName(element).size();
+  const std::size_t endTag = startTag + record.length - record.GetEndTagLength();
+  const std::size_t oldEndLength =
+      record.GetEndTagLength() == 0
+          ? 0
+          : FindXmlTagName(store_->text.GetView(endTag + 1, record.GetEndTagLength() - 1)).size();
+  const std::size_t startTagLength = record.GetStartTagLength() - oldLength + name.size();
+  std::size_t endTagLength = record.GetEndTagLength();
+  std::size_t size = store_->text.GetSize() - oldLength + name.size();
+  if (endTagLength != 0) {
+    endTagLength = endTagLength - oldEndLength + name.size();
+    size = size - oldEndLength + name.size();
+    if (CanEndInside(element, name)) return false;
+  }
+  if (startTagLength > MXmlElementRecord::kMaxStartTagLength ||
+      endTagLength > MXmlElementRecord::kMaxEndTagLength || size > lengthLimit_) {
+    return false;
+  }
+  name = KeepOutside(name);
+  store_->text.Reserve(2 * name.size());
+  store_->lookup.NoteRemoved(*store_, element, IgnoresCase());
+  ReplaceText(element, startTag + 1, startTag + 1 + oldLength, name);
+  if (record.GetEndTagLength() != 0) {
+    const std::size_t endName = endTag + 2 - oldLength + name.size();
+    ReplaceText(element, endName, endName + oldEndLength, name);
+  }
+  store_->index.At(element).SetTagLengths(static_cast<std::uint32_t>(startTagLength),
+                                          static_cast<std::uint32_t>(endTagLength));
+  store_->lookup.NoteAdded(*store_, element, IgnoresCase());
+  return true;
+}
+
+/// True when an end tag of that name would end a child of an element that was not ended.
+bool MXmlDocument::CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept {
+  for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
+       child = store_->index.At(child).nextSibling) {
+    if (store_->index.At(child).HasFlag(MXmlElementRecord::kNotEnded) &&
+        Orvel::Detail::EndTagMatches(endName, store_->GetTagName(child), IgnoresCase())) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool MXmlDocument::RemoveElement(std::uint32_t element) {
+  if (!IsEnded(element)) return false;
+  const std::uint32_t parent = store_->index.At(element).parent;
+  const std::uint32_t previous = store_->index.GetPreviousSibling(element);
+  const std::size_t end = store_->GetEnd(element);
+  const std::size_t begin = FindLine(store_->GetStart(element), end);
+  store_->Forget(element, IgnoresCase());
+  store_->index.MoveGap(end, store_->text.GetSize());
+  (void)store_->text.Replace(begin, end - begin, 0, 0);
+  const auto difference = static_cast<std::uint32_t>(begin - end);
+  store_->index.GrowAround(parent, difference);
+  const auto place = static_cast<std::uint32_t>(begin);
+  LeaveRemoved({parent, previous, 0, MXmlNodeKind::kWhitespace, place, 0}, 0);
+  MovePositions(begin, end, difference, false);
+  store_->lastAdded = {};
+  return true;
+}
+
+/// Where the removal of what stands from `start` to `end` begins: at the line break before it if it
+/// has a line to itself and lines matter.
+std::size_t MXmlDocument::FindLine(std::size_t start, std::size_t end) const noexcept {
+  const Orvel::Detail::XmlText& text = store_->text;
+  if (!WritesLineBreaks() || (end != text.GetSize() && GetLineBreakLength(end) == 0)) return start;
+  std::size_t line = start;
+  while (line != 0 && (text.At(line - 1) == L' ' || text.At(line - 1) == L'\t')) --line;
+  if (line == 0 || text.At(line - 1) != L'\n') return start;
+  --line;
+  return line != 0 && text.At(line - 1) == L'\r' ? line - 1 : line;
+}
+
 std::size_t MXmlDocument::GetLineBreakLength(std::size_t offset) const noexcept {
   const std::size_t size = store_->text.GetSize();
   if (offset < size && store_->text.At(offset) == L'\n') return 1;
@@ -626,16 +774,41 @@ void MXmlDocument::TrimScratch() noexcept {
   if (store_->scratch.GetCapacity() > kScratchKept) store_->scratch = {};
 }
 
-/// Adjusts the positions at nodes that are no elements to a change that ends at `offset`.
-void MXmlDocument::MovePositions(std::size_t offset, std::uint32_t difference,
+/// Puts positions at or inside elements that were removed, and all in the level of `emptied`, at
+/// `place`. Those at nodes behind a removed element get the one before it from there.
+void MXmlDocument::LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied) noexcept {
+  const auto isRemoved = [this](std::uint32_t number) {
+    return number != 0 && !store_->IsElement(number);
+  };
+  const auto leave = [&](MXmlPosition& position) {
+    if (isRemoved(position.child)) position.child = 0;
+    const bool isInside =
+        isRemoved(position.parent) || (emptied != 0 && position.parent == emptied);
+    if (isInside || (position.kind == MXmlNodeKind::kElement && isRemoved(position.element))) {
+      position = place;
+    } else if (isRemoved(position.element)) {
+      position.element = place.element;
+    }
+  };
+  leave(position_);
+  for (auto& [name, position] : savedPositions_) leave(position);
+}
+
+/// Adjusts the positions at nodes that are no elements to a change of the text from `begin` to
+/// `end`. It is inside the node that it overlaps, or cuts off the end of it.
+void MXmlDocument::MovePositions(std::size_t begin, std::size_t end, std::uint32_t difference,
                                  bool insideNode) noexcept {
   const auto move = [=](MXmlPosition& position) {
     if (position.kind == MXmlNodeKind::kElement || position.kind == MXmlNodeKind::kNone) return;
-    if (position.nodeStart >= offset) {
+    if (position.nodeStart >= end) {
       position.nodeStart += difference;
-    } else if (position.nodeStart + position.nodeLength > offset) {
-      position.nodeLength = insideNode ? position.nodeLength + difference
-                                       : static_cast<std::uint32_t>(offset) - position.nodeStart;
+    } else if (position.nodeStart + position.nodeLength > begin) {
+      if (insideNode) {
+        position.nodeLength += difference;
+        return;
+      }
+      position.nodeStart = (std::min)(position.nodeStart, static_cast<std::uint32_t>(begin));
+      position.nodeLength = static_cast<std::uint32_t>(begin) - position.nodeStart;
     }
   };
   move(position_);

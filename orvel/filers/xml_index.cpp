@@ -47,10 +47,34 @@ void XmlIndex::LinkBetween(std::uint32_t parent, std::uint32_t previous, std::ui
   }
 }
 
+/// Takes an element and all that it contains out of the links and from beside the gap. Returns its
+/// next sibling.
+std::uint32_t XmlIndex::Unlink(std::uint32_t number) noexcept {
+  if (IsBehindGap(number)) {
+    behindGap_ = GetNextBehind(number);
+  } else {
+    beforeGap_ = GetPreviousInText(number);
+  }
+  const MXmlElementRecord& record = At(number);
+  const std::uint32_t next = record.nextSibling;
+  const std::uint32_t previous = GetPreviousSibling(number);
+  if (next != 0) {
+    At(next).previousSibling = record.previousSibling;
+  } else if (previous != 0) {
+    At(At(record.parent).firstChild).previousSibling = previous;
+  }
+  (previous == 0 ? At(record.parent).firstChild : At(previous).nextSibling) = next;
+  return next;
+}
+
 /// The record that begins next in the text, 0 behind the last one.
 std::uint32_t XmlIndex::GetNextInText(std::uint32_t number) const noexcept {
   const std::uint32_t child = At(number).firstChild;
-  if (child != 0) return child;
+  return child != 0 ? child : GetNextBehind(number);
+}
+
+/// The record that begins next behind an element and all that it contains.
+std::uint32_t XmlIndex::GetNextBehind(std::uint32_t number) const noexcept {
   while (number != 0 && At(number).nextSibling == 0) number = At(number).parent;
   return number == 0 ? 0 : At(number).nextSibling;
 }

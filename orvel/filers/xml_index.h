@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "orvel/filers/xml_record.h"
@@ -12,7 +13,8 @@ namespace Orvel::Detail {
 
 /// The records of a document's elements, in pages of 65,536: record i is entry i mod 65,536 of page
 /// i / 65,536. Record 0 stands for the document. The first page grows with need, so that a small
-/// document stays small. Records are never removed one by one.
+/// document stays small. The record of an element that is removed keeps its number and is all zeros
+/// but for the sibling that was behind the element, so that a walk along the level goes on.
 ///
 /// While an element is being filled, the lengths of everything around it would grow with each
 /// addition. They do so only on paper: one record and all that enclose it share an amount of growth
@@ -60,6 +62,27 @@ class XmlIndex {
 
   /// To be called when a record was linked where the text was edited: `last` begins last in it.
   void NoteBeforeGap(std::uint32_t last) noexcept { beforeGap_ = last; }
+
+  /// True when the start of an element is relative to the end of the text.
+  [[nodiscard]] bool IsBehindGap(std::uint32_t number) const noexcept {
+    return IsFromEnd(At(number).start);
+  }
+
+  /// Unlinks an element and clears its record and those of all that it contains, and calls `forget`
+  /// with the number of each. They must all be on the same side of the gap, next to it.
+  template <class Function>
+  void Forget(std::uint32_t number, const Function& forget) noexcept {
+    const std::uint32_t next = Unlink(number);
+    for (std::uint32_t leaf = number;;) {
+      while (At(leaf).firstChild != 0) leaf = At(leaf).firstChild;
+      const MXmlElementRecord record = std::exchange(At(leaf), {});
+      forget(leaf);
+      if (leaf == number) break;
+      if (record.nextSibling == 0) At(record.parent).firstChild = 0;
+      leaf = record.nextSibling != 0 ? record.nextSibling : record.parent;
+    }
+    At(number).nextSibling = next;
+  }
 
   /// Adds a record, of zeros unless told otherwise, and returns its number.
   std::uint32_t Add(const MXmlElementRecord& record = {}) {
@@ -115,6 +138,12 @@ class XmlIndex {
     }
   }
 
+  /// The child before an element in its level, 0 at the first one.
+  [[nodiscard]] std::uint32_t GetPreviousSibling(std::uint32_t number) const noexcept {
+    const MXmlElementRecord& record = At(number);
+    return At(record.parent).firstChild == number ? 0 : record.previousSibling;
+  }
+
   /// To be called when all records were added: the text is not edited yet, and they stand in it in
   /// the order of their numbers.
   void SetGapBehindAll() noexcept {
@@ -128,10 +157,12 @@ class XmlIndex {
   void Grow();
   void LinkBetween(std::uint32_t parent, std::uint32_t previous, std::uint32_t next,
                    std::uint32_t number) noexcept;
+  std::uint32_t Unlink(std::uint32_t number) noexcept;
   void MoveGrowth(std::uint32_t number) noexcept;
   void SettleAll() noexcept;
   void MoveGapFromLast(std::size_t offset, std::size_t size) noexcept;
   [[nodiscard]] std::uint32_t GetNextInText(std::uint32_t number) const noexcept;
+  [[nodiscard]] std::uint32_t GetNextBehind(std::uint32_t number) const noexcept;
   [[nodiscard]] std::uint32_t GetPreviousInText(std::uint32_t number) const noexcept;
 
   /// A text has less than 2^31 units, so a start relative to its end has the highest bit.

@@ -33,7 +33,7 @@ struct XmlStore {
   } lastAdded;
 
   [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {
-    return number != 0 && number < index.GetNext();
+    return number != 0 && number < index.GetNext() && index.At(number).tagLengths != 0;
   }
 
   /// Replaces all elements.
@@ -72,6 +72,14 @@ struct XmlStore {
   [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
     index.SettleLength(number);
     return GetStart(number) + index.At(number).length;
+  }
+
+  /// Forgets an element, which stays in the text, and all that it contains.
+  void Forget(std::uint32_t number, bool ignoreCase) noexcept {
+    lookup.NoteRemoved(*this, number, ignoreCase);
+    const std::size_t end = GetEnd(number);  // settles its length
+    index.MoveGap(index.IsBehindGap(number) ? GetStart(number) : end, text.GetSize());
+    index.Forget(number, [this](std::uint32_t forgotten) { lookup.ForgetLevel(forgotten); });
   }
 
   /// Offset of what an element contains, behind its start tag; 0 for the document.

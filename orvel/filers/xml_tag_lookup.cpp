@@ -44,10 +44,27 @@ void XmlTagLookup::NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool 
   const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
   Slot& slot = FindSlot(*level, store, name, hash, ignoreCase);
   if (slot.number == 0) {
-    slot = {hash, number, static_cast<std::uint32_t>(name.size())};
+    slot = {hash, number, static_cast<std::uint32_t>(name.size()), 1};
     ++level->used;
-  } else if (store.GetStart(number) < store.GetStart(slot.number)) {
-    slot.number = number;
+    return;
+  }
+  ++slot.count;
+  if (store.GetStart(number) < store.GetStart(slot.number)) slot.number = number;
+}
+
+void XmlTagLookup::NoteRemovedFromLevel(XmlStore& store, std::uint32_t number,
+                                        bool ignoreCase) noexcept {
+  Level* const level = FindLevel(store.index.At(number).parent);
+  if (level == nullptr || level->slots.empty()) return;
+  const std::wstring_view name = store.GetTagName(number);
+  const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
+  Slot& slot = FindSlot(*level, store, name, hash, ignoreCase);
+  if (--slot.count == 0) {
+    slot.nameLength = kNoName;  // the slot stays, for those that were put behind it
+  } else if (slot.number == number) {
+    do {
+      slot.number = store.index.At(slot.number).nextSibling;
+    } while (!EqualXmlNames(store.GetTagName(slot.number), name, ignoreCase));
   }
 }
 
@@ -78,8 +95,11 @@ void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {
     const std::wstring_view name = store.GetTagName(child);
     const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
     Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
-    if (slot.number != 0) continue;
-    slot = {hash, child, static_cast<std::uint32_t>(name.size())};
+    if (slot.number != 0) {
+      ++slot.count;
+      continue;
+    }
+    slot = {hash, child, static_cast<std::uint32_t>(name.size()), 1};
     ++level.used;
   }
 }

@@ -33,11 +33,22 @@ class XmlTagLookup {
     if (!levels_.empty()) NoteAddedToLevel(store, number, ignoreCase);
   }
 
+  /// To be called before the element `number` is unlinked from its parent, or gets another tag.
+  void NoteRemoved(XmlStore& store, std::uint32_t number, bool ignoreCase) noexcept {
+    if (!levels_.empty()) NoteRemovedFromLevel(store, number, ignoreCase);
+  }
+
+  /// To be called when an element lost all its children, or is no more.
+  void ForgetLevel(std::uint32_t parent) noexcept {
+    if (levels_.erase(parent) != 0) recent_ = nullptr;
+  }
+
  private:
   struct Slot {
     std::uint32_t hash;
-    std::uint32_t number;      // 0 in an empty slot
+    std::uint32_t number;      // the first one of the tag; 0 in an empty slot
     std::uint32_t nameLength;  // spares the search for the end of the name in the text
+    std::uint32_t count;       // of elements with the tag
   };
   struct Level {
     std::uint32_t parent = 0;
@@ -45,7 +56,10 @@ class XmlTagLookup {
     std::vector<Slot> slots;  // a power of two, at most half of them used; empty without a table
   };
 
+  static constexpr std::uint32_t kNoName = 0xFFFFFFFF;  // no name is as long
+
   void NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase);
+  void NoteRemovedFromLevel(XmlStore& store, std::uint32_t number, bool ignoreCase) noexcept;
   [[nodiscard]] Level* FindLevel(std::uint32_t parent) noexcept;
   void AddLevel(std::uint32_t parent);
   static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);

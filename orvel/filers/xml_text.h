@@ -47,6 +47,11 @@ class XmlText {
   /// Takes a text over without copying it.
   void Set(std::wstring&& text) noexcept;
 
+  /// Sees to it that replacements need no memory as long as they add no more than `count` units.
+  void Reserve(std::size_t count) {
+    if (count > gapLength_) GrowGap(count - gapLength_);
+  }
+
   /// Replaces `removed` units at `offset` by `before` and `behind` new ones, which the caller then
   /// writes. The gap is between the two, so that an edit there moves nothing. When memory runs out,
   /// the text is unchanged.

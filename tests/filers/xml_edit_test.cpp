@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <iterator>
 #include <random>
 #include <string>
 #include <string_view>
@@ -176,21 +178,133 @@ TEST(MXmlDocumentEditTest, RefusedEditsChangeNothing) {
   ASSERT_TRUE(open.FindNode(MXmlNodeKind::kInstruction));
   EXPECT_FALSE(open.SetAttribute(L"b", L"x"));
   EXPECT_EQ(open.GetDocumentText(), L"<?p a='1?>");
+  for (const std::uint32_t element : {0u, 3u}) {
+    EXPECT_FALSE(document.SetData(element, L"x"));
+    EXPECT_FALSE(document.SetTagName(element, L"x"));
+    EXPECT_FALSE(document.RemoveElement(element));
+  }
+  for (const wchar_t* const name : {L"", L"a b", L">"}) EXPECT_FALSE(document.SetTagName(2, name));
+  EXPECT_FALSE(document.SetTagName(1, std::wstring(1021, L'n')));
+  const auto refuses = [&open](const std::wstring& text, const auto& edit) {
+    open.SetDocument(text);
+    EXPECT_FALSE(edit(open));
+    EXPECT_EQ(open.GetDocumentText(), text);
+  };
+  const std::wstring unended = L"<r><a><b></a></r>";
+  refuses(unended, [](MXmlDocument& d) { return d.SetData(3, L"x"); });
+  refuses(unended, [](MXmlDocument& d) { return d.SetTagName(3, L"x"); });
+  refuses(unended, [](MXmlDocument& d) { return d.RemoveElement(3); });
+  refuses(unended, [](MXmlDocument& d) { return d.SetTagName(2, L"b"); });
+  for (const std::wstring& text :
+       {std::wstring(L"<a//>"), L"<" + std::wstring(1021, L'n') + L"/>"}) {
+    refuses(text, [](MXmlDocument& d) { return d.SetData(1, L"x"); });
+    refuses(text, [](MXmlDocument& d) { return Enter(d, L"") && d.AddElement(L"x"); });
+  }
+  refuses(L"<a b='" + std::wstring(MXmlElementRecord::kMaxStartTagLength - 8, L'x') + L"'>x</a>",
+          [](MXmlDocument& d) { return d.SetData(1, {}) || d.SetTagName(1, L"ab"); });
   document.SetLengthLimit(14);
+  EXPECT_FALSE(document.SetData(2, L"x"));
+  EXPECT_FALSE(document.SetTagName(1, L"longer"));
   EXPECT_FALSE(document.AddElement(L"a"));
   EXPECT_FALSE(document.SetAttribute(1, L"a", L""));
   EXPECT_EQ(CheckedText(document), L"<r><s/></r>");
   EXPECT_EQ(document.GetTagName(document.GetElement()), L"r");
 }
 
+TEST(MXmlDocumentEditTest, DataTagsAndRemovalsKeepTheRestAsItWas) {
+  using Document = MXmlDocument;
+  const struct {
+    const wchar_t* before;
+    bool (*edit)(Document& document);
+    const wchar_t* after;
+  } cases[] = {
+      {L"<r><a x='/'/></r>", [](Document& d) { return d.SetData(2, L"<&>"); },
+       L"<r><a x='/'>&lt;&amp;&gt;</a></r>"},
+      {L"<r>\n  <a ><b>t</b><!--c--></a >u</r>", [](Document& d) { return d.SetData(2, L"v"); },
+       L"<r>\n  <a >v</a >u</r>"},
+      {L"<r><a>x</a ></r>", [](Document& d) { return d.SetData(2, {}); }, L"<r><a/></r>"},
+      {L"<r><a></a></r>", [](Document& d) { return d.SetData(2, {}); }, L"<r><a></a></r>"},
+      {L"<r><a b='<'><a/></a ></r>", [](Document& d) { return d.SetTagName(2, L"long[1]"); },
+       L"<r><long[1] b='<'><a/></long[1] ></r>"},
+      {L"<r><a/></r>", [](Document& d) { return d.SetTagName(2, L"bc"); }, L"<r><bc/></r>"},
+      {L"<r>\r\n  <a>\n</a>\r\n</r>", [](Document& d) { return d.RemoveElement(2); },
+       L"<r>\r\n</r>"},
+      {L"<r>t\n<a/>u<b/>\n</r>",
+       [](Document& d) { return d.RemoveElement(2) && d.RemoveElement(3); }, L"<r>t\nu\n</r>"},
+      {L"<?p?>\n<r><a/></r>", [](Document& d) { return d.RemoveElement(1); }, L"<?p?>"},
+  };
+  for (const auto& [before, edit, after] : cases) {
+    Document document;
+    document.SetDocument(before);
+    EXPECT_TRUE(edit(document)) << before;
+    EXPECT_EQ(CheckedText(document), after);
+  }
+  Document document(Document::kNoLineBreaks);
+  document.SetDocument(L"<r>\n<a/>\n</r>");
+  EXPECT_TRUE(document.RemoveElement(2));
+  EXPECT_EQ(CheckedText(document), L"<r>\n\n</r>");
+}
+
+TEST(MXmlDocumentEditTest, PositionsLeaveWhatIsRemoved) {
+  MXmlDocument document;
+  document.SetDocument(L"<r>s<a/>t<b><c>u<d/></c></b>v<?p x='1'?><e/></r>");
+  ASSERT_TRUE(Enter(document, L"r") && document.FindNode(MXmlNodeKind::kInstruction));
+  document.SavePosition(L"p");
+  document.ResetToLevelStart();
+  ASSERT_TRUE(Enter(document, L"b") && Enter(document, L"c"));
+  ASSERT_TRUE(document.FindNode(MXmlNodeKind::kText));
+  document.SavePosition(L"u");
+  ASSERT_TRUE(document.OutOfElement());
+  document.SavePosition(L"c");
+  EXPECT_TRUE(document.SetData(3, L"")) << "what is in b goes";
+  ASSERT_TRUE(document.RestorePosition(L"u"));
+  EXPECT_EQ(document.GetPosition().parent, 3u);
+  EXPECT_EQ(document.GetPosition().kind, MXmlNodeKind::kNone);
+  EXPECT_TRUE(document.AddElement(L"n")) << "b is opened again";
+  EXPECT_TRUE(document.RemoveElement(3));
+  ASSERT_TRUE(document.RestorePosition(L"c"));
+  EXPECT_EQ(document.GetElement(), 0u);
+  EXPECT_FALSE(document.RemoveElement());
+  ASSERT_TRUE(document.AddElement(L"new"));
+  EXPECT_EQ(document.GetNodeText(), L"<new/>");
+  ASSERT_TRUE(document.RestorePosition(L"p") && document.SetAttribute(L"x", L"longer"));
+  EXPECT_EQ(document.GetNodeText(), L"<?p x=\"longer\"?>");
+  ASSERT_TRUE(document.RemoveElement(2));
+  ASSERT_TRUE(document.FindElement(L"")) << "the position had moved with the instruction";
+  EXPECT_EQ(document.GetNodeText(), L"<e/>");
+  EXPECT_EQ(CheckedText(document), L"<r>st<new/>\nv<?p x=\"longer\"?><e/></r>");
+}
+
+TEST(MXmlDocumentEditTest, ChildrenAreWalkedAndMayBeRemovedMeanwhile) {
+  MXmlDocument document(MXmlDocument::kIgnoreCase);
+  document.SetDocument(L"<r><a k='1&amp;'>x</a><b/>t<A><a/></A><b/></r>");
+  static_assert(std::forward_iterator<MXmlChildren::Iterator>);
+  std::wstring found;
+  for (const MXmlElement root : document.GetChildren(0)) {
+    for (const MXmlElement child : root.GetChildren(L"a")) {
+      found += child.GetTagName() + child.GetData() + child.GetAttribute(L"k").value_or(L"-");
+      for (const MXmlElement inner : child.GetChildren()) found += inner.GetSubDocument();
+      if (child.GetNumber() == 2) document.RemoveElement(2);
+    }
+  }
+  EXPECT_EQ(found, L"ax1&A-<a/>");
+  const MXmlElement gone(document, 2);
+  EXPECT_TRUE(gone.GetTagName().empty() && gone.GetChildren().empty());
+  EXPECT_TRUE(document.GetChildren(1, L"a b").empty() && document.GetChildren(9).empty());
+  document.ResetPosition();
+  ASSERT_TRUE(Enter(document, L"r"));
+  while (document.FindElement(L"b")) EXPECT_TRUE(document.RemoveElement());
+  EXPECT_EQ(CheckedText(document), L"<r>t<A><a/></A></r>");
+}
+
 /// One of many edits and moves, the same for the same number.
 bool Step(MXmlDocument& document, std::uint32_t number) {
-  const std::uint32_t element = number / 16 % document.GetRecordCount();
-  switch (number % 16) {
+  const std::uint32_t element = number / 19 % document.GetRecordCount();
+  switch (number % 19) {
     case 0:
       return document.SetDocument(document.TakeDocumentText());
     case 1:
-      document.SetFlags(number / 16 % 2 == 0 ? 0 : MXmlDocument::kNoLineBreaks);
+      document.SetFlags(number / 19 % 2 == 0 ? 0 : MXmlDocument::kNoLineBreaks);
       return true;
     case 2:
       return document.AddElement(L"a", {}, L"type", L"1");
@@ -202,22 +316,36 @@ bool Step(MXmlDocument& document, std::uint32_t number) {
       return document.AddSubDocument(L"<!--c-->" + document.GetSubDocument(element));
     case 6:
       document.SavePosition(L"");
-      return document.FindFirstElement({});
+      return document.FindFirstElement(number / 19 % 2 == 0 ? L"e" : L"");
     case 7:
       return document.RestorePosition(L"");
     case 8:
       return document.OutOfElement();
+    case 9:
+      return document.SetData(element, number / 19 % 2 == 0 ? L"<data>" : L"");
+    case 10:
+      return document.SetTagName(element, number / 19 % 2 == 0 ? L"e" : L"long");
+    case 11:
+      return document.RemoveElement(number / 19 % 2 == 0 ? element : document.GetElement());
     default:
-      if (number % 16 < 12) return document.IntoElement();
-      return document.AddElement(L"e", number % 16 < 14 ? L"data" : L"");
+      if (number % 19 < 15) return document.IntoElement();
+      return document.AddElement(L"e", number % 19 < 17 ? L"data" : L"");
   }
 }
 
 TEST(MXmlDocumentEditTest, WhatIsRememberedOfTheLastEditChangesNothing) {
+  std::wstring manyChildren = L"<r>";
+  for (int i = 0; i < 40; ++i) manyChildren += L"<c/>";
+  manyChildren += L"</r>";
   std::minstd_rand random(1);
   for (int round = 0; round < 500; ++round) {
     MXmlDocument document;
     MXmlDocument forgetful;
+    for (MXmlDocument* const each : {&document, &forgetful}) {
+      if (round % 2 != 0) continue;
+      each->SetDocument(manyChildren);
+      ASSERT_TRUE(Enter(*each, L"r"));
+    }
     for (int step = 0; step < 40; ++step) {
       const auto number = static_cast<std::uint32_t>(random());
       forgetful.SetFlags(forgetful.GetFlags());
@@ -232,6 +360,17 @@ TEST(MXmlDocumentEditTest, WhatIsRememberedOfTheLastEditChangesNothing) {
   }
 
   MXmlDocument document;
+  document.SetDocument(manyChildren);
+  ASSERT_TRUE(Enter(document, L"r"));
+  for (int i = 0; i < 2; ++i) EXPECT_FALSE(document.FindFirstElement(L"e"));  // makes a table
+  for (const wchar_t* const name : {L"e", L"e", L"f"}) EXPECT_TRUE(document.AddElement(name));
+  EXPECT_TRUE(document.FindFirstElement(L"e") && document.RemoveElement());
+  EXPECT_TRUE(document.FindFirstElement(L"e") && document.SetTagName(L"f"));
+  EXPECT_FALSE(document.FindFirstElement(L"e"));
+  EXPECT_TRUE(document.FindFirstElement(L"f"));
+  EXPECT_EQ(document.GetElement(), 43u) << "it stands before the other one";
+
+  document.SetDocument({});
   EXPECT_TRUE(document.AddElement(L"a"));
   document.SetFlags(MXmlDocument::kNoLineBreaks);
   EXPECT_TRUE(document.AddElement(L"b"));

@@ -195,6 +195,7 @@ std::vector<XmlModel::Element> ListElements(const MXmlDocument& document) {
   std::vector<XmlModel::Element> elements;
   for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
     const MXmlElementRecord record = document.GetRecord(i);
+    if (i != 0 && record.GetStartTagLength() == 0) continue;  // it was removed
     elements.push_back(
         {record.start, record.length, record.GetStartTagLength(), record.GetEndTagLength(),
          record.flagsAndLevel & ~MXmlElementRecord::kMaxLevel, record.GetLevel(), record.parent});
@@ -256,6 +257,7 @@ std::string CompareWithModel(const MXmlDocument& document, const XmlModel& model
 std::string CheckRecords(const MXmlDocument& document) {
   const std::wstring& text = document.GetDocumentText();
   std::size_t linked = 1;
+  std::size_t removed = 0;
   for (std::uint32_t i = 0; i < document.GetRecordCount(); ++i) {
     const auto fault = [i](const char* what) {
       return "fault in the " + std::string(what) + " of element " + std::to_string(i);
@@ -264,6 +266,10 @@ std::string CheckRecords(const MXmlDocument& document) {
     std::size_t place = std::size_t{record.start} + record.GetStartTagLength();
     std::size_t end = std::size_t{record.start} + record.length;
     if (end > text.size() || place > end) return fault("length");
+    if (i != 0 && record.length == 0) {
+      ++removed;
+      continue;
+    }
     if (i != 0) {
       if (text[record.start] != L'<' || text[place - 1] != L'>') return fault("start tag");
       if (text[end - 1] != L'>') return fault("end");
@@ -284,7 +290,47 @@ std::string CheckRecords(const MXmlDocument& document) {
       return fault("first child's link to the last");
     if (place > end) return fault("content");
   }
-  return linked == document.GetRecordCount() ? "" : "an element is not linked";
+  return linked + removed == document.GetRecordCount() ? "" : "an element is not linked";
+}
+
+std::string CheckPosition(MXmlDocument& document) {
+  const MXmlPosition position = document.GetPosition();
+  if (position.parent != 0 && document.GetTagName(position.parent).empty())
+    return "a position in an element that is not there";
+  if (position.child != 0 && document.GetRecord(position.child).parent != position.element)
+    return "another child was current";
+  document.SavePosition(L"CheckPosition");
+  document.ResetToLevelStart();
+  const auto isElement = position.kind == MXmlNodeKind::kElement;
+  const auto isText = Intersects(position.kind, MXmlNodeKind::kText | MXmlNodeKind::kWhitespace);
+  std::string fault;
+  if (position.kind == MXmlNodeKind::kNone) {
+    if (position.element != 0) fault = "an element before the first node";
+  } else if (isText) {
+    while (document.GetElement() != position.element && document.FindElement({})) continue;
+    const MXmlElementRecord before = document.GetRecord(document.GetElement());
+    const std::size_t end = std::size_t{position.nodeStart} + position.nodeLength;
+    if (document.GetElement() != position.element) fault = "the element before a text is not there";
+    if (position.nodeStart < std::size_t{before.start} + before.length && before.start != 0)
+      fault = "a text before the element before it";
+    if (document.FindElement({}) && end > document.GetRecord(document.GetElement()).start)
+      fault = "a text behind the element behind it";
+    if (document.GetDocumentText().substr(position.nodeStart, position.nodeLength).find(L'<') !=
+        std::wstring::npos)
+      fault = "not a text";
+  } else {
+    const auto isThere = [&] {
+      const MXmlPosition found = document.GetPosition();
+      return found.kind == position.kind && found.element == position.element &&
+             (isElement ||
+              (found.nodeStart == position.nodeStart && found.nodeLength == position.nodeLength));
+    };
+    while (!isThere() && fault.empty()) {
+      if (!document.FindNode(static_cast<MXmlNodeKind>(255))) fault = "a node that is not there";
+    }
+  }
+  document.RestorePosition(L"CheckPosition");
+  return fault;
 }
 
 std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed) {

@@ -43,4 +43,9 @@ struct XmlModel {
 /// into: elements, their places, tags and parents.
 [[nodiscard]] std::string CompareTrees(const MXmlDocument& edited, const MXmlDocument& parsed);
 
+/// Describes what is wrong with the current position of a document that is well-formed: a walk
+/// through the level must come to the same node, or to the elements around it when it is a text,
+/// which an edit may have cut. Empty when nothing is. Leaves the position as it was.
+[[nodiscard]] std::string CheckPosition(MXmlDocument& document);
+
 }  // namespace Orvel::Testing

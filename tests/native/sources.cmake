@@ -10,6 +10,7 @@ set(orvelXmlSources
   ${orvelRoot}/orvel/filers/wide_buffer.cpp
   ${orvelRoot}/orvel/filers/xml_document.cpp
   ${orvelRoot}/orvel/filers/xml_document_edit.cpp
+  ${orvelRoot}/orvel/filers/xml_element.cpp
   ${orvelRoot}/orvel/filers/xml_escape.cpp
   ${orvelRoot}/orvel/filers/xml_index.cpp
   ${orvelRoot}/orvel/filers/xml_name_hash.cpp

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/filers/xml_element.h"
+
+#include "orvel/filers/xml_document.h"
+
+std::wstring MXmlElement::GetTagName() const { return document_->GetTagName(number_); }
+
+std::wstring MXmlElement::GetData() const { return document_->GetData(number_); }
+
+std::optional<std::wstring> MXmlElement::GetAttribute(std::wstring_view name) const {
+  std::wstring value;
+  if (!document_->GetAttribute(number_, name, value)) return std::nullopt;
+  return value;
+}
+
+std::vector<MXmlAttribute> MXmlElement::GetAttributes() const {
+  return document_->GetAttributes(number_);
+}
+
+std::wstring MXmlElement::GetSubDocument() const { return document_->GetSubDocument(number_); }
+
+MXmlChildren MXmlElement::GetChildren(std::wstring_view tag) const noexcept {
+  // The children of the document are those of no element.
+  return document_->GetChildren(number_ != 0 ? number_ : document_->GetRecordCount(), tag);
+}
+
+MXmlChildren::Iterator MXmlChildren::begin() const noexcept {
+  return {*document_, tag_, document_->FindChild(parent_, tag_)};
+}
+
+MXmlChildren::Iterator& MXmlChildren::Iterator::operator++() noexcept {
+  number_ = document_->FindSibling(number_, tag_);
+  return *this;
+}
