@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/audit_file.h"
+#include "folder_audit/windows_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include "folder_audit/system_handle.h"
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/platform/unique_handle.h"
 
 namespace FolderAudit {
 namespace {
@@ -139,13 +140,13 @@ void RequireSavable(const std::wstring& file) {
   static MSourceContext context(L"AuditFile", L"RequireSavable");
   const MFlowScope scope(context, nullptr);
   constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  const FileHandle present(::CreateFileW(file.c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const MFileHandle present(::CreateFileW(file.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   DWORD code = present ? ERROR_SUCCESS : ::GetLastError();
   if (code == ERROR_FILE_NOT_FOUND) {
     // Whether a file can be made shows by making it; it goes with its handle.
-    const FileHandle made(::CreateFileW(file.c_str(), GENERIC_WRITE | DELETE, kShareAll, nullptr,
-                                        CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    const MFileHandle made(::CreateFileW(file.c_str(), GENERIC_WRITE | DELETE, kShareAll, nullptr,
+                                         CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
     code = made ? ERROR_SUCCESS : ::GetLastError();
   }
   if (code == ERROR_SUCCESS) return;

@@ -30,9 +30,9 @@ void FileReader::Open(const std::wstring& path) {
   const MFlowScope scope(context, this);
   Close();
 
-  FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
-                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  MFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
+                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                 OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
   if (!file) {
     const DWORD code = ::GetLastError();
     RaiseError(context.At(__LINE__, this), L"CannotOpenFile", L"winErrorCode", code);

@@ -6,7 +6,8 @@
 #include <span>
 #include <string>
 
-#include "folder_audit/system_handle.h"
+#include "folder_audit/windows_api.h"
+#include "orvel/platform/unique_handle.h"
 
 namespace FolderAudit {
 
@@ -41,7 +42,7 @@ class FileReader {
   };
   [[nodiscard]] Version QueryVersion(HANDLE file) const;
 
-  FileHandle file_;
+  MFileHandle file_;
   Version opened_;
 };
 

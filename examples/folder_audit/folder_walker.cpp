@@ -8,7 +8,8 @@
 #include <utility>
 
 #include "folder_audit/paths.h"
-#include "folder_audit/system_handle.h"
+#include "folder_audit/windows_api.h"
+#include "orvel/platform/unique_handle.h"
 
 namespace FolderAudit {
 namespace {
@@ -84,9 +85,9 @@ void FolderWalker::ListFolder(const std::wstring& relativePath) {
   const std::wstring folder = JoinPath(root_, relativePath);
   const std::wstring pattern = JoinPath(folder, L"*");
   WIN32_FIND_DATAW found;
-  const FindHandle search(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found,
-                                             FindExSearchNameMatch, nullptr,
-                                             FIND_FIRST_EX_LARGE_FETCH));
+  const MFindHandle search(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found,
+                                              FindExSearchNameMatch, nullptr,
+                                              FIND_FIRST_EX_LARGE_FETCH));
   DWORD code = search ? ERROR_SUCCESS : ::GetLastError();
   while (code == ERROR_SUCCESS) {
     const std::wstring_view name = found.cFileName;

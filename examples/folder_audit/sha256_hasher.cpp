@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "folder_audit/sha256_hasher.h"
 
-#include <bcrypt.h>
-
 #include <array>
 
+#include "folder_audit/windows_api.h"
 #include "orvel/foundation/exception.h"
+
+#include <bcrypt.h>
 
 namespace FolderAudit {
 namespace {
@@ -32,7 +33,7 @@ Sha256Hasher::Sha256Hasher() {
   BCRYPT_ALG_HANDLE algorithm = nullptr;
   RequireSuccess(context.At(__LINE__, this),
                  ::BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0));
-  algorithm_ = SystemHandle<AlgorithmPolicy>(algorithm);
+  algorithm_ = MUniqueHandle<AlgorithmPolicy>(algorithm);
 }
 
 Sha256Hasher::~Sha256Hasher() {
@@ -45,7 +46,7 @@ void Sha256Hasher::Begin() {
   BCRYPT_HASH_HANDLE hash = nullptr;
   RequireSuccess(context.At(__LINE__, this),
                  ::BCryptCreateHash(algorithm_.Get(), &hash, nullptr, 0, nullptr, 0, 0));
-  hash_ = SystemHandle<HashPolicy>(hash);
+  hash_ = MUniqueHandle<HashPolicy>(hash);
 }
 
 void Sha256Hasher::Add(std::span<const unsigned char> bytes) {

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "folder_audit/system_handle.h"
+#include "orvel/platform/unique_handle.h"
 
 namespace FolderAudit {
 
@@ -37,8 +37,8 @@ class Sha256Hasher {
     static void Close(Handle handle) noexcept;
   };
 
-  SystemHandle<AlgorithmPolicy> algorithm_;
-  SystemHandle<HashPolicy> hash_;  // of the text under way; dies before the algorithm
+  MUniqueHandle<AlgorithmPolicy> algorithm_;
+  MUniqueHandle<HashPolicy> hash_;  // of the text under way; dies before the algorithm
 };
 
 }  // namespace FolderAudit

@@ -5,12 +5,11 @@
 
 namespace Orvel::Detail {
 
-void KernelHandle::Close() noexcept {
-  if (handle_ == nullptr) return;
-  const DWORD lastError = ::GetLastError();
-  ::CloseHandle(std::exchange(handle_, nullptr));
-  ::SetLastError(lastError);
-}
+LastErrorKeeper::LastErrorKeeper() noexcept : code_(::GetLastError()) {}
+
+LastErrorKeeper::~LastErrorKeeper() { ::SetLastError(code_); }
+
+void KernelHandlePolicy::Close(Handle handle) noexcept { ::CloseHandle(handle); }
 
 KernelHandle CreateKernelEvent(EventReset reset) noexcept {
   return KernelHandle(

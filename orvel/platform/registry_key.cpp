@@ -36,15 +36,12 @@ RegistryKey RegistryKey::Create(void* parent, const wchar_t* path, RegistryAcces
   return RegistryKey(status == kRegistrySuccess ? key : nullptr);
 }
 
-void RegistryKey::Close() noexcept {
-  if (key_ != nullptr) CurrentRegistryApi().closeKey(std::exchange(key_, nullptr));
-}
-
 RegistryQuery RegistryKey::QueryValue(const wchar_t* name, RegistryType& type, void* data,
                                       std::uint32_t& sizeInBytes) const noexcept {
   std::uint32_t foundType = 0;
   std::uint32_t size = sizeInBytes;
-  const std::uint32_t status = CurrentRegistryApi().queryValue(key_, name, &foundType, data, &size);
+  const std::uint32_t status =
+      CurrentRegistryApi().queryValue(Get(), name, &foundType, data, &size);
   if (status != kRegistrySuccess && status != kRegistryMoreData) return RegistryQuery::kFailed;
   // A size beyond the buffer is never taken for data in it, whatever the status says.
   const bool fits = status == kRegistrySuccess && size <= sizeInBytes;
@@ -55,7 +52,7 @@ RegistryQuery RegistryKey::QueryValue(const wchar_t* name, RegistryType& type, v
 
 bool RegistryKey::SetValue(const wchar_t* name, RegistryType type, const void* data,
                            std::uint32_t sizeInBytes) const noexcept {
-  return CurrentRegistryApi().setValue(key_, name, static_cast<std::uint32_t>(type), data,
+  return CurrentRegistryApi().setValue(Get(), name, static_cast<std::uint32_t>(type), data,
                                        sizeInBytes) == kRegistrySuccess;
 }
 

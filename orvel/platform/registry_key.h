@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <utility>
+
+#include "orvel/platform/unique_handle.h"
 
 namespace Orvel::Detail {
 
@@ -47,15 +48,6 @@ struct RegistryNameLess {
 class RegistryKey {
  public:
   RegistryKey() noexcept = default;
-  RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
-  RegistryKey& operator=(RegistryKey&& other) noexcept {
-    RegistryKey incoming(std::move(other));  // keeps self-assignment harmless
-    std::swap(key_, incoming.key_);
-    return *this;
-  }
-  RegistryKey(const RegistryKey&) = delete;
-  RegistryKey& operator=(const RegistryKey&) = delete;
-  ~RegistryKey() { Close(); }
 
   /// Opens the key at `path` below `parent`, a root or the handle of another owner.
   [[nodiscard]] static RegistryKey Open(void* parent, const wchar_t* path,
@@ -65,10 +57,10 @@ class RegistryKey {
                                           RegistryAccess access) noexcept;
 
   /// The handle, still owned here; null when empty.
-  [[nodiscard]] void* Get() const noexcept { return key_; }
-  explicit operator bool() const noexcept { return key_ != nullptr; }
+  [[nodiscard]] void* Get() const noexcept { return key_.Get(); }
+  explicit operator bool() const noexcept { return static_cast<bool>(key_); }
   /// Closes the key now, if there is one, and becomes empty.
-  void Close() noexcept;
+  void Close() noexcept { key_.Close(); }
 
   /// Copies a value's data into the buffer of `sizeInBytes` bytes at `data`. `type` and
   /// `sizeInBytes` become the value's own unless the query failed; bytes of the buffer behind the
@@ -82,7 +74,7 @@ class RegistryKey {
  private:
   explicit RegistryKey(void* key) noexcept : key_(key) {}
 
-  void* key_ = nullptr;
+  MRegistryKeyHandle key_;
 };
 
 }  // namespace Orvel::Detail

@@ -76,4 +76,36 @@ TEST(KernelHandleTest, ClosingKeepsTheLastError) {
   }
 }
 
+TEST(UniqueHandleTest, ClosesEachKindAndKnowsWhichValueIsNone) {
+  wchar_t path[MAX_PATH] = {};
+  ASSERT_NE(::GetModuleFileNameW(nullptr, path, MAX_PATH), DWORD{0});
+  const auto open = [&] {
+    return ::CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  };
+  MFileHandle file;
+  EXPECT_FALSE(file);
+  EXPECT_EQ(file.Get(), INVALID_HANDLE_VALUE);
+  file.Reset(open());
+  void* const first = file.Get();
+  file.Reset(open());
+  EXPECT_TRUE(IsOpenHandle(file.Get()));
+  EXPECT_FALSE(IsOpenHandle(first)) << "replaced";
+  const MFileHandle released(file.Release());
+  EXPECT_FALSE(file);
+  EXPECT_TRUE(IsOpenHandle(released.Get()));
+
+  WIN32_FIND_DATAW found;
+  MFindHandle find(::FindFirstFileW(path, &found));
+  EXPECT_TRUE(find);
+  HKEY key = nullptr;
+  ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, &key), ERROR_SUCCESS);
+  MRegistryKeyHandle owner(key);
+  find.Close();
+  owner.Close();
+  EXPECT_FALSE(find);
+  EXPECT_NE(::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, nullptr),
+            ERROR_SUCCESS);
+}
+
 }  // namespace
