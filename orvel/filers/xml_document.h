@@ -345,8 +345,8 @@ class MXmlDocument {
   [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece);
   void MakeWritable(ElementText& element, MXmlReferences references);
   void TrimScratch() noexcept;
-  void ReplaceText(std::uint32_t element, std::size_t begin, std::size_t end,
-                   std::wstring_view added);
+  void SpliceText(std::uint32_t element, std::size_t begin, std::size_t end,
+                  std::wstring_view added);
   void LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied) noexcept;
   void MovePositions(std::size_t begin, std::size_t end, std::uint32_t difference,
                      bool insideNode) noexcept;

@@ -438,7 +438,7 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
     return false;
   }
   const std::size_t end = offset + removed;
-  ReplaceText(place.element, offset, end, store_->scratch.GetView());
+  SpliceText(place.element, offset, end, store_->scratch.GetView());
   if (place.element != 0) store_->index.At(place.element).tagLengths += difference;
   TrimScratch();
   return true;
@@ -446,8 +446,8 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
 
 /// Replaces a part of an element's text, its children aside, or of the current node's when
 /// `element` is 0.
-void MXmlDocument::ReplaceText(std::uint32_t element, std::size_t begin, std::size_t end,
-                               std::wstring_view added) {
+void MXmlDocument::SpliceText(std::uint32_t element, std::size_t begin, std::size_t end,
+                              std::wstring_view added) {
   store_->index.MoveGap(end, store_->text.GetSize());
   CopyWide(added, store_->text.Replace(begin, end - begin, added.size(), 0).before);
   const auto difference = static_cast<std::uint32_t>(added.size() - (end - begin));
@@ -651,7 +651,7 @@ bool MXmlDocument::SetData(std::uint32_t element, std::wstring_view data,
   while (const std::uint32_t last = store_->index.GetLastChild(element))
     store_->Forget(last, IgnoresCase());
   LeaveRemoved({element, 0, 0, MXmlNodeKind::kNone, 0, 0}, element);
-  ReplaceText(element, begin, end, added);
+  SpliceText(element, begin, end, added);
   MXmlElementRecord& changed = store_->index.At(element);
   changed.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
                         static_cast<std::uint32_t>(endTagLength));
@@ -686,10 +686,10 @@ bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
   name = KeepOutside(name);
   store_->text.Reserve(2 * name.size());
   store_->lookup.NoteRemoved(*store_, element, IgnoresCase());
-  ReplaceText(element, startTag + 1, startTag + 1 + oldLength, name);
+  SpliceText(element, startTag + 1, startTag + 1 + oldLength, name);
   if (record.GetEndTagLength() != 0) {
     const std::size_t endName = endTag + 2 - oldLength + name.size();
-    ReplaceText(element, endName, endName + oldEndLength, name);
+    SpliceText(element, endName, endName + oldEndLength, name);
   }
   store_->index.At(element).SetTagLengths(static_cast<std::uint32_t>(startTagLength),
                                           static_cast<std::uint32_t>(endTagLength));
