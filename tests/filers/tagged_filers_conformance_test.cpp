@@ -255,7 +255,7 @@ TYPED_TEST(TaggedFilersTest, ValuesOfManyTypesComeBackExactly) {
   };
   comeBack(true, 'x', 0.1, 0.1f, std::uint8_t{255}, std::int8_t{-128}, std::uint16_t{65535},
            std::int16_t{-5}, 4294967295u, -2147483647 - 1, 4294967295ul, -2147483647l - 1);
-  comeBack(std::numeric_limits<long long>::min(), (std::numeric_limits<long long>::max)(),
+  comeBack((std::numeric_limits<long long>::min)(), (std::numeric_limits<long long>::max)(),
            (std::numeric_limits<unsigned long long>::max)(), Small::kLow, Small::kHigh, Wide::kAll,
            Letter::kNone, kOn);
   comeBack(std::wstring(L"<a> & b"), std::filesystem::path(L"C:\\a b\\c"), std::filesystem::path());
