@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "flow_timeline/trace_writer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -37,7 +38,7 @@ const char* CategoryOf(const Record& record) {
 class TraceWriter {
  public:
   TraceWriter(const Timeline& timeline, std::ostream& stream)
-      : timeline_(timeline), stream_(stream) {}
+      : timeline_(timeline), stream_(stream), instants_(timeline.GetDump().records.size()) {}
 
   void Write() {
     stream_ << "{\"displayTimeUnit\":\"ms\",\"otherData\":" << Text(DescribeDump())
@@ -94,37 +95,58 @@ class TraceWriter {
     return time - timeline_.GetFirstTime();
   }
 
-  [[nodiscard]] Json Event(const char* phase, std::int64_t time, int process,
-                           std::uint64_t track) const {
-    return {{"ph", phase}, {"ts", Since(time)}, {"pid", process}, {"tid", track}};
+  /// Starts an event of a thread or track; times and durations are nanoseconds here.
+  static Json Event(const char* phase, std::int64_t time, int process, std::uint64_t track) {
+    return {{"ph", phase}, {"ts", ToMicroseconds(time)}, {"pid", process}, {"tid", track}};
+  }
+
+  static double ToMicroseconds(std::int64_t nanoseconds) {
+    return static_cast<double>(nanoseconds) / 1000;
+  }
+
+  /// The first free nanosecond of a thread or track, at `time` or behind it. Dumps have whole
+  /// microseconds, and viewers would have to guess how slices nest that begin and end in one.
+  std::int64_t TakeInstant(std::int64_t time) {
+    lastInstant_ = (std::max)(Since(time) * 1000, lastInstant_ + 1);
+    return lastInstant_;
   }
 
   [[nodiscard]] std::string PlaceOf(const Record& record) const {
     return timeline_.GetText(record.className) + "::" + timeline_.GetText(record.point);
   }
 
+  /// What viewers show with an event. They take scopes of one name and the same arguments for one
+  /// function, so a scope has no more than its object.
   [[nodiscard]] Json ArgumentsOf(Index index) const {
     const Record& record = timeline_.GetRecord(index);
-    Json json = {{"record", index},
-                 {"class", timeline_.GetText(record.className)},
-                 {"function", timeline_.GetText(record.point)},
-                 {"object", ObjectText(record.object)},
+    Json json = {{"object", ObjectText(record.object)},
                  {"objectName", timeline_.GetText(record.objectName)}};
-    if (record.detail != kNoText) json["what"] = timeline_.GetText(record.detail);
     const Role role = RoleOf(record.kind);
-    if ((role != Role::kScopeBegin && role != Role::kScopeEnd) || record.arg1 != 0 ||
-        record.arg2 != 0) {
-      json["argument1"] = record.arg1;
-      json["argument2"] = record.arg2;
-    }
+    if (role == Role::kScopeBegin || role == Role::kScopeEnd) return json;
+    json["class"] = timeline_.GetText(record.className);
+    json["function"] = timeline_.GetText(record.point);
+    if (record.detail != kNoText) json["what"] = timeline_.GetText(record.detail);
+    json["argument1"] = record.arg1;
+    json["argument2"] = record.arg2;
+    json["record"] = index;
     if (record.time != timeline_.GetTime(index)) json["recordedTime"] = Since(record.time);
     return json;
   }
 
-  void WriteBegin(const Slice& slice, std::uint64_t track) {
-    const Record& record = timeline_.GetRecord(slice.record);
-    Json event = Event("B", slice.start, kThreadsProcess, track);
-    event["name"] = PlaceOf(record);
+  /// Writes a slice with its duration. Viewers differ in how an end finds its begin.
+  void WriteSlice(Json event, std::int64_t duration) {
+    event["dur"] = ToMicroseconds(duration);
+    WriteEvent(event);
+  }
+
+  /// When something begins and ends.
+  struct Span {
+    std::int64_t start = 0, finish = 0;
+  };
+
+  void WriteScope(const Slice& slice, const Span& span, std::uint64_t track) {
+    Json event = Event("X", span.start, kThreadsProcess, track);
+    event["name"] = PlaceOf(timeline_.GetRecord(slice.record));
     event["cat"] = "scope";
     Json arguments = ArgumentsOf(slice.record);
     if (slice.kind == Slice::Kind::kOpen) arguments["note"] = "not left when the dump was made";
@@ -134,55 +156,84 @@ class TraceWriter {
       arguments["ended"] = Since(timeline_.GetTime(slice.end));
     }
     event["args"] = std::move(arguments);
-    WriteEvent(event);
-  }
-
-  void WriteEnd(std::int64_t time, std::uint64_t track) {
-    WriteEvent(Event("E", time, kThreadsProcess, track));
+    WriteSlice(std::move(event), span.finish - span.start);
   }
 
   void WriteThread(const Thread& thread) {
     const std::size_t order = threadsWritten_++;
     WriteName("thread_name", kThreadsProcess, thread.id, timeline_.GetText(thread.name));
     WriteOrder(kThreadsProcess, thread.id, order);
-    std::vector<const Slice*> open;
-    auto slice = thread.slices.begin();
-    for (; slice != thread.slices.end() && slice->kind == Slice::Kind::kEndOnly; ++slice) {
-      WriteBegin(*slice, thread.id);
-      WriteEnd(slice->finish, thread.id);
+    const std::vector<Span> spans = PlaceRecords(thread);
+    std::size_t slice = 0;
+    const auto writeNextScope = [&] {
+      WriteScope(thread.slices[slice], spans[slice], thread.id);
+      ++slice;
+    };
+    while (slice < thread.slices.size() && thread.slices[slice].kind == Slice::Kind::kEndOnly) {
+      writeNextScope();
     }
     for (const Index record : thread.records) {
       const Role role = RoleOf(timeline_.GetRecord(record).kind);
       if (role == Role::kScopeBegin) {
-        WriteBegin(*slice, thread.id);
-        open.push_back(&*slice++);
-      } else if (role == Role::kScopeEnd) {
-        for (; !open.empty() && open.back()->end == record; open.pop_back()) {
-          WriteEnd(open.back()->finish, thread.id);
-        }
-      } else if (role != Role::kState) {
-        WriteInstant(record, role, thread.id);
+        writeNextScope();
+      } else if (role == Role::kInstant) {
+        WriteInstant(record, thread.id);
+      } else if (role == Role::kSend || role == Role::kReceive) {
+        WriteMessage(record, role, thread.id);
       }
     }
-    for (; !open.empty(); open.pop_back()) WriteEnd(open.back()->finish, thread.id);
   }
 
-  void WriteInstant(Index index, Role role, std::uint64_t track) {
+  /// Gives each record of the thread its nanosecond, in instants_. Returns the spans of the slices.
+  [[nodiscard]] std::vector<Span> PlaceRecords(const Thread& thread) {
+    std::vector<Span> spans(thread.slices.size());
+    std::vector<std::size_t> open;  // slices, the outermost first
+    lastInstant_ = -1;
+    std::size_t next = 0;
+    for (; next < spans.size() && thread.slices[next].kind == Slice::Kind::kEndOnly; ++next) {
+      spans[next].start = spans[next].finish = TakeInstant(thread.slices[next].start);
+    }
+    for (const Index record : thread.records) {
+      const std::int64_t time = timeline_.GetTime(record);
+      for (; !open.empty() && thread.slices[open.back()].end == record; open.pop_back()) {
+        spans[open.back()].finish = TakeInstant(time);
+      }
+      if (RoleOf(timeline_.GetRecord(record).kind) == Role::kScopeEnd) continue;
+      instants_[record] = TakeInstant(time);
+      if (RoleOf(timeline_.GetRecord(record).kind) != Role::kScopeBegin) continue;
+      spans[next].start = instants_[record];
+      open.push_back(next++);
+    }
+    for (; !open.empty(); open.pop_back()) {
+      spans[open.back()].finish = TakeInstant(timeline_.GetLastTime());
+    }
+    return spans;
+  }
+
+  [[nodiscard]] std::string NameOf(const Record& record) const {
+    const bool hasDetail = record.detail != kNoText;
+    return std::string(EventText(record.kind)) + ' ' +
+           (hasDetail ? timeline_.GetText(record.detail) : PlaceOf(record));
+  }
+
+  void WriteInstant(Index index, std::uint64_t track) {
     const Record& record = timeline_.GetRecord(index);
-    const std::int64_t time = timeline_.GetTime(index);
-    std::string name(EventText(record.kind));
-    name += ' ' + (record.detail != kNoText ? timeline_.GetText(record.detail) : PlaceOf(record));
-    // A flow starts and ends at a slice.
-    const bool isMessage = role != Role::kInstant;
-    Json event = Event(isMessage ? "B" : "i", time, kThreadsProcess, track);
-    event["name"] = std::move(name);
-    event["cat"] = isMessage ? "message" : CategoryOf(record);
-    if (!isMessage) event["s"] = "t";
+    Json event = Event("i", instants_[index], kThreadsProcess, track);
+    event["name"] = NameOf(record);
+    event["cat"] = CategoryOf(record);
+    event["s"] = "t";
     event["args"] = ArgumentsOf(index);
     WriteEvent(event);
-    if (!isMessage) return;
+  }
+
+  /// A flow starts and ends at a slice.
+  void WriteMessage(Index index, Role role, std::uint64_t track) {
+    Json event = Event("X", instants_[index], kThreadsProcess, track);
+    event["name"] = NameOf(timeline_.GetRecord(index));
+    event["cat"] = "message";
+    event["args"] = ArgumentsOf(index);
+    WriteSlice(std::move(event), 0);
     WriteFlow(index, role, track);
-    WriteEnd(time, track);
   }
 
   void WriteFlow(Index index, Role role, std::uint64_t track) {
@@ -194,8 +245,7 @@ class TraceWriter {
       }
     }
     if (flows_[index] == kNoIndex) return;
-    Json event =
-        Event(role == Role::kSend ? "s" : "f", timeline_.GetTime(index), kThreadsProcess, track);
+    Json event = Event(role == Role::kSend ? "s" : "f", instants_[index], kThreadsProcess, track);
     event["name"] = timeline_.GetText(timeline_.GetRecord(index).detail);
     event["cat"] = "message";
     event["id"] = flows_[index];
@@ -209,20 +259,25 @@ class TraceWriter {
               timeline_.GetText(lane.className) + ' ' + ObjectText(lane.object) + " (" +
                   timeline_.GetText(lane.objectName) + ')');
     WriteOrder(kObjectsProcess, number + 1, number);
+    lastInstant_ = -1;
     for (const StateSpan& state : lane.states) {
-      Json event = Event("B", state.start, kObjectsProcess, number + 1);
-      event["name"] = timeline_.GetText(timeline_.GetRecord(state.record).detail);
+      const Record& record = timeline_.GetRecord(state.record);
+      const std::int64_t start = TakeInstant(state.start);
+      Json event = Event("X", start, kObjectsProcess, number + 1);
+      event["name"] = timeline_.GetText(record.detail);
       event["cat"] = "state";
-      event["args"] = ArgumentsOf(state.record);
-      event["args"]["thread"] = timeline_.GetRecord(state.record).threadId;
-      WriteEvent(event);
-      WriteEvent(Event("E", state.finish, kObjectsProcess, number + 1));
+      event["args"] = {{"class", timeline_.GetText(record.className)},
+                       {"state", record.arg1},
+                       {"thread", record.threadId}};
+      WriteSlice(std::move(event), TakeInstant(state.finish) - start);
     }
   }
 
   const Timeline& timeline_;
   std::ostream& stream_;
-  std::vector<Index> flows_;  // by record, the number of its message
+  std::vector<Index> flows_;            // by record, the number of its message
+  std::vector<std::int64_t> instants_;  // by record, nanoseconds in its thread
+  std::int64_t lastInstant_ = -1;       // the last one taken in the thread or track
   std::size_t threadsWritten_ = 0;
   bool isFirst_ = true;
 };
