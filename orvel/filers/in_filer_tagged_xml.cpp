@@ -49,9 +49,19 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
   if (!errorText_.empty() && !document_->GetDocumentText().empty()) {
     errorPlace_ = document_->GetLineAndColumn(document_->GetErrorOffset());
   }
-  if (!isWellFormed || !document_->FindElement(Format::kRootTag) || !document_->IntoElement()) {
-    document_.reset();
+  failure_ = document_->GetFailure();
+  if (!isWellFormed) {
+    if (failure_.step == MXmlStep::kNone) failure_ = {MXmlStep::kParse, 0, errorText_};
+  } else if (document_->FindElement(Format::kRootTag)) {
+    document_->IntoElement();
+    return;
+  } else {
+    document_->FindElement({});
+    failure_ = {MXmlStep::kRoot, 0,
+                L"The root element is '" + document_->GetNodeName() + L"', not '" +
+                    Format::kRootTag + L"'"};
   }
+  document_.reset();
 }
 
 bool MInFilerTaggedXml::Find(const std::wstring& tag) {

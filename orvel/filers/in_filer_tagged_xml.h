@@ -60,6 +60,10 @@ class MInFilerTaggedXml final : public IInFilerTagged {
 
   /// True when the text could be read; when not, the operations below say why.
   [[nodiscard]] bool IsValid() const noexcept { return document_ != nullptr; }
+  /// Why nothing can be read, in one place: the file that could not be opened, with the system's
+  /// code, the text that is not well-formed, or the root that is another. Nothing when the reader
+  /// is valid.
+  [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
   /// What was wrong with the text; empty if nothing was, and when only the root is another.
   [[nodiscard]] const std::wstring& GetErrorText() const noexcept { return errorText_; }
   /// Where in the text that was, for people. Empty when nothing was wrong, and when there is no
@@ -83,6 +87,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   std::unique_ptr<MXmlDocument> document_;  // null when the text could not be read
   std::size_t openSections_ = 0;
   Orvel::Detail::SectionBalance balance_;
+  MXmlFailure failure_;
   std::wstring errorText_;
   std::optional<MXmlLineAndColumn> errorPlace_;
   std::wstring attribute_;  // kept for its memory

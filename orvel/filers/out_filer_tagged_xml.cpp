@@ -148,5 +148,11 @@ std::wstring MOutFilerTaggedXml::TakeText() {
 }
 
 bool MOutFilerTaggedXml::SaveFile(const std::wstring& path) {
-  return document_ != nullptr && document_->SaveFile(path);
+  if (document_ == nullptr) {
+    failure_ = {MXmlStep::kEncode, 0, L"There is no text"};
+    return false;
+  }
+  const bool isSaved = document_->SaveFile(path);
+  failure_ = document_->GetFailure();
+  return isSaved;
 }

@@ -47,15 +47,19 @@ class MOutFilerTaggedXml final : public IOutFilerTagged {
   /// `EndSection` of a section that is still open.
   [[nodiscard]] std::wstring TakeText();
   /// Writes the text to a file as UTF-8. A file that is there is replaced in one step once
-  /// everything is on disk; after a failure or a crash it is the old one. False when the file
-  /// cannot be written, or the text has unpaired surrogates.
+  /// everything is on disk, and keeps what `MXmlDocument::SaveFile` keeps; after a failure it is
+  /// the old one. False when the file cannot be written, the text has unpaired surrogates or there
+  /// is no text: `GetFailure` says why.
   [[nodiscard]] bool SaveFile(const std::wstring& path);
+  /// Why the last `SaveFile` returned false; nothing after one that returned true.
+  [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
 
  private:
   bool WriteValue(const std::wstring& tag, std::wstring_view text,
                   const MXmlConstantAttribute& type);
   bool WriteUnnamedSubDocument(const std::wstring& xmlText);
 
+  MXmlFailure failure_;
   std::unique_ptr<MXmlDocument> document_;  // null when there is none
   std::size_t openSections_ = 0;
   Orvel::Detail::SectionBalance balance_;

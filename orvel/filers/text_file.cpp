@@ -3,10 +3,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <utility>
+#include <vector>
 
 #include "orvel/filers/utf8.h"
+#include "orvel/foundation/decimal_text.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -14,85 +19,213 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 constexpr int kNameAttempts = 100;
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+MXmlFailure SystemFailure(MXmlStep step, DWORD code) { return {step, code, {}}; }
+
+MXmlFailure TextFailure(MXmlStep step, const wchar_t* what, std::size_t offset) {
+  return {step, 0, what + DecimalText(offset)};
+}
 
 /// Owner of an open file; closes it at the end.
 class File {
  public:
   explicit File(HANDLE handle) noexcept : handle_(handle) {}
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  ~File() { Close(); }
+  File(File&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
+  File& operator=(File&& other) noexcept {
+    File incoming(std::move(other));
+    std::swap(handle_, incoming.handle_);
+    return *this;
+  }
+  ~File() {
+    if (IsOpen()) ::CloseHandle(handle_);
+  }
 
   [[nodiscard]] bool IsOpen() const noexcept { return handle_ != INVALID_HANDLE_VALUE; }
   [[nodiscard]] HANDLE Get() const noexcept { return handle_; }
-  bool Close() noexcept {
-    const HANDLE handle = std::exchange(handle_, INVALID_HANDLE_VALUE);
-    return handle == INVALID_HANDLE_VALUE || ::CloseHandle(handle) != FALSE;
-  }
 
  private:
   HANDLE handle_;
 };
 
-/// A file that is deleted at the end unless it was kept.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(std::wstring path) : path_(std::move(path)) {}
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    if (!kept_) ::DeleteFileW(path_.c_str());
+/// What a file that is replaced hands on to its successor.
+struct Target {
+  std::wstring path;  // where the file itself is, not a link to it
+  bool exists = false;
+  DWORD attributes = 0;
+  FILETIME created{};
+  std::vector<std::byte> accessRights;  // a security descriptor; empty when the volume has none
+};
+
+/// The text that `call(buffer, units)` writes, as the system's calls for paths do: they return its
+/// length, or a greater number than fits. Empty when the call fails.
+template <class Call>
+std::wstring PathOf(Call call) {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD units = call(path.data(), static_cast<DWORD>(path.size()));
+    const bool fits = units < path.size();
+    path.resize(fits ? units : std::size_t{units} + 1);  // some count the terminating zero
+    if (fits) return path;
   }
-  /// Puts the file in the place of another one. It must be closed.
-  bool Replace(const std::wstring& path) noexcept {
-    kept_ = ::MoveFileExW(path_.c_str(), path.c_str(),
-                          MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
-    return kept_;
+}
+
+std::vector<std::byte> AccessRights(HANDLE file) {
+  std::vector<std::byte> descriptor;
+  DWORD bytes = 0;
+  while (::GetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor.data(), bytes,
+                                   &bytes) == FALSE) {
+    if (::GetLastError() != ERROR_INSUFFICIENT_BUFFER) return {};
+    descriptor.resize(bytes);
+  }
+  return descriptor;
+}
+
+/// Looks at the file that is to be replaced. An error code when there is one that must not be.
+DWORD FindTarget(const std::wstring& path, Target& target) {
+  constexpr DWORD kLook = FILE_READ_ATTRIBUTES | READ_CONTROL;
+  const auto open = [&path](DWORD access) {
+    return File(::CreateFileW(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+  };
+  File file = open(kLook | FILE_WRITE_DATA);
+  if (!file.IsOpen()) {
+    DWORD code = ::GetLastError();
+    if (code == ERROR_FILE_NOT_FOUND) {
+      // A link that leads nowhere is there all the same, and would be what is replaced.
+      if (::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return code;
+      target.path = path;
+      return NO_ERROR;
+    }
+    if (code != ERROR_SHARING_VIOLATION) return code;
+    file = open(kLook);  // this never conflicts with another program's use
+    code = ::GetLastError();
+    if (!file.IsOpen()) return code;
+  }
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (::GetFileInformationByHandle(file.Get(), &information) == FALSE) return ::GetLastError();
+  if ((information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0) return ERROR_ACCESS_DENIED;
+  target.exists = true;
+  target.path = PathOf([&file](wchar_t* buffer, DWORD units) {
+    return ::GetFinalPathNameByHandleW(file.Get(), buffer, units, FILE_NAME_NORMALIZED);
+  });
+  if (target.path.empty()) {
+    if ((::GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+      return ERROR_CANT_RESOLVE_FILENAME;
+    target.path = path;
+  }
+  target.attributes = information.dwFileAttributes;
+  target.created = information.ftCreationTime;
+  target.accessRights = AccessRights(file.Get());
+  return NO_ERROR;
+}
+
+/// A new file, which nobody else can open, and which is deleted at the end unless it was put in
+/// the place of another. Both go by the handle: it keeps the right to do so, whatever access rights
+/// the file has.
+class NewFile {
+ public:
+  /// Creates the file; GetCreationCode() says why it could not be.
+  NewFile(const std::wstring& path, const Target& target) noexcept : file_(Create(path, target)) {
+    if (!file_.IsOpen()) creationCode_ = ::GetLastError();
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile() {
+    if (isKept_ || !file_.IsOpen()) return;
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = TRUE;
+    ::SetFileInformationByHandle(file_.Get(), FileDispositionInfo, &disposition,
+                                 sizeof disposition);
+  }
+
+  [[nodiscard]] DWORD GetCreationCode() const noexcept { return creationCode_; }
+
+  /// Writes the bytes through to the disk. An error code when that fails.
+  DWORD Write(std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+      const auto wanted = static_cast<DWORD>((std::min)(bytes.size(), kChunk));
+      DWORD written = 0;
+      if (::WriteFile(file_.Get(), bytes.data(), wanted, &written, nullptr) == FALSE)
+        return ::GetLastError();
+      if (written == 0) return ERROR_WRITE_FAULT;
+      bytes.remove_prefix(written);
+    }
+    return ::FlushFileBuffers(file_.Get()) != FALSE ? NO_ERROR : ::GetLastError();
+  }
+
+  /// Takes the place of `target`. An error code when that fails. Raises `std::bad_alloc`.
+  DWORD Replace(const Target& target) {
+    constexpr int kAttempts = 10;
+    constexpr DWORD kPauseMs = 100;
+    if (target.exists) ::SetFileTime(file_.Get(), &target.created, nullptr, nullptr);
+    const std::size_t nameBytes = target.path.size() * sizeof(wchar_t);
+    std::vector<std::byte> buffer(sizeof(FILE_RENAME_INFO) + nameBytes);
+    auto* const request = new (buffer.data()) FILE_RENAME_INFO{};
+    request->ReplaceIfExists = TRUE;
+    request->FileNameLength = static_cast<DWORD>(nameBytes);
+    std::memcpy(buffer.data() + offsetof(FILE_RENAME_INFO, FileName), target.path.data(),
+                nameBytes);
+    DWORD code = NO_ERROR;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+      if (attempt != 0) ::Sleep(kPauseMs);
+      isKept_ = ::SetFileInformationByHandle(file_.Get(), FileRenameInfo, request,
+                                             static_cast<DWORD>(buffer.size())) != FALSE;
+      if (isKept_) return NO_ERROR;
+      code = ::GetLastError();
+      // Where a file is open elsewhere the system may deny access instead.
+      if (code != ERROR_SHARING_VIOLATION && code != ERROR_LOCK_VIOLATION &&
+          code != ERROR_ACCESS_DENIED)
+        break;
+    }
+    return code;
   }
 
  private:
-  std::wstring path_;
-  bool kept_ = false;
+  static File Create(const std::wstring& path, const Target& target) noexcept {
+    constexpr DWORD kKept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
+                            FILE_ATTRIBUTE_NOT_CONTENT_INDEXED | FILE_ATTRIBUTE_ENCRYPTED;
+    const DWORD attributes = target.attributes & kKept;
+    // From the start, so that nobody sees the text who could not see it before.
+    SECURITY_ATTRIBUTES security{};
+    security.nLength = sizeof security;
+    security.lpSecurityDescriptor = const_cast<std::byte*>(target.accessRights.data());
+    return File(::CreateFileW(
+        path.c_str(), GENERIC_WRITE | DELETE, 0, target.accessRights.empty() ? nullptr : &security,
+        CREATE_NEW,
+        FILE_FLAG_WRITE_THROUGH | (attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL), nullptr));
+  }
+
+  File file_;
+  DWORD creationCode_ = NO_ERROR;
+  bool isKept_ = false;
 };
 
-void AppendHex(std::uint32_t number, std::wstring& output) {
-  for (int shift = 28; shift >= 0; shift -= 4)
-    output += L"0123456789abcdef"[(number >> shift) & 15];
-}
-
-/// A name beside `path` that no other call in this process gets and hardly one elsewhere.
+/// A name in the folder of `path` that no other call in this process gets soon and hardly one
+/// elsewhere. Short, so that it fits wherever a name does.
 std::wstring MakeTemporaryPath(const std::wstring& path) {
   static std::atomic<std::uint32_t> counter{0};
-  std::wstring result = path;
-  result += L'.';
-  AppendHex(::GetCurrentProcessId(), result);
-  AppendHex(counter.fetch_add(1, std::memory_order_relaxed), result);  // only has to differ
+  constexpr std::uint32_t kSpread = 0x9E3779B9;  // keeps neighbouring processes' numbers apart
+  const std::uint32_t number =
+      ::GetCurrentProcessId() * kSpread + counter.fetch_add(1, std::memory_order_relaxed);
+  const std::size_t separator = path.find_last_of(L"\\/:");
+  std::wstring result = path.substr(0, separator == std::wstring::npos ? 0 : separator + 1);
+  result += L'~';
+  result += HexText(number, 8).substr(2);
   result += L".tmp";
   return result;
 }
 
-bool WriteBytes(HANDLE file, std::string_view bytes) noexcept {
-  while (!bytes.empty()) {
-    const auto wanted = static_cast<DWORD>((std::min)(bytes.size(), kChunk));
-    DWORD written = 0;
-    if (::WriteFile(file, bytes.data(), wanted, &written, nullptr) == FALSE || written == 0)
-      return false;
-    bytes.remove_prefix(written);
-  }
-  return true;
-}
-
 }  // namespace
 
-TextFileResult ReadTextFile(const std::wstring& path, std::size_t maxBytes, std::wstring& text,
-                            std::size_t& badByte) {
-  const File file(::CreateFileW(path.c_str(), GENERIC_READ,
-                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-  if (!file.IsOpen()) return TextFileResult::kUnreadable;
+MXmlFailure ReadTextFile(const std::wstring& path, std::size_t maxBytes, std::wstring& text) {
+  const File file(::CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (!file.IsOpen()) return SystemFailure(MXmlStep::kOpen, ::GetLastError());
   LARGE_INTEGER size{};
-  if (::GetFileSizeEx(file.Get(), &size) == FALSE) return TextFileResult::kUnreadable;
-  if (static_cast<std::uint64_t>(size.QuadPart) > maxBytes) return TextFileResult::kTooLong;
+  if (::GetFileSizeEx(file.Get(), &size) == FALSE)
+    return SystemFailure(MXmlStep::kRead, ::GetLastError());
+  if (static_cast<std::uint64_t>(size.QuadPart) > maxBytes)
+    return {MXmlStep::kLength, 0, L"Document too long"};
 
   std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
   std::size_t count = 0;
@@ -100,34 +233,46 @@ TextFileResult ReadTextFile(const std::wstring& path, std::size_t maxBytes, std:
     const auto wanted = static_cast<DWORD>((std::min)(bytes.size() - count, kChunk));
     DWORD got = 0;
     if (::ReadFile(file.Get(), bytes.data() + count, wanted, &got, nullptr) == FALSE)
-      return TextFileResult::kUnreadable;
-    if (got == 0) return TextFileResult::kUnreadable;  // cut short while it was read
+      return SystemFailure(MXmlStep::kRead, ::GetLastError());
+    if (got == 0)  // cut short while it was read
+      return SystemFailure(MXmlStep::kRead, ERROR_HANDLE_EOF);
     count += got;
   }
   const std::string_view content = SkipUtf8ByteOrderMark(bytes);
-  if (const auto offset = DecodeUtf8(content, text)) {
-    badByte = bytes.size() - content.size() + *offset;
-    return TextFileResult::kMalformed;
-  }
-  return TextFileResult::kRead;
+  const std::size_t markBytes = bytes.size() - content.size();
+  const std::size_t zero = content.find('\0');
+  std::wstring decoded;
+  if (const auto offset = DecodeUtf8(content.substr(0, zero), decoded))
+    return TextFailure(MXmlStep::kDecode, L"File is not UTF-8 at byte ", markBytes + *offset);
+  if (zero != std::string_view::npos)
+    return TextFailure(MXmlStep::kDecode, L"File has a zero character at byte ", markBytes + zero);
+  text = std::move(decoded);
+  return {};
 }
 
-bool WriteTextFile(const std::wstring& path, std::wstring_view text) {
+MXmlFailure WriteTextFile(const std::wstring& path, std::wstring_view text) {
   std::string bytes;
-  if (EncodeUtf8(text, bytes).has_value()) return false;
-  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
-    const std::wstring temporaryPath = MakeTemporaryPath(path);
-    File file(::CreateFileW(temporaryPath.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.IsOpen()) {
-      if (::GetLastError() == ERROR_FILE_EXISTS) continue;  // left by a process that crashed
-      return false;
+  if (const auto unpaired = EncodeUtf8(text, bytes))
+    return TextFailure(MXmlStep::kEncode, L"Unpaired surrogate at offset ", *unpaired);
+  const std::wstring absolute = PathOf([&path](wchar_t* buffer, DWORD units) {
+    return ::GetFullPathNameW(path.c_str(), units, buffer, nullptr);
+  });
+  Target target;
+  if (const DWORD code = FindTarget(absolute, target); code != NO_ERROR)
+    return SystemFailure(MXmlStep::kOpen, code);
+  for (int attempt = 1;; ++attempt) {
+    NewFile file(MakeTemporaryPath(target.path), target);
+    if (const DWORD code = file.GetCreationCode(); code != NO_ERROR) {
+      // Left by a process that crashed.
+      if (code == ERROR_FILE_EXISTS && attempt < kNameAttempts) continue;
+      return SystemFailure(MXmlStep::kCreate, code);
     }
-    TemporaryFile temporary(temporaryPath);
-    const bool written = WriteBytes(file.Get(), bytes) && ::FlushFileBuffers(file.Get()) != FALSE;
-    return file.Close() && written && temporary.Replace(path);
+    if (const DWORD code = file.Write(bytes); code != NO_ERROR)
+      return SystemFailure(MXmlStep::kWrite, code);
+    if (const DWORD code = file.Replace(target); code != NO_ERROR)
+      return SystemFailure(MXmlStep::kReplace, code);
+    return {};
   }
-  return false;
 }
 
 }  // namespace Orvel::Detail

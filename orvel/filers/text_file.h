@@ -5,26 +5,21 @@
 #include <string>
 #include <string_view>
 
+#include "orvel/filers/xml_failure.h"
+
 namespace Orvel::Detail {
 
-/// How reading a text file ended.
-enum class TextFileResult {
-  kRead,        ///< the text was read
-  kUnreadable,  ///< the file is missing, locked, or could not be read to its end
-  kTooLong,     ///< it has more bytes than are wanted
-  kMalformed    ///< it is not UTF-8
-};
-
 /// Reads a whole UTF-8 file, without its byte order mark if it has one. Files of more than
-/// `maxBytes` bytes are not read. On failure `text` is untouched; for kMalformed, `badByte` is the
-/// offset in the file of the first byte that is wrong.
-[[nodiscard]] TextFileResult ReadTextFile(const std::wstring& path, std::size_t maxBytes,
-                                          std::wstring& text, std::size_t& badByte);
+/// `maxBytes` bytes are not read, and zero characters are refused. On failure `text` is untouched.
+[[nodiscard]] MXmlFailure ReadTextFile(const std::wstring& path, std::size_t maxBytes,
+                                       std::wstring& text);
 
 /// Writes a text to a file as UTF-8 without byte order mark. The text goes to a new file in the
-/// same folder, which takes the place of `path` in one step when all of it is on disk. False when
-/// that fails or the text has unpaired surrogates: the old file, if any, is untouched and no other
-/// is left behind.
-[[nodiscard]] bool WriteTextFile(const std::wstring& path, std::wstring_view text);
+/// same folder, which takes the place of `path` in one step when all of it is on disk. A file that
+/// is there hands on its access rights, its attributes and the time of its creation, and is found
+/// through links; one that may not be written is not replaced. While another program has it open,
+/// replacing is tried again for about a second. After a failure the old file, if any, is untouched
+/// and no other is left behind.
+[[nodiscard]] MXmlFailure WriteTextFile(const std::wstring& path, std::wstring_view text);
 
 }  // namespace Orvel::Detail

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "orvel/filers/xml_element.h"
+#include "orvel/filers/xml_failure.h"
 #include "orvel/filers/xml_record.h"
 
 class MXmlConstantAttribute;
@@ -95,14 +96,23 @@ class MXmlDocument {
   bool SetDocument(std::wstring text);
 
   /// Replaces the document by the text of a UTF-8 file, with or without byte order mark, and
-  /// parses it. True when it could be read and is well-formed. A file that cannot be read or is
-  /// not UTF-8 leaves an empty document whose error text says so. Windows only.
+  /// parses it. True when it could be read and is well-formed. A file that cannot be read, is not
+  /// UTF-8 or holds a zero character leaves an empty document whose error text says so;
+  /// GetFailure() has the step that failed and the system's code. Windows only.
   bool LoadFile(const std::wstring& path);
 
   /// Writes the text to a file as UTF-8 without byte order mark. A file that is there is replaced
-  /// in one step when everything is on disk: after a failure or a crash it is the old one. False
-  /// when it cannot be written, or when the text has unpaired surrogates. Windows only.
+  /// in one step when everything is on disk: after a failure it is the old one, after a crash the
+  /// old or the new one. It keeps its access rights, attributes and time of creation, and its place
+  /// when `path` is a link to it; alternate streams and further hard links do not come along. A
+  /// file that may not be written is not replaced; one that another program has open is tried
+  /// again for about a second. False when it cannot be written, or when the text has unpaired
+  /// surrogates: GetFailure() says why. Blocks until the text is on the disk. Windows only.
   bool SaveFile(const std::wstring& path);
+
+  /// Why the last LoadFile() or SaveFile() returned false; nothing after one that returned true.
+  /// The reference holds until the next of them.
+  [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
 
   /// True when the text has exactly one element at its top level and no error but elements that
   /// are not ended; those have an error text all the same.
@@ -359,6 +369,7 @@ class MXmlDocument {
   const std::unique_ptr<Orvel::Detail::XmlStore> store_;  // never null
   std::wstring errorText_;
   std::size_t errorOffset_ = 0;
+  MXmlFailure failure_;
   MXmlPosition position_;
   std::map<std::wstring, MXmlPosition, std::less<>> savedPositions_;
 };

@@ -1,18 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/filers/xml_document.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/platform/windows_api.h"
+#include "tests/support/system_call_hook.h"
+
+#include <sddl.h>
 
 namespace {
+
+using Orvel::Testing::SystemCall;
+using Orvel::Testing::SystemCallHook;
 
 /// A folder of its own for each test, removed at the end.
 class XmlFileTest : public testing::Test {
@@ -30,6 +39,19 @@ class XmlFileTest : public testing::Test {
   }
   [[nodiscard]] std::ptrdiff_t CountFiles() const {
     return std::distance(std::filesystem::directory_iterator(folder_), {});
+  }
+
+  /// Runs a command of the system below Wine in the folder; does nothing on Windows.
+  void RunBelow(const wchar_t* program, std::wstring command) const {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (::CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                         folder_.c_str(), &startup, &process) == FALSE)
+      return;
+    ::WaitForSingleObject(process.hProcess, 10'000);
+    ::CloseHandle(process.hProcess);
+    ::CloseHandle(process.hThread);
   }
 
   const std::filesystem::path folder_ =
@@ -56,22 +78,92 @@ TEST_F(XmlFileTest, SavesUtf8AndLoadsItBack) {
   EXPECT_EQ(value, 1);
 }
 
-TEST_F(XmlFileTest, FailedSaveLeavesTheOldFileAlone) {
+TEST_F(XmlFileTest, FailedSaveSaysWhyAndLeavesTheOldFileAlone) {
   Write("old");
   MXmlDocument unpaired;
   unpaired.AddElement(L"r", L"\xD800");
   EXPECT_FALSE(unpaired.SaveFile(path_.wstring()));
+  EXPECT_EQ(unpaired.GetFailure().GetText(), L"Unpaired surrogate at offset 3");
   MXmlDocument sound;
   sound.AddElement(L"r");
-  EXPECT_FALSE(sound.SaveFile((folder_ / "missing" / "document.xml").wstring()));
+  const auto expectFailure = [&](const std::filesystem::path& path, MXmlStep step, DWORD code) {
+    EXPECT_FALSE(sound.SaveFile(path.wstring())) << path;
+    EXPECT_EQ(sound.GetFailure().step, step) << path;
+    EXPECT_EQ(sound.GetFailure().winErrorCode, code) << path;
+    EXPECT_TRUE(sound.GetFailure().GetText().ends_with(L": " + SystemErrorText(code)));
+    EXPECT_EQ(Read(), "old");
+  };
+  expectFailure(folder_ / "missing" / "document.xml", MXmlStep::kOpen, ERROR_PATH_NOT_FOUND);
   std::filesystem::create_directory(folder_ / "taken");
-  EXPECT_FALSE(sound.SaveFile((folder_ / "taken").wstring()));
+  expectFailure(folder_ / "taken", MXmlStep::kOpen, ERROR_ACCESS_DENIED);
+  ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
+  expectFailure(path_, MXmlStep::kOpen, ERROR_ACCESS_DENIED);
+  ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
   {
-    const std::ifstream reader(path_);  // a program that has the file open
-    const bool saved = sound.SaveFile(path_.wstring());
-    EXPECT_EQ(Read(), saved ? "<r/>\n" : "old");
+    const SystemCallHook full(SystemCall::kFlushFile, 0, {0, ERROR_DISK_FULL});
+    expectFailure(path_, MXmlStep::kWrite, ERROR_DISK_FULL);
+  }
+  {
+    const SystemCallHook broken(SystemCall::kSetFileInformation, 0, {0, ERROR_IO_DEVICE});
+    expectFailure(path_, MXmlStep::kReplace, ERROR_IO_DEVICE);
   }
   EXPECT_EQ(CountFiles(), 2) << "nothing is left behind";
+}
+
+TEST_F(XmlFileTest, SaveWaitsForOthersToCloseTheFile) {
+  Write("old");
+  MXmlDocument document;
+  document.AddElement(L"r");
+  {
+    std::ifstream reader(path_);  // a program that has the file open
+    SystemCallHook pause(
+        SystemCall::kSleep, [&] { reader.close(); }, 1);
+    SystemCallHook violation(SystemCall::kSetFileInformation, 0, {0, ERROR_SHARING_VIOLATION});
+    EXPECT_TRUE(document.SaveFile(path_.wstring())) << "after two pauses";
+    EXPECT_TRUE(violation.WasReached() && pause.WasReached());
+    EXPECT_EQ(Read(), "<r/>\n");
+  }
+  const std::ifstream reader(path_);
+  EXPECT_FALSE(document.SaveFile(path_.wstring())) << "who does not close it";
+  EXPECT_EQ(document.GetFailure().step, MXmlStep::kReplace);
+  EXPECT_EQ(CountFiles(), 1);
+}
+
+TEST_F(XmlFileTest, SaveKeepsWhatTheFileWas) {
+  Write("old");
+  constexpr DWORD kAttributes = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_ARCHIVE;
+  ASSERT_TRUE(::SetFileAttributesW(path_.c_str(), kAttributes));
+  std::byte space[256];
+  DWORD bytes = 0;
+  const auto rights = [&] {
+    EXPECT_TRUE(
+        ::GetFileSecurityW(path_.c_str(), DACL_SECURITY_INFORMATION, space, sizeof space, &bytes));
+    return std::vector<std::byte>(space, space + bytes);
+  };
+  const std::vector<std::byte> inherited = rights();
+  PSECURITY_DESCRIPTOR everybody = nullptr;
+  ASSERT_TRUE(::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+      L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;OW)", SDDL_REVISION_1, &everybody, nullptr));
+  EXPECT_TRUE(::SetFileSecurityW(path_.c_str(), DACL_SECURITY_INFORMATION, everybody));
+  ::LocalFree(everybody);
+  const std::vector<std::byte> own = rights();
+  ASSERT_NE(own, inherited);
+
+  MXmlDocument document;
+  document.AddElement(L"r");
+  const std::wstring link = (folder_ / "link.xml").wstring();
+  ::CreateSymbolicLinkW(link.c_str(), path_.c_str(), 2);     // also without privilege, if allowed
+  RunBelow(L"Z:\\bin\\ln", L"ln -s document.xml link.xml");  // what Wine has no call for
+  const bool isLinked = ::GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES;
+  EXPECT_TRUE(document.SaveFile(isLinked ? link : path_.wstring()));
+  EXPECT_EQ(Read(), "<r/>\n") << "a link stays one";
+  EXPECT_EQ(::GetFileAttributesW(path_.c_str()), kAttributes);
+  EXPECT_EQ(rights(), own);
+  RunBelow(L"Z:\\bin\\rm", L"rm link.xml");  // Wine would delete the document
+
+  const std::wstring longest = L"\\\\?\\" + (folder_ / std::wstring(255, L'n')).wstring();
+  EXPECT_TRUE(document.SaveFile(longest) && document.SaveFile(longest));
+  EXPECT_TRUE(::DeleteFileW(longest.c_str()));
 }
 
 TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
@@ -80,20 +172,29 @@ TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
   EXPECT_TRUE(document.LoadFile(path_.wstring()));
   EXPECT_EQ(document.GetDocumentText(), L"<a/>");
   document.SetLengthLimit(3);
-  const auto expectFailure = [&](const char* bytes, const wchar_t* error) {
+  const auto expectFailure = [&](const std::string& bytes, const wchar_t* error) {
     Write(bytes);
     EXPECT_FALSE(document.LoadFile(path_.wstring())) << bytes;
     EXPECT_EQ(document.GetErrorText(), error);
+    EXPECT_EQ(document.GetFailure().GetText(), error);
     EXPECT_EQ(document.GetDocumentText(), L"");
     document.ClearErrorText();
   };
   expectFailure("\xEF\xBB\xBF<a>\xC3</a>", L"File is not UTF-8 at byte 6");
+  expectFailure({"\xEF\xBB\xBF<a\0\xC3>", 8}, L"File has a zero character at byte 5");
   expectFailure("", L"Empty document");
   expectFailure("<abcdefghijk/>", L"Document too long");
   const std::wstring missing = (folder_ / "missing.xml").wstring();
   EXPECT_FALSE(document.LoadFile(missing));
   EXPECT_EQ(document.GetErrorText(), L"File cannot be read");
-  EXPECT_FALSE(MInFilerTaggedXml::FromFile(missing)->IsValid());
+  const auto reader = MInFilerTaggedXml::FromFile(missing);
+  EXPECT_FALSE(reader->IsValid());
+  EXPECT_EQ(reader->GetFailure().step, MXmlStep::kOpen);
+  EXPECT_EQ(reader->GetFailure().GetText(), L"Cannot open: " + SystemErrorText(2));
+  Write("<other/>");
+  EXPECT_EQ(MInFilerTaggedXml::FromFile(path_.wstring())->GetFailure().GetText(),
+            L"The root element is 'other', not 'ExceptionChain'");
+  EXPECT_EQ(MInFilerTaggedXml(L"<a/><b/>").GetFailure().GetText(), L"Root element has sibling");
 }
 
 }  // namespace

@@ -41,6 +41,7 @@ set(orvelTaggedSources
   ${orvelRoot}/orvel/filers/section_balance.cpp
   ${orvelRoot}/orvel/filers/tagged_section.cpp
   ${orvelRoot}/orvel/filers/tagged_values.cpp
+  ${orvelRoot}/orvel/filers/xml_failure.cpp
   ${orvelRoot}/orvel/filers/xml_filer_format.cpp
   ${orvelRoot}/orvel/foundation/dyn_object.cpp
   ${orvelRoot}/orvel/foundation/error.cpp

@@ -22,6 +22,8 @@ extern void* __imp_CreateWaitableTimerW;
 extern void* __imp_SetWaitableTimer;
 extern void* __imp_QueryPerformanceCounter;
 extern void* __imp_Sleep;
+extern void* __imp_FlushFileBuffers;
+extern void* __imp_SetFileInformationByHandle;
 }
 
 namespace Orvel::Testing {
@@ -78,6 +80,9 @@ void InstallAll() {
   Install<SystemCall::kSetTimer>(__imp_SetWaitableTimer, &::SetWaitableTimer);
   Install<SystemCall::kQueryCounter>(__imp_QueryPerformanceCounter, &::QueryPerformanceCounter);
   Install<SystemCall::kSleep>(__imp_Sleep, &::Sleep);
+  Install<SystemCall::kFlushFile>(__imp_FlushFileBuffers, &::FlushFileBuffers);
+  Install<SystemCall::kSetFileInformation>(__imp_SetFileInformationByHandle,
+                                           &::SetFileInformationByHandle);
 }
 
 }  // namespace

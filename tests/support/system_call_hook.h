@@ -21,7 +21,9 @@ enum class SystemCall {
   kCreateTimer,
   kSetTimer,
   kQueryCounter,
-  kSleep
+  kSleep,
+  kFlushFile,
+  kSetFileInformation
 };
 
 /// What a system call is to return instead of being made, and the error code (the last error and
