@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Dumps of a flow log for the tests of the timeline: made, and counted from their text alone.
 
-flow_dump.py FOLDER writes the made ones, ring.log and hostile.log.
+flow_dump.py FOLDER writes the made ones: ring.log, hostile.log and damaged.log.
 """
 
 import collections
@@ -127,6 +127,9 @@ def count(text):
 
 
 if __name__ == "__main__":
-    for name, text in (("ring", full_ring()), ("hostile", hostile())):
+    ring = full_ring()
+    # Begins and ends inside a record.
+    damaged = ring[ring.index("\n    1.") + 8:ring.rindex("\n    2.") + 8]
+    for name, text in (("ring", ring), ("hostile", hostile()), ("damaged", damaged)):
         path = pathlib.Path(sys.argv[1], f"{name}.log")
         path.write_text(text, encoding="latin-1", newline="\n")

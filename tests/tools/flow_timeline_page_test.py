@@ -2,10 +2,11 @@
 # SPDX-License-Identifier: MIT
 """Opens pages of flow_timeline in Chromium: flow_timeline_page_test.py FOLDER [PICTURE]
 
-FOLDER holds dumps NAME.log and their pages NAME.log.html: demo, ring and hostile. Checks that a page
-shows as many scopes, marks and states as its dump has, that search, click, keys and filters do what
-they should, that names stay text, that nothing is asked of any network, that the console stays
-empty, and how fast a full ring opens and pans. With PICTURE it only writes a picture of "demo".
+FOLDER holds dumps NAME.log and their pages NAME.log.html: demo, ring, hostile and damaged. Checks
+that a page shows as many scopes, marks and states as its dump has, that search, click, keys and
+filters do what they should, that names stay text, that nothing is asked of any network, that the
+console stays empty, that what could not be read is said, and how fast a full ring opens and pans.
+With PICTURE it only writes a picture of "demo".
 """
 
 import json
@@ -176,6 +177,13 @@ def check_hostile(page):
     assert page.numbers_of("summary", ["arrow"]) == [1]
 
 
+def check_damaged(page):
+    page.check_counts()
+    for words in ("1 record could not be read", "ends inside a record", "head of the dump is missing",
+                  "have no begin in the dump", "were not left when"):
+        assert words in page.text("summary"), words
+
+
 def main():
     folder = pathlib.Path(sys.argv[1]).resolve()
     browser = start_browser(PICTURE_SIZE if len(sys.argv) > 2 else SIZE)
@@ -186,7 +194,8 @@ def main():
             time.sleep(0.5)
             browser.save_screenshot(sys.argv[2])
             return
-        for name, check in (("demo", check_demo), ("ring", check_ring), ("hostile", check_hostile)):
+        for name, check in (("demo", check_demo), ("ring", check_ring), ("hostile", check_hostile),
+                            ("damaged", check_damaged)):
             page = Page(browser, folder / f"{name}.log.html")
             check(page)
             page.check_quiet()

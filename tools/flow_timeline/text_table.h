@@ -18,6 +18,8 @@ inline constexpr TextId kNoText = 0;
 class TextTable {
  public:
   TextTable() { Add({}); }
+  TextTable(TextTable&&) = default;
+  TextTable& operator=(TextTable&&) = default;
 
   /// Returns the text's number, a new one when the table did not hold it.
   TextId Add(std::string_view text) {

@@ -51,7 +51,10 @@ class Minimap {
     fitCanvas(this.picture, context, width, height);
     context.fillStyle = colours.back;
     context.fillRect(0, 0, width, height);
-    const rows = view.rows.filter((row) => row.type === 'thread');
+    const all = view.rows.filter((row) => row.type === 'thread');
+    // Of more threads than there are pixels some.
+    const step = Math.ceil(all.length / height);
+    const rows = all.filter((row, index) => index % step === 0);
     const band = (height - 4) / Math.max(rows.length, 1);
     const [first, span] = this.range;
     const columnOf = (time) => Math.min(Math.floor(((time - first) / span) * width), width - 1);
@@ -72,7 +75,7 @@ class Minimap {
         if (depth > 0) context.fillRect(x, 2 + (index + 1) * band - size - 1, 1, Math.max(size, 1));
       });
     });
-    for (const row of rows) {
+    for (const row of all) {
       row.mark.forEach((record, i) => {
         const shape = view.data.shapeOf(record);
         if (!shape.isError && !shape.isWarning) return;

@@ -3,6 +3,8 @@
 // The panels beside the timeline: summary, details of a record, filters, and the signs in the help.
 
 const TOP = 10;
+const MANY = 30;
+const MANY_CHOICES = 500;
 
 class Panels {
   constructor(view, select) {
@@ -124,14 +126,18 @@ class Panels {
     }
     if (groups.size === 0) return element('p', {}, 'None.');
     const sorted = [...groups.values()].sort((a, b) => b.shape.isError - a.shape.isError || b.count - a.count);
-    const rows = sorted.slice(0, 3 * TOP).map(({ record, shape, count }) => {
+    const rows = sorted.slice(0, MANY).map(({ record, shape, count }) => {
       const link = this.link(`${shape.detail} in ${shape.place}`, record);
       link.classList.add(shape.isError ? 'error' : 'warning');
       return [element('span', {}, link, ` ${shape.event}`), formatCount(count)];
     });
-    const more = sorted.length - rows.length;
     return element('div', {}, this.table(['What, where', 'Count'], rows),
-      more > 0 ? element('p', {}, `and ${formatCount(more)} other kinds`) : '');
+      ...this.more(sorted.length - rows.length, 'kind', 'kinds'));
+  }
+
+  /** Says how many a list leaves out. */
+  more(count, one, many) {
+    return count > 0 ? [element('p', {}, `and ${formatCounted(count, `other ${one}`, `other ${many}`)}`)] : [];
   }
 
   busiest() {
@@ -178,7 +184,7 @@ class Panels {
 
   waits() {
     const { data } = this;
-    const rows = data.threads.map((thread) => {
+    const threads = data.threads.map((thread) => {
       let time = 0;
       let count = 0;
       let longest = -1;
@@ -192,11 +198,16 @@ class Panels {
       const first = Math.min(thread.start[0] ?? Infinity, data.time[marks[0]] ?? Infinity);
       const last = Math.max(thread.finish.reduce((a, b) => Math.max(a, b), -Infinity),
         data.time[marks[marks.length - 1]] ?? -Infinity);
+      return { thread, longest, count, time, share: formatPercent(time, last - first) };
+    });
+    const most = [...threads].sort((a, b) => b.time - a.time).slice(0, MANY);
+    const rows = most.map(({ thread, longest, count, time, share }) => {
       const name = data.threadText(thread);
       return [longest < 0 ? name : this.link(name, thread.record[longest]), formatCount(count),
-        formatDuration(time), formatPercent(time, last - first)];
+        formatDuration(time), share];
     });
     return element('div', {}, this.table(['Thread', 'Waits', 'Time', 'Share'], rows),
+      ...this.more(threads.length - rows.length, 'thread', 'threads'),
       element('p', {}, 'Counted: functions whose names begin with “Wait”, synchronous commands, and '
         + 'starting, flushing and stopping an engine thread, without the scopes in them. The share '
         + 'is of the time from the thread’s first record to its last.'));
@@ -296,24 +307,25 @@ class Panels {
 
   choices(title, hidden, entries) {
     const boxes = [];
-    const list = element('div', {}, ...entries.map(([key, name, count]) => {
+    const list = element('div', {}, ...entries.slice(0, MANY_CHOICES).map(([key, name, count]) => {
       const box = element('input', { type: 'checkbox', checked: true });
       box.addEventListener('change', () => {
         if (box.checked) hidden.delete(key); else hidden.add(key);
         this.view.filter();
       });
-      boxes.push([box, key]);
+      boxes.push(box);
       return element('label', { className: 'choice' }, box, element('span', {}, name),
         element('small', {}, formatCount(count)));
     }));
     const setAll = (checked) => {
-      for (const [box, key] of boxes) {
-        box.checked = checked;
+      for (const box of boxes) box.checked = checked;
+      for (const [key] of entries) {
         if (checked) hidden.delete(key); else hidden.add(key);
       }
       this.view.filter();
     };
     return element('fieldset', {}, element('legend', {}, title), list,
+      ...this.more(entries.length - boxes.length, title.toLowerCase(), title.toLowerCase()),
       element('div', { className: 'actions' }, this.action(`All ${title.toLowerCase()}`, () => setAll(true)),
         this.action(`No ${title.toLowerCase()}`, () => setAll(false))));
   }
