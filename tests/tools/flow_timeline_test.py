@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Runs flow_timeline: flow_timeline_test.py FLOW_TIMELINE FOLDER_AUDIT COMMAND...
 
-COMMAND starts a Windows program. Checks the trace of a real dump, a full ring, a damaged one and one
-with hostile names: that it is JSON of the trace-event format, that slices nest, that no two begin or
-end at one time in a thread and times do not run backwards, and that it holds what a count of the dump
-says.
+COMMAND starts a Windows program. Checks the trace of a real dump, a full ring, a damaged one and
+one with hostile names: that it is JSON of the trace-event format, that slices nest, that no two
+begin or end at one time in a thread and times do not run backwards, and that it holds what a count
+of the dump says.
 """
 
 import collections

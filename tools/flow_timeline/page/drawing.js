@@ -99,7 +99,9 @@ class Painter {
   drawGrid() {
     const { context, colours } = this;
     context.fillStyle = colours.band;
-    for (const time of this.ticks()) context.fillRect(Math.round(this.xOf(time)), 0, 1, this.height);
+    for (const time of this.ticks()) {
+      context.fillRect(Math.round(this.xOf(time)), 0, 1, this.height);
+    }
   }
 
   drawRuler() {
@@ -116,7 +118,8 @@ class Painter {
       const x = Math.round(this.xOf(time));
       if (x < GUTTER) continue;
       context.fillRect(x, RULER - 6, 1, 6);
-      if (x < width - 50) context.fillText(time === 0 ? '0' : formatDuration(time), x + 4, RULER / 2);
+      if (x > width - 50) continue;
+      context.fillText(time === 0 ? '0' : formatDuration(time), x + 4, RULER / 2);
     }
   }
 
@@ -203,7 +206,8 @@ class Painter {
         const isDimmed = view.isMatch && !view.isMatch[record];
         context.globalAlpha = isDimmed ? DIMMED : 1;
         context.fillStyle = this.scopeColour(shape.className);
-        context.fillRect(left, top, Math.max(right - left - (right - left > 4 ? 1 : 0), 1), LEVEL - 2);
+        const gap = right - left > 4 ? 1 : 0;  // to the next
+        context.fillRect(left, top, right - left - gap, LEVEL - 2);
         if (shape.isWait) this.hatch(left, right, top);
         this.drawText(shape.place, left, right, top + LEVEL / 2 - 0.5, colours['scope-text']);
         context.globalAlpha = 1;
@@ -373,11 +377,13 @@ class Painter {
         context.fillStyle = colours.text;
         context.fillText('Objects and their states', 8, y + row.height / 2);
       } else if (row.type === 'lane') {
-        this.drawName(row.lane.object.name === 'unknown' ? row.lane.className : row.lane.object.name,
-          y + LANE / 2, '12px', colours.text);
+        const { object, className } = row.lane;
+        const name = object.name === 'unknown' ? className : object.name;
+        this.drawName(name, y + LANE / 2, '12px', colours.text);
       } else {
         this.drawName(row.thread.name, y + 11, '600 12px', colours.text);
-        if (row.height > 40) this.drawName(`Thread ${row.thread.id}`, y + 27, '12px', colours.faint);
+        if (row.height <= 40) continue;
+        this.drawName(`Thread ${row.thread.id}`, y + 27, '12px', colours.faint);
       }
     }
   }
@@ -409,16 +415,18 @@ class Painter {
   findBox({ start, finish }, time, reach) {
     const i = firstAtOrAbove(finish, time);
     if (i < start.length && start[i] <= time) return i;
-    const isNear = (j) => j >= 0 && j < start.length && start[j] - reach <= time && finish[j] + reach >= time;
+    const isNear = (j) => start[j] - reach <= time && finish[j] + reach >= time;
     return isNear(i) ? i : isNear(i - 1) ? i - 1 : -1;
   }
 
   findMark({ mark, markTime }, time, reach) {
     let best = -1;
     let bestRank = Infinity;
-    for (let i = firstAtOrAbove(markTime, time - reach); i < mark.length && markTime[i] <= time + reach; ++i) {
+    let i = firstAtOrAbove(markTime, time - reach);
+    for (; i < mark.length && markTime[i] <= time + reach; ++i) {
       const shape = this.data.shapeOf(mark[i]);
-      const rank = Math.abs(markTime[i] - time) / reach - (shape.isError ? 2 : shape.isWarning ? 1 : 0);
+      const seriousness = shape.isError ? 2 : Number(shape.isWarning);
+      const rank = Math.abs(markTime[i] - time) / reach - seriousness;
       if (rank < bestRank) { best = mark[i]; bestRank = rank; }
     }
     return best;

@@ -321,8 +321,9 @@ class Page {
     ];
     byId('signs').append(...signs.map(([className, sign, text]) => element('li', {},
       element('span', { className }, sign), ` ${text}`)),
-    element('li', {}, 'boxes below a thread are its scopes, one row per depth, one colour per class; '
-      + 'a box with a pale middle is a wait; grey stands for many that are too narrow to tell apart'));
+    element('li', {}, 'boxes below a thread are its scopes, one row per depth, one colour per '
+      + 'class; a box with a pale middle is a wait; grey stands for many that are too narrow to '
+      + 'tell apart'));
   }
 }
 

@@ -74,20 +74,22 @@ class Panels {
     const notes = [];
     if (head.isRingFull) {
       notes.push(`The ring was full (${formatCount(head.capacity)} records): what happened before ${
-        formatTime(head.firstTime)}, at ${formatWallClock(this.data, head.firstTime)}, is overwritten.`);
+        formatTime(head.firstTime)}, at ${
+        formatWallClock(this.data, head.firstTime)}, is overwritten.`);
     }
     if (head.skippedRecords > 0) {
       notes.push(`${formatCounted(head.skippedRecords, 'record', 'records')} could not be read.`);
     }
     if (head.strayLines > 0) {
-      notes.push(`${formatCounted(head.strayLines, 'line', 'lines')} of the file belong to no record.`);
+      notes.push(`${formatCounted(head.strayLines, 'line of the file belongs',
+        'lines of the file belong')} to no record.`);
     }
     if (head.isCut) notes.push('The file ends inside a record: its end is missing.');
     if (head.holdsAnother) notes.push('The file goes on with another dump, which is not shown.');
     if (!head.hasHead) notes.push('The head of the dump is missing: the wall clock is not known.');
     if (head.movedRecords > 0) {
-      notes.push(`${formatCounted(head.movedRecords, 'record', 'records')} had a time before that of `
-        + 'the record before in the same thread, and stand at that time.');
+      notes.push(`${formatCounted(head.movedRecords, 'record', 'records')
+      } had a time before that of the record before in the same thread, and stand at that time.`);
     }
     if (counts.tooDeep > 0) {
       notes.push(`${formatCounted(counts.tooDeep, 'scope', 'scopes')} more than ${
@@ -125,7 +127,8 @@ class Panels {
       else groups.set(key, { record, shape, count: 1 });
     }
     if (groups.size === 0) return element('p', {}, 'None.');
-    const sorted = [...groups.values()].sort((a, b) => b.shape.isError - a.shape.isError || b.count - a.count);
+    const sorted = [...groups.values()].sort(
+      (a, b) => b.shape.isError - a.shape.isError || b.count - a.count);
     const rows = sorted.slice(0, MANY).map(({ record, shape, count }) => {
       const link = this.link(`${shape.detail} in ${shape.place}`, record);
       link.classList.add(shape.isError ? 'error' : 'warning');
@@ -137,7 +140,8 @@ class Panels {
 
   /** Says how many a list leaves out. */
   more(count, one, many) {
-    return count > 0 ? [element('p', {}, `and ${formatCounted(count, `other ${one}`, `other ${many}`)}`)] : [];
+    const others = formatCounted(count, `other ${one}`, `other ${many}`);
+    return count > 0 ? [element('p', {}, `and ${others}`)] : [];
   }
 
   busiest() {
@@ -326,7 +330,8 @@ class Panels {
     };
     return element('fieldset', {}, element('legend', {}, title), list,
       ...this.more(entries.length - boxes.length, title.toLowerCase(), title.toLowerCase()),
-      element('div', { className: 'actions' }, this.action(`All ${title.toLowerCase()}`, () => setAll(true)),
+      element('div', { className: 'actions' },
+        this.action(`All ${title.toLowerCase()}`, () => setAll(true)),
         this.action(`No ${title.toLowerCase()}`, () => setAll(false))));
   }
 }
