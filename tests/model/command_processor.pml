@@ -20,9 +20,11 @@ bool stopRequest_;
 bool threadStarted_;
 bool flushDone_;
 bool stopIsServed_;
+bool stopIsComing_;
 bool stopIsAsked_;
 bool stopIsUnderWay_;
 byte flushesAsked_;
+byte flushesBegun_;
 byte flushesServed_;
 byte lives;
 bool ended[LIVES + 1];
@@ -31,19 +33,32 @@ bool ended[LIVES + 1];
 chan queue_ = [COMMANDS] of { byte };
 bool kUnserved;
 byte deleters;  // the rest of unserved_
+bool isAborted_;
 bool aborted_;
 
 typedef Command {
   bool executed;
   bool deleted;
   bool mustRun;      // was queued for a worker that was neither asked to stop nor failed since
+  bool isPromised;   // must run, and a stop was requested since
   bool synchronous;
-  mtype:fate fate;
-  bool done;
+  byte completion;
   bool callerLeft;
 };
 Command commands[COMMANDS];
 byte made;
+
+typedef Completion {
+  mtype:fate fate;
+  bool done;      // the event
+  bool isReset;
+  byte holders;   // command and caller, as long as they have not let go
+  bool rests;     // in the pool
+};
+Completion completions[COMMANDS];
+byte created;
+#define COMPLETION completions[commands[mine].completion]
+#define COMPLETION_OF_COMMAND completions[commands[command].completion]
 
 // What goes wrong, anywhere, at most so often.
 byte failingCalls = FAILING_CALLS;
@@ -51,6 +66,7 @@ byte raisingCommands = RAISING_COMMANDS;
 #define CALL_FAILS atomic { failingCalls > 0 -> failingCalls-- }
 
 bool workerFails;  // what is queued now need not be run
+byte flushSet;     // the number of the flush that the request's event was last set for
 bool destroyed;
 byte settled;  // callers that are through, or in a last call that is a stop waiting for the worker
 
@@ -72,26 +88,49 @@ inline WaitForThread(handle) {
 inline BecomeInactive() {
   state_ = kInactive;
   threadId_ = 0;
-  thread_ = 0
+  thread_ = 0;
+  atomic {
+    stopIsComing_ = false;
+    flushesBegun_ = flushesAsked_
+  }
+}
+
+// What must run now must do so whatever happens to the worker: a stop is requested.
+inline Promise() {
+  index = 0;
+  do
+  :: index < made ->
+    commands[index].isPromised = commands[index].isPromised || commands[index].mustRun;
+    index++
+  :: else -> break
+  od;
+  index = 0
+}
+
+inline RequestStop() {
+#ifndef MARK_AFTER_THE_EVENT
+  stopIsComing_ = true;
+#endif
+  if
+  :: stopRequest_ = true;
+    stopIsComing_ = true;
+    atomic { stopIsAsked_ = true; Promise() };
+    failed = false
+  :: CALL_FAILS -> stopIsComing_ = stopIsAsked_; failed = true
+  fi
 }
 
 inline EndWorker() {
   if
   :: thread_ != 0 ->
+    RequestStop();
     if
-    :: stopRequest_ = true; WaitForThread(thread_)
-    :: CALL_FAILS
+    :: !failed -> WaitForThread(thread_)
+    :: failed
     fi
   :: else
   fi;
   BecomeInactive()
-}
-
-inline PollStopRequest() {
-  if
-  :: requested = stopRequest_; failed = false
-  :: CALL_FAILS -> requested = false; failed = true
-  fi
 }
 
 inline Start() {
@@ -121,9 +160,16 @@ inline Flush() {
   if
   :: state_ == kInactive
   :: else ->
+#ifndef MARK_AFTER_THE_EVENT
     flushesAsked_++;
+#endif
     if
-    :: flushRequest_ = true;
+#ifndef MARK_AFTER_THE_EVENT
+    :: atomic { flushRequest_ = true; flushSet = flushesAsked_ };
+#else
+    :: atomic { flushRequest_ = true; flushSet = flushesAsked_ + 1 };
+      flushesAsked_++;
+#endif
       do
       :: atomic { flushDone_ -> flushDone_ = false };
         if
@@ -137,7 +183,7 @@ inline Flush() {
 #endif
       :: CALL_FAILS -> break
       od
-    :: CALL_FAILS
+    :: CALL_FAILS -> flushesBegun_ = flushesAsked_
     fi
   fi;
   Unlock()
@@ -150,10 +196,10 @@ inline StopWorker(endsAlways) {
   :: else ->
     before = state_;
     state_ = kStopping;
+    RequestStop();
     if
-    :: stopRequest_ = true;
+    :: !failed ->
       handle = thread_;
-      stopIsAsked_ = true;
       stopIsUnderWay_ = true;
       atomic {
         Unlock();
@@ -170,7 +216,7 @@ inline StopWorker(endsAlways) {
       :: failed && endsAlways -> EndWorker()
       :: failed && !endsAlways
       fi
-    :: CALL_FAILS ->
+    :: failed ->
       if
       :: endsAlways -> EndWorker()
       :: else -> state_ = before
@@ -193,6 +239,25 @@ inline StopBeforeDestruction() {
 #endif
 }
 
+// Caller and command, each once, the latter with the command.
+inline LetGo(completion_) {
+  atomic {
+    completions[completion_].holders--;
+    if
+#ifdef LEND_BEFORE_IT_IS_RESET
+    :: completions[completion_].holders == 0 -> completions[completion_].rests = true
+#else
+    :: completions[completion_].holders == 0 && completions[completion_].isReset ->
+      completions[completion_].rests = true
+#endif
+#ifdef LEND_WHILE_THE_COMMAND_HOLDS
+    :: completions[completion_].holders == 1 -> completions[completion_].rests = true
+#endif
+    :: else
+    fi
+  }
+}
+
 inline DeleteUnservedCommands() {
   do
   :: atomic { !kUnserved -> break }
@@ -206,7 +271,12 @@ inline DeleteUnservedCommands() {
       if
       :: taken ->
         assert(!commands[unserved].mustRun && !commands[unserved].deleted);
-        commands[unserved].deleted = true
+        assert(!commands[unserved].isPromised);
+        commands[unserved].deleted = true;
+        if
+        :: commands[unserved].synchronous -> LetGo(commands[unserved].completion)
+        :: else
+        fi
       :: else -> break
       fi
     }
@@ -217,11 +287,14 @@ inline Push(isSynchronous) {
   atomic {
     mine = made;
     made++;
-    commands[mine].synchronous = isSynchronous;
-    commands[mine].fate = kOpen
+    commands[mine].synchronous = isSynchronous
   };
   if
   :: atomic {
+      if
+      :: isSynchronous -> Lend()
+      :: else
+      fi;
       queue_!mine;
       commands[mine].mustRun = !kUnserved && !stopRequest_ && !workerFails;
       queued = true
@@ -231,35 +304,54 @@ inline Push(isSynchronous) {
   fi
 }
 
+inline Lend() {
+  index = 0;
+  do
+  :: index < created && !completions[index].rests -> index++
+  :: else -> break
+  od;
+  if
+  :: index == created -> created++
+  :: else
+  fi;
+  commands[mine].completion = index;
+  COMPLETION.fate = kOpen;
+  COMPLETION.isReset = false;
+  COMPLETION.holders = 2;
+  COMPLETION.rests = false;
+  index = 0
+}
+
 inline ExecuteSynchronously() {
   if
-  :: aborted_
+  :: isAborted_
   :: else ->
     Push(true);
     if
     :: !queued
     :: else ->
       if
-      :: atomic { commands[mine].done -> commands[mine].done = false };
+      :: atomic { COMPLETION.done -> COMPLETION.done = false; COMPLETION.isReset = true };
         assert(commands[mine].executed)
 #ifndef WAIT_WITHOUT_ABORT
-      :: atomic { !commands[mine].done && aborted_ }; Leave()
+      :: atomic { !COMPLETION.done && aborted_ }; Leave()
 #endif
       :: CALL_FAILS -> Leave()
-      fi
+      fi;
+      LetGo(commands[mine].completion)
     fi
   fi
 }
 
 inline Leave() {
 #ifndef LEAVE_WHILE_IT_RUNS
-  atomic { commands[mine].fate != kRuns -> commands[mine].fate = kOver };
+  atomic { COMPLETION.fate != kRuns -> COMPLETION.fate = kOver };
 #endif
-  atomic { assert(commands[mine].fate != kRuns); commands[mine].callerLeft = true }
+  atomic { assert(COMPLETION.fate != kRuns); commands[mine].callerLeft = true }
 }
 
 proctype Caller(byte left) {
-  byte handle, mine, unserved;
+  byte handle, mine, unserved, index;
   mtype before;
   bool failed, taken, queued, last;
   do
@@ -301,19 +393,22 @@ inline ExecuteNextCommand() {
   :: else ->
     assert(!destroyed);
     if
-    :: atomic { commands[command].synchronous && commands[command].fate == kOver }
+    :: atomic { commands[command].synchronous && COMPLETION_OF_COMMAND.fate == kOver }
     :: atomic {
-        !commands[command].synchronous || commands[command].fate == kOpen ->
-        commands[command].fate = kRuns
+        !commands[command].synchronous || COMPLETION_OF_COMMAND.fate == kOpen ->
+        if
+        :: commands[command].synchronous -> COMPLETION_OF_COMMAND.fate = kRuns
+        :: else
+        fi
       };
       CallItself();
       atomic { assert(!commands[command].executed && !commands[command].callerLeft);
         commands[command].executed = true };
       if
       :: commands[command].synchronous ->
-        commands[command].fate = kOver;
+        COMPLETION_OF_COMMAND.fate = kOver;
         if
-        :: commands[command].done = true
+        :: COMPLETION_OF_COMMAND.done = true
         :: CALL_FAILS -> raised = true
         fi
       :: !commands[command].synchronous
@@ -324,14 +419,34 @@ inline ExecuteNextCommand() {
         }
       fi
     fi;
-    atomic { assert(!commands[command].deleted); commands[command].deleted = true }
+    atomic {
+      assert(!commands[command].deleted);
+      commands[command].deleted = true;
+      if
+      :: commands[command].synchronous -> LetGo(commands[command].completion)
+      :: else
+      fi
+    }
   fi
+}
+
+// Between two commands, which must not be when a request's event was set before.
+inline LookAtTheMark() {
+  atomic {
+#ifdef DRAIN_WITHOUT_THE_MARK
+    pending = false;
+#else
+    pending = stopIsComing_ || flushesAsked_ != flushesBegun_;
+#endif
+    assert(pending || !(stopRequest_ || flushSet > flushesBegun_))
+  }
 }
 
 inline Abort() {
 #ifndef ABORT_WITHOUT_CLOSING_THE_QUEUE
   kUnserved = true;
 #endif
+  isAborted_ = true;
   if
   :: aborted_ = true
   :: CALL_FAILS ->
@@ -348,7 +463,7 @@ inline Abort() {
 }
 
 inline OnFlushWrapper() {
-  asked = flushesAsked_;
+  atomic { asked = flushesAsked_; flushesBegun_ = asked };
   do
   :: ExecuteNextCommand();
     if
@@ -372,6 +487,12 @@ inline OnStopWrapper() {
   :: stopIsServed_
   :: else ->
     stopIsServed_ = true;
+    atomic {
+      if
+      :: !stopIsAsked_ -> stopIsAsked_ = true; Promise()
+      :: else
+      fi
+    };
     do
     :: ExecuteNextCommand();
       raised = false;
@@ -413,7 +534,7 @@ inline Fail() {
 
 proctype Worker(byte life) {
   byte command, unserved, index, asked;
-  bool more, raised, failed, requested, taken, wasClosed;
+  bool more, raised, taken, wasClosed, pending;
 #ifndef WORKER_WITHOUT_ITS_ID
   threadId_ = life;
 #endif
@@ -435,19 +556,36 @@ proctype Worker(byte life) {
     if
     :: atomic { flushRequest_ -> flushRequest_ = false }; OnFlushWrapper()
     :: !flushRequest_ && stopRequest_ -> OnStopWrapper()
-    :: !flushRequest_ && !stopRequest_ && nempty(queue_) -> ExecuteNextCommand()
+    :: !flushRequest_ && !stopRequest_ && nempty(queue_) ->
+      do
+      :: ExecuteNextCommand();
+        if
+        :: raised || !more -> break
+        :: else
+        fi;
+        LookAtTheMark();
+        if
+        :: pending -> break
+        :: else
+        fi
+      od
     :: CALL_FAILS -> raised = true
     fi;
-    if
-    :: raised -> break
-    :: else
-    fi;
+    atomic {
+      if
+      :: !raised
+#ifndef FAIL_DURING_A_STOP
+      :: raised && stopIsAsked_ && !stopIsServed_ -> raised = false  // IsStopPending
+      :: raised && !(stopIsAsked_ && !stopIsServed_) -> Fail(); break
+#else
+      :: raised -> Fail(); break
+#endif
+      fi
+    };
     // ServeStopRequest
-    PollStopRequest();
     if
-    :: failed -> raised = true; break
-    :: !failed && !requested
-    :: !failed && requested ->
+    :: !stopIsServed_ && !stopIsAsked_
+    :: stopIsServed_ || stopIsAsked_ ->
 #ifndef LEAVE_WITHOUT_ON_STOP
       if
       :: stopIsServed_
