@@ -118,12 +118,23 @@ inline void RunTogether(
 }
 
 /// Runs `round` once for what is opened lazily, then `rounds` times more, by which no handle may be
-/// left.
-inline void ExpectNoHandleIsLeft(int rounds, const std::function<void()>& round) {
+/// left. Returns how often it ran it: again when a handle was left, as the compiler's runtime makes
+/// an event for a mutex of its own the first time that threads contend for it. What leaks does so
+/// each time.
+inline int ExpectNoHandleIsLeft(int rounds, const std::function<void()>& round) {
+  constexpr int kAttempts = 4;
   round();
-  const std::size_t handles = CountOpenHandles();
-  for (int i = 0; i < rounds; ++i) round();
-  EXPECT_EQ(CountOpenHandles(), handles);
+  int ran = 1;
+  std::size_t before = 0;
+  std::size_t after = 0;
+  for (int attempt = 0; attempt < kAttempts && (attempt == 0 || after > before); ++attempt) {
+    before = CountOpenHandles();
+    for (int i = 0; i < rounds; ++i) round();
+    ran += rounds;
+    after = CountOpenHandles();
+  }
+  EXPECT_LE(after, before);
+  return ran;
 }
 
 /// What `call` raises while the system answers as `hook` says, which it has to come to.
