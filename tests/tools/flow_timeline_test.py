@@ -107,6 +107,8 @@ def main():
         assert "Usage" in run(timeline, "--help")
         run(timeline, "missing.log", code=1)
         run(timeline, "--page", code=2)
+        run(timeline, "--json", "flow.log", "flow.log", code=1)
+        assert (folder / "flow.log").stat().st_size > 0
         (folder / "text").write_text("no dump\n")
         run(timeline, "text", code=1)
 

@@ -14,6 +14,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "flow_timeline/dump_reader.h"
 #include "flow_timeline/options.h"
@@ -64,7 +65,17 @@ void TellWhatWasRead(const Timeline& timeline) {
   if (dump.holdsAnother) std::cout << "Note     a second dump in the file is not shown\n";
 }
 
+/// A dump is what there is no second one of.
+void RequireOtherFile(const std::filesystem::path& path, const std::filesystem::path& dump) {
+  std::error_code isMissing;
+  if (!path.empty() && std::filesystem::equivalent(path, dump, isMissing)) {
+    throw std::runtime_error("the dump itself would be overwritten: " + NameOf(path));
+  }
+}
+
 void Run(const Options& options) {
+  RequireOtherFile(options.page, options.dump);
+  RequireOtherFile(options.trace, options.dump);
   const Dump dump = ReadDump(ReadFile(options.dump));
   if (!dump.hasHead && dump.records.empty()) {
     throw std::runtime_error(NameOf(options.dump) + " is no dump of a flow log");
