@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "orvel/foundation/exception.h"
 #include "orvel/threads/engine_thread.h"
 #include "orvel/threads/non_copyable.h"
 
