@@ -100,22 +100,19 @@ TEST_F(MCommandProcessorRaceTest, ManyCommandsOfSeveralProducersKeepEachOnesOrde
   MCommandProcessor processor;
   processor.SetQueueGrowthStep(4096);  // they get far ahead of the worker
   processor.Start();
-  RunTogether(
-      kProducers,
-      [&](std::size_t producer) {
-        for (int number = 0; number < kCommands; ++number) {
-          processor.QueueCommand(MakeCommand([&, producer, number] {
-            if (next[producer] == number) ++next[producer];
-            --left;
-          }));
-        }
-      },
-      [&] {
-        while (left > 0) {
-          processor.Flush();
-          processor.ExecuteSynchronously(MakeCommandSynchronous(nullptr, [] {}));
-        }
-      });
+  const auto produce = [&](std::size_t producer) {
+    for (int number = 0; number < kCommands; ++number) {
+      processor.QueueCommand(MakeCommand([&, producer, number] {
+        if (next[producer] == number) ++next[producer];
+        --left;
+      }));
+    }
+  };
+  RunTogether(kProducers, produce, [&] {
+    for (; left > 0; processor.Flush()) {
+      processor.ExecuteSynchronously(MakeCommandSynchronous(nullptr, [] {}));
+    }
+  });
   processor.Stop();
   EXPECT_EQ(left, 0);
   EXPECT_THAT(next, testing::Each(kCommands));
