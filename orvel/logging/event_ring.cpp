@@ -27,15 +27,16 @@ EventRing::Span EventRing::StopRecording() noexcept {
   }
   // Dropped events still count, so a word that was disabled already no longer tells where the
   // records end.
-  if ((old & kRecordingEnabled) != 0) stopWord_ = old;
+  if ((old & kRecordingEnabled) != 0) stopWord_.store(old, std::memory_order_relaxed);
+  const std::uint32_t stopWord = stopWord_.load(std::memory_order_relaxed);
 
   // The count of records tells whether the ring is full until it wraps, after 2^31 of them. Then
   // its slots tell: three, because one stray record of a recorder that outlived an earlier restart
   // must not pass for a full ring.
-  const std::uint32_t position = PositionOf(stopWord_);
+  const std::uint32_t position = PositionOf(stopWord);
   const bool wrapped =
       !Read(position).IsEmpty() &&
-      (CountOf(stopWord_) >= kCapacity ||
+      (CountOf(stopWord) >= kCapacity ||
        (!Read((position + 1) & kPositionMask).IsEmpty() && !Read(kCapacity - 1).IsEmpty()));
   return wrapped ? Span{position, kCapacity} : Span{0, position};
 }

@@ -56,7 +56,8 @@ class EventRing {
     std::uint32_t count;
   };
   /// Stops recording and tells what was recorded. When recording was stopped already the answer
-  /// is that of the first stop. Reader only.
+  /// is that of the first stop. Reader only, but for crash reports: they may find that the reader
+  /// restarts recording meanwhile, and then read records that are empty or new.
   [[nodiscard]] Span StopRecording() noexcept;
   /// Empties the ring and records again from position 0. Reader only.
   void RestartRecording() noexcept;
@@ -88,7 +89,9 @@ class EventRing {
   }
 
   std::unique_ptr<Slot[]> slots_;
-  std::uint32_t stopWord_ = 0;  // reader only: the control word at the first stop
+  // The control word at the first stop. Relaxed: the reader's, and that of a crash report, which
+  // does not wait for the reader for ever.
+  std::atomic<std::uint32_t> stopWord_{0};
   // Bit 0: recording is enabled. Bits 1 to 31: records since the last restart, wrapping.
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };

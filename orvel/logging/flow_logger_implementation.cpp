@@ -57,7 +57,7 @@ void MFlowLoggerImplementation::Dump(std::ostream& stream) noexcept {
   const std::scoped_lock lock(dumpSection_);
   if (!stream.good()) return;
   try {
-    if (!WriteRecords(stream)) return;
+    if (!WriteRecords(stream, {})) return;
   } catch (...) {
     // Whatever the stream threw, the records stay and recording stays off: the next dump that
     // runs to its end shows them.
@@ -66,7 +66,40 @@ void MFlowLoggerImplementation::Dump(std::ostream& stream) noexcept {
   ring_.RestartRecording();
 }
 
-bool MFlowLoggerImplementation::WriteRecords(std::ostream& stream) {
+MFlowLoggerImplementation::CrashDumpGaps MFlowLoggerImplementation::DumpForCrash(
+    std::ostream& stream, std::uint32_t timeoutMs) noexcept {
+  CrashDumpGaps gaps;
+  // The tables' locks stay held, so that no look-up waits for one.
+  const std::unique_lock threads = threadNames_.TryLockFor(timeoutMs);
+  const std::unique_lock labels = labels_.TryLockFor(timeoutMs);
+  const std::unique_lock states = stateAndMessageNames_.TryLockFor(timeoutMs);
+  const std::unique_lock objects = objectNames_.TryLockFor(timeoutMs);
+  const ReadableNames readable{threads.owns_lock(), labels.owns_lock(), states.owns_lock(),
+                               objects.owns_lock()};
+  gaps.names =
+      !(readable.threads && readable.labels && readable.statesAndMessages && readable.objects);
+  const bool isOnlyDump = dumpSection_.TryLockFor(timeoutMs);
+  gaps.order = !isOnlyDump;
+  try {
+    gaps.rest = !WriteRecords(stream, readable);
+  } catch (...) {
+    gaps.rest = true;
+  }
+  if (isOnlyDump) {
+    // Also when the stream failed: a process that goes on after all is not to lose its recorder.
+    ring_.RestartRecording();
+    dumpSection_.unlock();
+  }
+  return gaps;
+}
+
+bool MFlowLoggerImplementation::AppendThreadName(std::uint32_t threadId, std::string& text,
+                                                 std::uint32_t timeoutMs) const {
+  const std::unique_lock lock = threadNames_.TryLockFor(timeoutMs);
+  return lock.owns_lock() && threadNames_.AppendName(threadId, text);
+}
+
+bool MFlowLoggerImplementation::WriteRecords(std::ostream& stream, const ReadableNames& readable) {
   const EventRing::Span span = ring_.StopRecording();
   std::uint32_t pausesLeft = kSettlePauses;
   const std::int64_t reference = span.count != 0 ? ReadSettled(span.first, pausesLeft).counter : 0;
@@ -76,7 +109,7 @@ bool MFlowLoggerImplementation::WriteRecords(std::ostream& stream) {
     const EventRecord record =
         ReadSettled((span.first + walked) & EventRing::kPositionMask, pausesLeft);
     if (record.IsEmpty()) break;
-    std::string text = FormatRecord(record, reference);
+    std::string text = FormatRecord(record, reference, readable);
     text += '\n';
     Write(stream, text);
   }
@@ -128,14 +161,18 @@ std::string MFlowLoggerImplementation::FormatTime(std::int64_t ticks) const {
 std::string MFlowLoggerImplementation::FormatRecord(std::uint32_t index,
                                                     std::int64_t reference) const {
   if (index >= EventRing::kCapacity) return "*OUT OF BOUNDS*";
-  return FormatRecord(ring_.Read(index), reference);
+  return FormatRecord(ring_.Read(index), reference, {});
 }
 
 std::string MFlowLoggerImplementation::FormatRecord(const EventRecord& record,
-                                                    std::int64_t reference) const {
+                                                    std::int64_t reference,
+                                                    const ReadableNames& readable) const {
   std::string text;
   if (record.IsEmpty()) return text;
   text.reserve(256);
+  const auto look = [](bool isReadable, const auto& table, auto key, std::string& target) {
+    return isReadable && table.AppendName(key, target);
+  };
 
   text += "% ";
   const auto eventName = eventNames_.find(record.kind);
@@ -143,18 +180,20 @@ std::string MFlowLoggerImplementation::FormatRecord(const EventRecord& record,
 
   if (record.kind >= EventCode::kRootError && record.kind <= EventCode::kWarning) {
     text += ' ';
-    if (!labels_.AppendName(record.arg1, text)) text += "(unknown)";
+    if (!look(readable.labels, labels_, record.arg1, text)) text += "(unknown)";
   }
   if (record.kind == EventCode::kStateChange) {
     text += " to ";
-    if (!stateAndMessageNames_.AppendName(StateKey(record.classId, record.arg1), text)) {
+    if (!look(readable.statesAndMessages, stateAndMessageNames_,
+              StateKey(record.classId, record.arg1), text)) {
       text += "state_";
       AppendDecimal(text, record.arg1);
     }
   }
   if (record.kind == EventCode::kMessageSend || record.kind == EventCode::kMessageReceive) {
     text += ' ';
-    if (!stateAndMessageNames_.AppendName(record.arg1, text)) AppendDecimal(text, record.arg1);
+    if (!look(readable.statesAndMessages, stateAndMessageNames_, record.arg1, text))
+      AppendDecimal(text, record.arg1);
   }
   if (record.kind == EventCode::kTimingPoint) {
     text += " (";
@@ -165,10 +204,10 @@ std::string MFlowLoggerImplementation::FormatRecord(const EventRecord& record,
   }
 
   text += " in_class ";
-  if (!labels_.AppendName(record.classId, text)) text += "(unknown)";
+  if (!look(readable.labels, labels_, record.classId, text)) text += "(unknown)";
 
   std::string point;
-  const bool pointIsNamed = labels_.AppendName(record.pointId, point);
+  const bool pointIsNamed = look(readable.labels, labels_, record.pointId, point);
   if (pointIsNamed || record.kind != EventCode::kTimingPoint) {
     text += " at ";
     text += pointIsNamed ? std::string_view(point) : "(unknown)";
@@ -180,14 +219,14 @@ std::string MFlowLoggerImplementation::FormatRecord(const EventRecord& record,
   text += " for_object ";
   AppendPointer(text, record.object);
   text += " (";
-  if (!objectNames_.AppendName(record.object, text)) text += "unknown";
+  if (!look(readable.objects, objectNames_, record.object, text)) text += "unknown";
   text += ')';
 
   if (record.threadId != 0) {
     text += " in_thread ";
     AppendDecimal(text, record.threadId);
     text += " (";
-    if (!threadNames_.AppendName(record.threadId, text)) text += "unknown";
+    if (!look(readable.threads, threadNames_, record.threadId, text)) text += "unknown";
     text += ')';
   }
 

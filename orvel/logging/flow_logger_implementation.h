@@ -32,6 +32,20 @@ class MFlowLoggerImplementation {
   /// See `MFlowLogger::dump`.
   void Dump(std::ostream& stream) noexcept;
 
+  /// What a dump for a crash report had to do without, because a thread that may never go on has
+  /// the lock.
+  struct CrashDumpGaps {
+    bool names = false;  ///< the names of one or more tables: they are shown as unknown
+    bool order = false;  ///< another dump is under way: records that it has shown may be missing
+    bool rest = false;   ///< what follows the point where the stream or the memory failed
+  };
+  /// Dumps for a crash report: as `Dump` does, but waits for no lock longer than `timeoutMs`
+  /// milliseconds. A dump under way elsewhere goes on, and keeps its records.
+  CrashDumpGaps DumpForCrash(std::ostream& stream, std::uint32_t timeoutMs) noexcept;
+  /// Appends the name of a thread to `text`; false when it has none or, within `timeoutMs`, its
+  /// table's lock cannot be had. Raises `std::bad_alloc`.
+  bool AppendThreadName(std::uint32_t threadId, std::string& text, std::uint32_t timeoutMs) const;
+
   /// Text of the record in slot `index`, two lines without a line feed at the end, with times
   /// relative to the counter value `reference`. Empty for an empty slot; "*OUT OF BOUNDS*" for an
   /// index past the ring.
@@ -70,11 +84,20 @@ class MFlowLoggerImplementation {
  private:
   friend class MKLoggerAdapter;  // records into the ring without a way round through here
 
+  /// The tables that may be looked into.
+  struct ReadableNames {
+    bool threads = true;
+    bool labels = true;
+    bool statesAndMessages = true;
+    bool objects = true;
+  };
+
   [[nodiscard]] std::string FormatRecord(const Orvel::Detail::EventRecord& record,
-                                         std::int64_t reference) const;
+                                         std::int64_t reference,
+                                         const ReadableNames& readable) const;
   void WriteHeader(std::ostream& stream, std::int64_t reference) const;
   /// False when the stream went bad.
-  [[nodiscard]] bool WriteRecords(std::ostream& stream);
+  [[nodiscard]] bool WriteRecords(std::ostream& stream, const ReadableNames& readable);
   [[nodiscard]] Orvel::Detail::EventRecord ReadSettled(std::uint32_t index,
                                                        std::uint32_t& pausesLeft) const noexcept;
 

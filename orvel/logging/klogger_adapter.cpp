@@ -8,6 +8,7 @@
 #include <typeinfo>
 
 #include "orvel/logging/event_codes.h"
+#include "orvel/logging/process_logger.h"
 #include "orvel/platform/debugger_thread_name.h"
 #include "orvel/platform/windows_api.h"
 
@@ -148,6 +149,10 @@ void MKLoggerAdapter::nameMessage(std::int32_t id, const wchar_t* name) noexcept
 namespace Orvel::Detail {
 
 constinit std::atomic<MKLoggerAdapter*> processAdapter{nullptr};
+
+MFlowLoggerImplementation* ProcessLoggerForCrash() noexcept {
+  return processImplementation.load(std::memory_order_acquire);
+}
 
 MKLoggerAdapter& BuildFlowLogger() noexcept {
   try {

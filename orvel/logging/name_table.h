@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <new>
@@ -45,6 +46,14 @@ class NameTable {
     if (found == names_.end()) return false;
     text += found->second;
     return true;
+  }
+
+  /// The table's lock, held if it could be had within `timeoutMs` milliseconds: with it the
+  /// thread's other calls do not wait.
+  [[nodiscard]] std::unique_lock<CriticalSection> TryLockFor(std::uint32_t timeoutMs) const {
+    std::unique_lock lock(section_, std::defer_lock);
+    if (section_.TryLockFor(timeoutMs)) lock = std::unique_lock(section_, std::adopt_lock);
+    return lock;
   }
 
   /// Adds every name of this table to `other`, where names already there stay. Two tables may be

@@ -32,6 +32,14 @@ bool CriticalSection::try_lock() noexcept {
   return ::TryEnterCriticalSection(Native(storage_)) != 0;
 }
 
+bool CriticalSection::TryLockFor(std::uint32_t timeoutMs) noexcept {
+  while (!try_lock()) {
+    if (timeoutMs-- == 0) return false;
+    ::Sleep(1);
+  }
+  return true;
+}
+
 void CriticalSection::unlock() noexcept { ::LeaveCriticalSection(Native(storage_)); }
 
 }  // namespace Orvel::Detail

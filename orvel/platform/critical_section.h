@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace Orvel::Detail {
 
@@ -18,6 +19,8 @@ class CriticalSection {
   void lock() noexcept;
   [[nodiscard]] bool try_lock() noexcept;
   void unlock() noexcept;
+  /// Tries for up to `timeoutMs` milliseconds, for crash reports: whoever holds it may never go on.
+  [[nodiscard]] bool TryLockFor(std::uint32_t timeoutMs) noexcept;
 
  private:
   // Room for the system's structure: public headers hold this class by value, and the system's

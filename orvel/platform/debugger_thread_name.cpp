@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/platform/debugger_thread_name.h"
 
+#include <cstddef>
 #include <iterator>
 
+#include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -54,6 +56,14 @@ void RaiseAndIgnore(const ThreadNaming& naming) {
 
 #endif
 
+/// Windows has descriptions since 2016; looked up, so that programs start on older ones, too.
+template <class Function>
+Function FindKernelFunction(const char* name) noexcept {
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  if (kernel == nullptr) return nullptr;
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(kernel, name)));
+}
+
 }  // namespace
 
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
@@ -61,13 +71,25 @@ void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
 }
 
 void DescribeCurrentThread(const wchar_t* name) noexcept {
-  // Windows has it since 2016; looked up, so that programs start on older ones, too.
-  using SetDescription = HRESULT(WINAPI*)(HANDLE, const wchar_t*);
-  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
-  if (kernel == nullptr) return;
-  const auto setDescription = reinterpret_cast<SetDescription>(
-      reinterpret_cast<void (*)()>(::GetProcAddress(kernel, "SetThreadDescription")));
+  const auto setDescription =
+      FindKernelFunction<HRESULT(WINAPI*)(HANDLE, const wchar_t*)>("SetThreadDescription");
   if (setDescription != nullptr) static_cast<void>(setDescription(::GetCurrentThread(), name));
+}
+
+bool ReadThreadDescription(std::uint32_t threadId, std::span<wchar_t> description) noexcept {
+  const auto getDescription =
+      FindKernelFunction<HRESULT(WINAPI*)(HANDLE, wchar_t**)>("GetThreadDescription");
+  if (getDescription == nullptr) return false;
+  const KernelHandle thread(::OpenThread(THREAD_QUERY_LIMITED_INFORMATION, FALSE, threadId));
+  wchar_t* text = nullptr;
+  if (!thread || FAILED(getDescription(thread.Get(), &text)) || text == nullptr) return false;
+  const bool hasText = text[0] != L'\0';
+  for (std::size_t i = 0; hasText && i < description.size(); ++i) {
+    description[i] = i + 1 < description.size() ? text[i] : L'\0';
+    if (text[i] == L'\0') break;
+  }
+  ::LocalFree(text);
+  return hasText;
 }
 
 }  // namespace Orvel::Detail

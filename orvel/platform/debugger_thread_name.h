@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 namespace Orvel::Detail {
 
@@ -14,5 +15,10 @@ void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
 /// later, for profilers and for crash dumps. Does nothing where the system is too old to have
 /// descriptions. Raises nothing.
 void DescribeCurrentThread(const wchar_t* name) noexcept;
+
+/// Copies the description of a thread of this process, cut to fit and ended with 0. False, with
+/// `description` as it was, when it has none or cannot be asked.
+[[nodiscard]] bool ReadThreadDescription(std::uint32_t threadId,
+                                         std::span<wchar_t> description) noexcept;
 
 }  // namespace Orvel::Detail

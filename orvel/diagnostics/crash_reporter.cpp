@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/diagnostics/crash_reporter.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "orvel/diagnostics/crash_report_folder.h"
+#include "orvel/diagnostics/crash_writer.h"
+#include "orvel/foundation/exception.h"
+#include "orvel/logging/flow_log.h"
+#include "orvel/platform/crash_hooks.h"
+#include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/kernel_wait.h"
+#include "orvel/platform/windows_api.h"
+#include "orvel/threads/event_operations.h"
+
+namespace Orvel::Detail {
+
+/// A module's reporter: the thread that writes and what crashed threads meet at.
+class CrashReporterState {
+ public:
+  CrashReporterState(const MRaiseSite& site, CrashReportFolder&& folder, std::wstring programPath,
+                     const MCrashReporterOptions& options, KernelHandle&& marker);
+
+  /// On whichever thread crashed.
+  void OnCrash(const CrashSite& site) noexcept;
+  void OnSurvived() noexcept;
+  /// Ends the reporter's thread. False when it is stuck in a report: then this object has to stay.
+  [[nodiscard]] bool End() noexcept;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool StartWorker(unsigned(__stdcall* entry)(void*)) noexcept;
+  static unsigned __stdcall WorkerEntry(void* self);
+  static unsigned __stdcall SuccessorEntry(void* self);
+  void Work() noexcept;
+  void RunPart() noexcept;
+
+  void Report(const CrashSite& site) noexcept;
+  void FinishReport() noexcept;
+  [[noreturn]] void LeaveToSuccessor(const CrashSite& site) noexcept;
+  [[nodiscard]] bool WaitFor(const KernelHandle& event) noexcept;
+
+  const CrashReportFolder folder_;
+  CrashWriter writer_;
+  const std::chrono::milliseconds timeLimit_;
+  const KernelHandle marker_;
+  const KernelHandle quit_;
+  const KernelHandle request_;
+  const KernelHandle firstPartDone_;
+  const KernelHandle done_;  // stays set until the crash is over
+  KernelHandle worker_;
+  std::atomic<std::uint32_t> workerId_{0};
+  std::atomic<std::uint32_t> crashedId_{0};  // the thread whose report it is; 0 when there is none
+  std::atomic<bool> isStuck_{false};         // a report has passed its time limit, or its thread
+  // The crashed thread's own.
+  Clock::time_point deadline_;
+  bool isAskingForException_ = false;
+};
+
+namespace {
+
+// Sequentially consistent: either the destructor sees the user or the user sees no reporter.
+constinit std::atomic<CrashReporterState*> current{nullptr};
+constinit std::atomic<std::uint32_t> users{0};
+constinit std::atomic<bool> moduleHasReporter{false};
+
+void OnCrash(const CrashSite& site) noexcept {
+  users.fetch_add(1);
+  if (CrashReporterState* const state = current.load()) state->OnCrash(site);
+  users.fetch_sub(1);
+}
+
+void OnSurvived() noexcept {
+  users.fetch_add(1);
+  if (CrashReporterState* const state = current.load()) state->OnSurvived();
+  users.fetch_sub(1);
+}
+
+}  // namespace
+
+CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder&& folder,
+                                       std::wstring programPath,
+                                       const MCrashReporterOptions& options, KernelHandle&& marker)
+    : folder_(std::move(folder)),
+      writer_(folder_, std::move(programPath), options.writesFlowLog, options.writesMiniDump),
+      timeLimit_(options.timeLimit),
+      marker_(std::move(marker)),
+      quit_(CreateEventOrRaise(site, EventReset::kManual)),
+      request_(CreateEventOrRaise(site, EventReset::kAutomatic)),
+      firstPartDone_(CreateEventOrRaise(site, EventReset::kAutomatic)),
+      done_(CreateEventOrRaise(site, EventReset::kManual)) {
+  folder_.RemoveOldest();
+  if (!StartWorker(&WorkerEntry)) {
+    const int code = errno;
+    MError error(site, L"BeginThread");
+    error.AddErrnoParameter(code);
+    throw MException(error);
+  }
+  current.store(this);
+  InstallCrashHooks({&Orvel::Detail::OnCrash, &Orvel::Detail::OnSurvived});
+}
+
+bool CrashReporterState::End() noexcept {
+  RemoveCrashHooks();
+  current.store(nullptr);
+  while (users.load() != 0) ::Sleep(1);
+  if (isStuck_.load() || !SetKernelEvent(quit_.Get())) return false;
+  static_cast<void>(WaitForOne(worker_.Get(), kWaitForever));
+  return true;
+}
+
+bool CrashReporterState::StartWorker(unsigned(__stdcall* entry)(void*)) noexcept {
+  const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, entry, this, 0, nullptr);
+  worker_ = KernelHandle(reinterpret_cast<void*>(handle));
+  return handle != 0;
+}
+
+unsigned CrashReporterState::WorkerEntry(void* self) {
+  auto& state = *static_cast<CrashReporterState*>(self);
+  state.workerId_.store(CurrentThreadId());
+  flowLogger().nameCurrentThread(L"Crash reporter thread");
+  state.Work();
+  return 0;
+}
+
+unsigned CrashReporterState::SuccessorEntry(void* self) {
+  auto& state = *static_cast<CrashReporterState*>(self);
+  state.workerId_.store(CurrentThreadId());
+  state.RunPart();
+  state.Work();
+  return 0;
+}
+
+void CrashReporterState::Work() noexcept {
+  const std::array<void*, 2> handles = {quit_.Get(), request_.Get()};
+  while (WaitForAny(handles, kWaitForever).status == WaitStatus::kObject0 + 1) RunPart();
+}
+
+void CrashReporterState::RunPart() noexcept {
+  const bool isLast = !writer_.RunPart();
+  static_cast<void>(SetKernelEvent(isLast ? done_.Get() : firstPartDone_.Get()));
+}
+
+void CrashReporterState::OnCrash(const CrashSite& site) noexcept {
+  const std::uint32_t threadId = CurrentThreadId();
+  if (threadId == workerId_.load()) {
+    if (writer_.IsBusy()) LeaveToSuccessor(site);
+    return;
+  }
+  std::uint32_t crashedId = 0;
+  if (crashedId_.compare_exchange_strong(crashedId, threadId)) {
+    Report(site);
+  } else if (crashedId == threadId) {
+    // On its way through the handlers of before. Or else there is something wrong with what it
+    // was handling.
+    if (std::exchange(isAskingForException_, false)) FinishReport();
+  } else {
+    static_cast<void>(WaitForOne(done_.Get(), static_cast<std::uint32_t>(timeLimit_.count())));
+  }
+}
+
+void CrashReporterState::OnSurvived() noexcept {
+  const std::uint32_t threadId = CurrentThreadId();
+  if (crashedId_.load() != threadId) return;
+  static_cast<void>(ResetKernelEvent(done_.Get()));
+  crashedId_.store(0);
+}
+
+void CrashReporterState::Report(const CrashSite& site) noexcept {
+  if (isStuck_.load()) return;
+  deadline_ = Clock::now() + timeLimit_;
+  writer_.Begin(site);
+  static_cast<void>(SetKernelEvent(request_.Get()));
+  if (!WaitFor(firstPartDone_)) return;
+  if (site.HasStack()) {
+    // With what is most important in the report: to ask may take memory, and the heap be damaged.
+    isAskingForException_ = true;
+    writer_.SetException(std::current_exception());
+    if (!std::exchange(isAskingForException_, false)) return;
+  }
+  FinishReport();
+}
+
+void CrashReporterState::FinishReport() noexcept {
+  static_cast<void>(SetKernelEvent(request_.Get()));
+  static_cast<void>(WaitFor(done_));
+}
+
+bool CrashReporterState::WaitFor(const KernelHandle& event) noexcept {
+  const auto left =
+      std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
+  const auto leftMs = static_cast<std::uint32_t>((std::max)(left, decltype(left){0}));
+  if (WaitForOne(event.Get(), leftMs).status == WaitStatus::kObject0) return true;
+  isStuck_.store(true);
+  return false;
+}
+
+void CrashReporterState::LeaveToSuccessor(const CrashSite& site) noexcept {
+  isStuck_.store(true);  // this thread stays, with what it holds
+  writer_.NoteCrashedStep(site);
+  if (!StartWorker(&SuccessorEntry)) {
+    static_cast<void>(SetKernelEvent(firstPartDone_.Get()));
+    static_cast<void>(SetKernelEvent(done_.Get()));
+  }
+  users.fetch_sub(1);
+  for (;;) ::Sleep(INFINITE);
+}
+
+}  // namespace Orvel::Detail
+
+namespace {
+
+using Orvel::Detail::CrashReportFolder;
+using Orvel::Detail::KernelHandle;
+
+constexpr const wchar_t* kClassName = L"MCrashReporter";
+
+std::wstring ProgramPath() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length =
+        ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length < path.size()) {
+      path.resize(length);
+      return path;
+    }
+    path.resize(path.size() * 2);
+  }
+}
+
+/// The name of a file without its path and ending.
+std::wstring StemOf(const std::wstring& path) {
+  const std::size_t start = path.find_last_of(L"\\/") + 1;
+  return path.substr(start, path.rfind(L'.') - start);
+}
+
+std::wstring FullPath(const std::wstring& path) {
+  std::wstring full(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD length =
+      ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  full.resize((std::min)(std::size_t{length}, full.size()));
+  while (!full.empty() && full.back() == L'\\') full.pop_back();
+  return full;
+}
+
+/// The mark of the process that has a reporter; empty when another module has put it there.
+KernelHandle MarkProcess(const MRaiseSite& site) {
+  const std::wstring name =
+      L"Local\\Orvel.MCrashReporter." + std::to_wstring(::GetCurrentProcessId());
+  KernelHandle marker(::CreateMutexW(nullptr, FALSE, name.c_str()));
+  const DWORD code = ::GetLastError();
+  if (!marker) RaiseError(site, L"CannotMarkProcess", L"winErrorCode", code);
+  return code == ERROR_ALREADY_EXISTS ? KernelHandle() : std::move(marker);
+}
+
+std::unique_ptr<Orvel::Detail::CrashReporterState> BuildState(
+    MSourceContext& context, const void* object, const MCrashReporterOptions& options) {
+  std::wstring programPath = ProgramPath();
+  const std::wstring name = options.programName.empty() ? StemOf(programPath) : options.programName;
+  const bool hasControl = std::any_of(name.begin(), name.end(), [](wchar_t c) { return c < L' '; });
+  if (name.empty() || hasControl || name.find_first_of(L"\\/:*?\"<>|") != std::wstring::npos) {
+    RaiseError(context.At(__LINE__, object), L"BadName", L"name", name);
+  }
+  const std::wstring folderPath = FullPath(options.folder);
+  if (options.folder.empty() || folderPath.empty()) {
+    RaiseError(context.At(__LINE__, object), L"BadFolder", L"folder", options.folder);
+  }
+  const std::size_t length = folderPath.size() + name.size();
+  if (length > CrashReportFolder::kMaxLength) {
+    MError error(context.At(__LINE__, object), L"NameTooLong");
+    error.AddParameter(L"length", length);
+    error.AddParameter(L"limit", CrashReportFolder::kMaxLength);
+    throw MException(error);
+  }
+  CrashReportFolder folder(folderPath, name, options.reportsKept);
+  if (const std::uint32_t code = folder.Create()) {
+    MError error(context.At(__LINE__, object), L"CannotCreateFolder");
+    error.AddParameter(L"winErrorCode", code);
+    error.AddParameter(L"folder", folderPath);
+    throw MException(error);
+  }
+  KernelHandle marker = MarkProcess(context.At(__LINE__, object));
+  if (!marker) return nullptr;
+  return std::make_unique<Orvel::Detail::CrashReporterState>(
+      context.At(__LINE__, object), std::move(folder), std::move(programPath), options,
+      std::move(marker));
+}
+
+}  // namespace
+
+MCrashReporter::MCrashReporter(const MCrashReporterOptions& options) {
+  static MSourceContext context(kClassName, kClassName);
+  NameFlowObject(this, kClassName);
+  context.Record(MFlowEvent::kConstruction, this);
+  if (Orvel::Detail::moduleHasReporter.exchange(true)) {
+    RaiseError(context.At(__LINE__, this), L"AlreadyReporting");
+  }
+  try {
+    state_ = BuildState(context, this, options);
+    ReserveStack();  // without it a crash of another kind is reported all the same
+  } catch (...) {
+    Orvel::Detail::moduleHasReporter.store(false);
+    throw;
+  }
+}
+
+MCrashReporter::~MCrashReporter() {
+  static const MFlowPoint point(kClassName, L"~MCrashReporter");
+  point.Record(MFlowEvent::kDestruction, this);
+  // A thread that is stuck in a report goes on using it.
+  if (state_ != nullptr && !state_->End()) static_cast<void>(state_.release());
+  Orvel::Detail::moduleHasReporter.store(false);
+}
+
+bool MCrashReporter::ReserveStack() noexcept {
+  ULONG bytes = 32 * 1024;
+  return ::SetThreadStackGuarantee(&bytes) != FALSE;
+}

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/platform/crash_hooks.h"
+
+#include <signal.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <exception>
+
+namespace Orvel::Detail {
+namespace {
+
+// Not in every version of the system's header.
+constexpr DWORD kFatalAppExit = 0x40000015;
+constexpr DWORD kInvalidRuntimeParameter = 0xC0000417;
+
+using SignalHandler = void (*)(int);
+
+/// One kind of handler: what it replaced, and whether ours is still called. Relaxed: a handler that
+/// runs was installed, and what it reads was stored before.
+template <class Handler>
+struct Place {
+  std::atomic<Handler> previous{nullptr};
+  std::atomic<bool> isInstalled{false};
+};
+
+constinit std::atomic<void (*)(const CrashSite&) noexcept> onCrash{nullptr};
+constinit std::atomic<void (*)() noexcept> onSurvived{nullptr};
+constinit Place<LPTOP_LEVEL_EXCEPTION_FILTER> filterPlace;
+constinit Place<std::terminate_handler> terminatePlace;
+constinit Place<SignalHandler> abortPlace;
+constinit Place<_invalid_parameter_handler> parameterPlace;
+
+void TellCrash(const CrashSite& site) noexcept {
+  if (const auto hook = onCrash.load(std::memory_order_acquire)) hook(site);
+}
+
+void TellSurvived() noexcept {
+  if (const auto hook = onSurvived.load(std::memory_order_acquire)) hook();
+}
+
+/// Stands for the exception that a crash of another kind does not have. Its context is to be
+/// captured in the handler itself, so that the one who called it comes next on the stack.
+struct StandInException {
+  CONTEXT context;
+  EXCEPTION_RECORD record;
+  EXCEPTION_POINTERS pointers;
+
+  void Tell(CrashKind kind) noexcept {
+    record = {};
+    record.ExceptionCode =
+        kind == CrashKind::kInvalidParameter ? kInvalidRuntimeParameter : kFatalAppExit;
+    record.ExceptionFlags = EXCEPTION_NONCONTINUABLE;
+#if defined(_M_X64) || defined(__x86_64__)
+    record.ExceptionAddress = reinterpret_cast<void*>(static_cast<ULONG_PTR>(context.Rip));
+#endif
+    pointers = {&record, &context};
+    TellCrash({kind, &pointers});
+  }
+};
+
+/// True for the exceptions that `throw` makes: the runtime's own filter has them end in
+/// `std::terminate`.
+bool IsLanguageException(const EXCEPTION_RECORD& record) noexcept {
+  constexpr DWORD kMicrosoftThrow = 0xE06D7363;
+  constexpr DWORD kGnuThrow = 0x20474343;
+  constexpr DWORD kGnuThrowMask = 0x20FFFFFF;
+  return record.ExceptionCode == kMicrosoftThrow ||
+         (record.ExceptionCode & kGnuThrowMask) == kGnuThrow;
+}
+
+LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* pointers) noexcept {
+  const LPTOP_LEVEL_EXCEPTION_FILTER previous =
+      filterPlace.previous.load(std::memory_order_relaxed);
+  const auto callPrevious = [=] {
+    return previous != nullptr ? previous(pointers) : EXCEPTION_CONTINUE_SEARCH;
+  };
+  const CrashSite site{CrashKind::kException, pointers};
+  if (IsLanguageException(*pointers->ExceptionRecord)) {
+    // First, because only there, as the cause of a call of terminate, can it be looked into.
+    const LONG answer = callPrevious();
+    if (answer != EXCEPTION_CONTINUE_EXECUTION) TellCrash(site);
+    return answer;
+  }
+  TellCrash(site);
+  const LONG answer = callPrevious();
+  if (answer == EXCEPTION_CONTINUE_EXECUTION) TellSurvived();
+  return answer;
+}
+
+[[noreturn]] void OnTerminate() {
+  StandInException exception;
+  ::RtlCaptureContext(&exception.context);
+  exception.Tell(CrashKind::kTerminate);
+  if (const auto previous = terminatePlace.previous.load(std::memory_order_relaxed)) previous();
+  ::abort();
+}
+
+/// Ends the process as the signal would have without a handler.
+[[noreturn]] void EndByAbort() noexcept {
+  ::signal(SIGABRT, SIG_DFL);
+#if defined(_MSC_VER) || defined(_UCRT)
+  ::_set_abort_behavior(0, _WRITE_ABORT_MSG);  // it was written before the signal
+#else
+  ::raise(SIGABRT);  // abort would write its message once more
+#endif
+  ::abort();
+}
+
+void OnAbort(int signalNumber) {
+  StandInException exception;
+  ::RtlCaptureContext(&exception.context);
+  exception.Tell(CrashKind::kAbort);
+  const SignalHandler previous = abortPlace.previous.load(std::memory_order_relaxed);
+  if (previous == SIG_DFL) EndByAbort();
+  if (previous != SIG_IGN) {
+    // As the runtime does, which has taken this handler out by now.
+    abortPlace.previous.store(SIG_DFL, std::memory_order_relaxed);
+    previous(signalNumber);
+  }
+  ::signal(SIGABRT, &OnAbort);
+  TellSurvived();
+}
+
+void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
+                        unsigned line, std::uintptr_t reserved) {
+  StandInException exception;
+  ::RtlCaptureContext(&exception.context);
+  exception.Tell(CrashKind::kInvalidParameter);
+  if (const auto previous = parameterPlace.previous.load(std::memory_order_relaxed)) {
+    previous(expression, function, file, line, reserved);
+  } else {
+#if defined(_MSC_VER) || defined(_UCRT)
+    ::_set_invalid_parameter_handler(nullptr);
+    ::_invalid_parameter_noinfo_noreturn();
+#endif
+  }
+  TellSurvived();
+}
+
+#if defined(_MSC_VER)
+constinit Place<_purecall_handler> pureCallPlace;
+
+// With other compilers a pure virtual call ends in std::terminate.
+void OnPureCall() {
+  StandInException exception;
+  ::RtlCaptureContext(&exception.context);
+  exception.Tell(CrashKind::kPureCall);
+  if (const auto previous = pureCallPlace.previous.load(std::memory_order_relaxed)) previous();
+  ::abort();
+}
+#endif
+
+/// `exchange` installs a handler and returns the one that it replaced.
+template <class Handler, class Exchange>
+void InstallOne(Place<Handler>& place, Handler handler, Exchange exchange) noexcept {
+  // Else somebody still has it called.
+  if (place.isInstalled.exchange(true)) return;
+  place.previous.store(exchange(handler), std::memory_order_relaxed);
+}
+
+template <class Handler, class Exchange>
+void RemoveOne(Place<Handler>& place, Handler handler, Exchange exchange) noexcept {
+  const Handler current = exchange(place.previous.load(std::memory_order_relaxed));
+  if (current == handler) {
+    place.isInstalled.store(false);
+  } else {
+    exchange(current);
+  }
+}
+
+/// Does the same with every kind.
+template <class Action>
+void ForEachPlace(Action action) noexcept {
+  action(filterPlace, &OnUnhandledException,
+         [](auto handler) { return ::SetUnhandledExceptionFilter(handler); });
+  action(terminatePlace, &OnTerminate, [](auto handler) { return std::set_terminate(handler); });
+  action(abortPlace, &OnAbort, [](auto handler) { return ::signal(SIGABRT, handler); });
+  action(parameterPlace, &OnInvalidParameter,
+         [](auto handler) { return ::_set_invalid_parameter_handler(handler); });
+#if defined(_MSC_VER)
+  action(pureCallPlace, &OnPureCall, [](auto handler) { return ::_set_purecall_handler(handler); });
+#endif
+}
+
+}  // namespace
+
+void InstallCrashHooks(const CrashHooks& hooks) noexcept {
+  onSurvived.store(hooks.onSurvived, std::memory_order_release);
+  onCrash.store(hooks.onCrash, std::memory_order_release);
+  // On threads whose runtime keeps a terminate handler for each, the others' ends in abort.
+  ForEachPlace([](auto& place, auto handler, auto exchange) {
+    InstallOne(place, decltype(place.previous.load())(handler), exchange);
+  });
+}
+
+void RemoveCrashHooks() noexcept {
+  ForEachPlace([](auto& place, auto handler, auto exchange) {
+    RemoveOne(place, decltype(place.previous.load())(handler), exchange);
+  });
+  onCrash.store(nullptr, std::memory_order_release);
+  onSurvived.store(nullptr, std::memory_order_release);
+}
+
+}  // namespace Orvel::Detail

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "orvel/platform/mini_dump.h"
+
+#include <dbghelp.h>
+
+namespace Orvel::Detail {
+namespace {
+
+using WriteFunction = decltype(&::MiniDumpWriteDump);
+// The loader's lock has no documented function, and debuggers and dumps have used these for ever.
+using LockLoaderFunction = LONG(WINAPI*)(ULONG flags, ULONG* disposition, ULONG_PTR* cookie);
+using UnlockLoaderFunction = LONG(WINAPI*)(ULONG flags, ULONG_PTR cookie);
+constexpr ULONG kTryOnly = 2;
+constexpr ULONG kLocked = 1;
+
+void* FindFunction(HMODULE module, const char* name) noexcept {
+  if (module == nullptr) return nullptr;
+  return reinterpret_cast<void*>(::GetProcAddress(module, name));
+}
+
+template <class Function>
+Function As(void* function) noexcept {
+  return reinterpret_cast<Function>(function);
+}
+
+}  // namespace
+
+MiniDumpWriter::MiniDumpWriter() noexcept {
+  // Stays loaded: whoever else uses it is not to find it gone.
+  write_ = FindFunction(::LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32),
+                        "MiniDumpWriteDump");
+  // What it loads in its turn to ask for the modules' versions.
+  static_cast<void>(::LoadLibraryExW(L"version.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+  const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+  lockLoader_ = FindFunction(system, "LdrLockLoaderLock");
+  unlockLoader_ = FindFunction(system, "LdrUnlockLoaderLock");
+}
+
+std::uint32_t MiniDumpWriter::Write(void* file, std::uint32_t threadId,
+                                    EXCEPTION_POINTERS* exception,
+                                    std::uint32_t patienceMs) const noexcept {
+  if (write_ == nullptr) return ERROR_PROC_NOT_FOUND;
+  ULONG_PTR loaderCookie = 0;
+  const bool canLock = lockLoader_ != nullptr && unlockLoader_ != nullptr;
+  if (canLock) {
+    for (std::uint32_t waitedMs = 0;; ++waitedMs) {
+      ULONG disposition = 0;
+      As<LockLoaderFunction>(lockLoader_)(kTryOnly, &disposition, &loaderCookie);
+      if (disposition == kLocked) break;
+      if (waitedMs >= patienceMs) return ERROR_LOCK_VIOLATION;
+      ::Sleep(1);
+    }
+  }
+  // In this order, as loading takes memory.
+  const HANDLE heap = ::GetProcessHeap();
+  const bool heapIsLocked = ::HeapLock(heap) != FALSE;
+
+  MINIDUMP_EXCEPTION_INFORMATION information{};
+  information.ThreadId = threadId;
+  information.ExceptionPointers = exception;
+  information.ClientPointers = FALSE;
+  std::uint32_t code = 0;
+  if (As<WriteFunction>(write_)(
+          ::GetCurrentProcess(), ::GetCurrentProcessId(), file,
+          static_cast<MINIDUMP_TYPE>(MiniDumpNormal | MiniDumpWithIndirectlyReferencedMemory |
+                                     MiniDumpWithThreadInfo | MiniDumpWithUnloadedModules),
+          &information, nullptr, nullptr) == FALSE) {
+    code = ::GetLastError();
+    if (code == 0) code = ERROR_GEN_FAILURE;
+  }
+  if (heapIsLocked) ::HeapUnlock(heap);
+  if (canLock) As<UnlockLoaderFunction>(unlockLoader_)(0, loaderCookie);
+  return code;
+}
+
+}  // namespace Orvel::Detail

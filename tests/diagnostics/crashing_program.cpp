@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+// crashing_program KIND [FOLDER]: crashes in the way of that name, with a report into FOLDER if one
+// is named. Ends with 0 when it does not.
+#include <signal.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <thread>
+
+#include "orvel/commands/command_processor.h"
+#include "orvel/commands/function_command.h"
+#include "orvel/diagnostics/crash_handler.h"
+#include "orvel/diagnostics/crash_reporter.h"
+#include "orvel/foundation/exception.h"
+#include "orvel/logging/flow_log.h"
+#include "orvel/platform/windows_api.h"
+#include "tests/support/meeting.h"
+
+extern "C" {
+extern void* __imp_WriteFile;  // the slot of this program's import table
+}
+
+namespace {
+
+using Orvel::Testing::Latch;
+
+MSourceContext context(L"CrashingProgram", L"Crash");
+
+void WriteNowhere() {
+  // Volatile, so that the compiler does not know that nothing is there.
+  volatile std::uintptr_t nowhere = 16;
+  *reinterpret_cast<volatile int*>(nowhere) = 1;
+}
+
+/// Crashes with little stack left. To run out of it is no test here: Wine ends such a thread
+/// without asking anybody.
+int UseUpStack(const volatile char* end) {
+  volatile char room[1000] = {};
+  if (room - end > 40'000) return UseUpStack(end) + room[0];
+  ::RaiseException(EXCEPTION_STACK_OVERFLOW, 0, 0, nullptr);
+  return 0;
+}
+
+void CrashWithoutStack() {
+  ULONG_PTR low = 0;
+  ULONG_PTR high = 0;
+  ::GetCurrentThreadStackLimits(&low, &high);
+  UseUpStack(reinterpret_cast<const volatile char*>(low));
+}
+
+/// As the runtime does, where it has such a handler.
+void PassInvalidParameter() {
+  _invalid_parameter_handler const handler = ::_get_invalid_parameter_handler();
+  handler(nullptr, nullptr, nullptr, 0, 0);
+}
+
+struct Base {
+  Base() { CallIt(); }
+  virtual ~Base() = default;
+  void CallIt() { Pure(); }
+  virtual void Pure() = 0;
+};
+struct Derived : Base {
+  void Pure() override {}
+};
+
+[[noreturn]] void RaiseChain() {
+  MException exception(MError(context.At(__LINE__, nullptr), L"Cause"));
+  MError last(context.At(__LINE__, nullptr), L"Last");
+  last.AddParameter(L"file", L"gr\u00FCn");
+  exception.Append(last);
+  throw exception;
+}
+
+void OnAnotherThread(const std::function<void()>& action) { std::thread(action).join(); }
+
+/// Stands still in the middle of what is written to it.
+class Standstill : public std::streambuf {
+ public:
+  Latch reached{1};
+
+ protected:
+  int overflow(int) override {
+    reached.CountDown();
+    ::Sleep(INFINITE);
+    return 0;
+  }
+};
+
+void CrashWhileAnotherThreadDumps() {
+  static Standstill standstill;
+  std::thread([] {
+    std::ostream stream(&standstill);
+    flowLogger().dump(stream);
+  }).detach();
+  standstill.reached.Wait();
+  WriteNowhere();
+}
+
+void CrashTwice() {
+  static Latch start{2};
+  const auto crash = [] {
+    start.CountDown();
+    start.Wait();
+    WriteNowhere();
+  };
+  std::thread second(crash);
+  crash();
+}
+
+class Handler final : public ICrashHandler {
+ public:
+  explicit Handler(std::function<void()> end) : end_(std::move(end)) {}
+  void OnCrash(MCrashReportLines& lines) override {
+    lines.AddLine(L"a line\nof the application");
+    end_();
+  }
+
+ private:
+  std::function<void()> end_;
+};
+
+/// Handlers that fail in each way, and one behind them.
+struct FailingHandlers {
+  Handler raises{[] { RaiseChain(); }};
+  Handler crashes{[] { WriteNowhere(); }};
+  Handler aborts{[] { ::abort(); }};
+  Handler succeeds{[] {}};
+  MCrashHandlerRegistration first{raises}, second{crashes}, third{aborts}, fourth{succeeds};
+};
+
+BOOL WINAPI RefuseToWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
+  ::SetLastError(ERROR_DISK_FULL);
+  return FALSE;
+}
+
+void FillDisk() {
+  DWORD protection = 0;
+  ::VirtualProtect(&__imp_WriteFile, sizeof __imp_WriteFile, PAGE_READWRITE, &protection);
+  __imp_WriteFile = reinterpret_cast<void*>(&RefuseToWrite);
+}
+
+void InstallOwnHandlers() {
+  ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG { ::ExitProcess(77); });
+  std::set_terminate([] { ::_exit(78); });
+  ::signal(SIGABRT, [](int) { ::_exit(79); });
+  ::_set_invalid_parameter_handler([](const wchar_t*, const wchar_t*, const wchar_t*, unsigned,
+                                      std::uintptr_t) { ::_exit(80); });
+}
+
+const std::map<std::string, std::function<void()>> kCrashes = {
+    {"access", WriteNowhere},
+    {"access on a thread", [] { OnAnotherThread(WriteNowhere); }},
+    {"access while handling",
+     [] {
+       try {
+         RaiseChain();
+       } catch (const MException&) {
+         WriteNowhere();
+       }
+     }},
+    {"stack", CrashWithoutStack},
+    {"terminate", RaiseChain},
+    {"terminate on a worker",
+     [] {
+       MCommandProcessor processor;
+       processor.Start();
+       processor.QueueCommand(MakeCommand([] { throw std::runtime_error("no MException"); }));
+       processor.Flush();
+     }},
+    {"abort", [] { ::abort(); }},
+    {"signal on a thread", [] { OnAnotherThread([] { ::raise(SIGABRT); }); }},
+    {"pure call", [] { Derived derived; }},
+    {"parameter", PassInvalidParameter},
+    {"dump", CrashWhileAnotherThreadDumps},
+    {"twice", CrashTwice},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  flowLogger().nameCurrentThread(L"The main thread");
+  const std::string mode = argc > 2 ? argv[2] : "";
+  const std::string folder = argc > 3 ? argv[3] : "";
+  if (mode == "own handlers") InstallOwnHandlers();
+  std::optional<MCrashReporter> reporter;
+  std::optional<FailingHandlers> handlers;
+  if (!folder.empty()) {
+    MCrashReporterOptions options;
+    options.folder = std::filesystem::path(folder).wstring();
+    options.programName = L"crash";
+    // Where a report has to be whole, a machine that is busy is to make no difference.
+    if (mode != "stuck") options.timeLimit = std::chrono::minutes(2);
+    reporter.emplace(options);
+    if (mode == "failing handlers") handlers.emplace();
+    if (mode == "gone" || mode == "refused") std::filesystem::remove_all(options.folder);
+    if (mode == "refused") std::ofstream(std::filesystem::path(options.folder)) << "a file";
+    if (mode == "full") FillDisk();
+    if (mode == "removed") reporter.reset();
+  }
+  const auto crash = kCrashes.find(argc > 1 ? argv[1] : "");
+  if (crash == kCrashes.end()) return 1;
+  crash->second();
+  return 0;
+}
