@@ -23,20 +23,45 @@ constexpr const wchar_t* kValueElement = L"Value";
 
 using BeginOperation = bool (IInFilerTagged::*)(const std::wstring&);
 
-/// Opens an element in every member that is there; when one refuses, in none.
-bool OpenElement(const MFilerPair& filer, const std::wstring& tag,
-                 BeginOperation begin = &IInFilerTagged::BeginSection) {
-  if (filer.in != nullptr && !(filer.in->*begin)(tag)) return false;
-  if (filer.out == nullptr || filer.out->BeginSection(tag)) return true;
-  if (filer.in != nullptr) filer.in->EndSection();
-  return false;
-}
+/// An element that is open in every member of a pair that is there, or in none because one refused.
+/// Also closed when an exception ends its scope, so that the filers are where they were.
+class Element {
+ public:
+  Element(const MFilerPair& filer, const std::wstring& tag,
+          BeginOperation begin = &IInFilerTagged::BeginSection)
+      : Element() {  // whose destructor then runs also when the rest raises
+    if (filer.in != nullptr && !(filer.in->*begin)(tag)) return;
+    in_ = filer.in;
+    if (filer.out != nullptr && !filer.out->BeginSection(tag)) {
+      Close();
+      return;
+    }
+    out_ = filer.out;
+    isOpen_ = true;
+  }
+  Element(const Element&) = delete;
+  Element& operator=(const Element&) = delete;
+  ~Element() { Close(); }
 
-bool CloseElement(const MFilerPair& filer) {
-  const bool readerClosed = filer.in == nullptr || filer.in->EndSection();
-  const bool writerClosed = filer.out == nullptr || filer.out->EndSection();
-  return readerClosed && writerClosed;
-}
+  explicit operator bool() const noexcept { return isOpen_; }
+
+  /// Closes the element now; true when every member did.
+  bool Close() {
+    isOpen_ = false;
+    IInFilerTagged* const in = std::exchange(in_, nullptr);
+    IOutFilerTagged* const out = std::exchange(out_, nullptr);
+    const bool readerClosed = in == nullptr || in->EndSection();
+    const bool writerClosed = out == nullptr || out->EndSection();
+    return readerClosed && writerClosed;
+  }
+
+ private:
+  Element() = default;
+
+  IInFilerTagged* in_ = nullptr;
+  IOutFilerTagged* out_ = nullptr;
+  bool isOpen_ = false;
+};
 
 bool ReadText(const MFilerPair& filer, const wchar_t* tag, std::wstring& text) {
   return filer.in != nullptr && filer.in->ReadString(tag, text, {});
@@ -49,9 +74,11 @@ bool WriteText(const MFilerPair& filer, const wchar_t* tag, const std::wstring& 
 }  // namespace
 
 bool MError::Read(const MFilerPair& filer, const std::wstring& elementName) {
-  if (filer.in == nullptr || !OpenElement(filer, elementName)) return false;
+  if (filer.in == nullptr) return false;
+  Element element(filer, elementName);
+  if (!element) return false;
   const bool isRead = ReadOpenSection(filer);
-  return CloseElement(filer) && isRead;
+  return element.Close() && isRead;
 }
 
 bool MError::ReadOpenSection(const MFilerPair& filer) {
@@ -59,46 +86,47 @@ bool MError::ReadOpenSection(const MFilerPair& filer) {
   parameters_.clear();
   if (!ReadText(filer, kCodeElement, code_)) return false;
   bool succeeded = true;
-  while (OpenElement(filer, kParameterElement, &IInFilerTagged::BeginNextSection)) {
+  while (Element parameter{filer, kParameterElement, &IInFilerTagged::BeginNextSection}) {
     std::wstring name;
     std::wstring value;
     succeeded = ReadText(filer, kNameElement, name) && succeeded;
     succeeded = ReadText(filer, kValueElement, value) && succeeded;
-    succeeded = CloseElement(filer) && succeeded;
+    succeeded = parameter.Close() && succeeded;
     AddParameter(name.c_str(), std::move(value));
   }
   return succeeded;
 }
 
 bool MError::Write(const MFilerPair& filer, const std::wstring& elementName) const {
-  if (!OpenElement(filer, elementName)) return false;
+  Element element(filer, elementName);
+  if (!element) return false;
   bool succeeded = WriteText(filer, kCodeElement, code_);
   for (auto parameter = parameters_.begin(); succeeded && parameter != parameters_.end();
        ++parameter) {
-    succeeded = OpenElement(filer, kParameterElement);
-    if (!succeeded) break;
-    succeeded = WriteText(filer, kNameElement, parameter->first) &&
+    Element parameterElement(filer, kParameterElement);
+    succeeded = parameterElement && WriteText(filer, kNameElement, parameter->first) &&
                 WriteText(filer, kValueElement, parameter->second);
-    succeeded = CloseElement(filer) && succeeded;
+    succeeded = parameterElement.Close() && succeeded;
   }
-  return CloseElement(filer) && succeeded;
+  return element.Close() && succeeded;
 }
 
 bool MException::WriteChain(const MFilerPair& filer, const std::wstring& elementName) const {
-  if (!OpenElement(filer, elementName)) return false;
+  Element element(filer, elementName);
+  if (!element) return false;
   bool succeeded = filer.out != nullptr;
   for (const auto& error : errors_) {
     if (error != nullptr) succeeded = error->Write(filer, kErrorElement) && succeeded;
   }
-  return CloseElement(filer) && succeeded;
+  return element.Close() && succeeded;
 }
 
 bool MException::ReadChain(const MFilerPair& filer) {
   if (filer.in == nullptr) return false;
-  while (OpenElement(filer, kErrorElement, &IInFilerTagged::BeginNextSection)) {
+  while (Element element{filer, kErrorElement, &IInFilerTagged::BeginNextSection}) {
     MError error;
     error.ReadOpenSection(filer);
-    CloseElement(filer);
+    element.Close();
     Append(error);
   }
   return true;

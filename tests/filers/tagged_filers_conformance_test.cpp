@@ -23,6 +23,7 @@
 #include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/filers/tagged_section.h"
 #include "orvel/filers/tagged_values.h"
+#include "orvel/foundation/exception.h"
 #include "tests/filers/failing_allocation.h"
 #include "tests/support/misuse_recorder.h"
 #if defined(_WIN32)
@@ -437,6 +438,22 @@ TYPED_TEST(TaggedFilersTest, AnOperationThatRunsOutOfMemoryCanBeRepeated) {
     if (hasFailed) ++failures;
   }
   EXPECT_GT(failures, 10u);
+}
+
+TYPED_TEST(TaggedFilersTest, AChainThatRunsOutOfMemoryLeavesNoSectionOpen) {
+  MError error(std::wstring(100, L'c'));
+  error.AddParameter(L"name", std::wstring(100, L'v'));
+  const MException chain(error);
+  const std::wstring section(100, L's');
+  for (std::size_t skipped = 0; skipped < 12; ++skipped) {
+    std::size_t allocations = skipped;
+    try {
+      const Orvel::Testing::FailingAllocation failing(allocations);
+      chain.WriteChain({nullptr, &this->out_}, section);
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_FALSE(this->out_.EndSection()) << skipped;
+  }
 }
 
 TYPED_TEST(TaggedFilersTest, SubDocumentsAreDocuments) {
