@@ -24,6 +24,11 @@ concept OneOf = (std::same_as<Type, Others> || ...);
 template <class Type>
 concept WholeNumber =
     std::integral<Type> && !OneOf<Type, bool, char, wchar_t, char8_t, char16_t, char32_t>;
+/// A type that is no number but converts to one by itself: an enumeration without `class`, an
+/// atomic.
+template <class Type>
+concept BecomesNumber = !std::is_arithmetic_v<Type> && std::convertible_to<Type, std::uint32_t> &&
+                        !std::convertible_to<Type, std::wstring>;
 
 }  // namespace Orvel::Detail
 
@@ -38,6 +43,7 @@ concept WholeNumber =
 /// Thread-compatible. Only the constructor that takes a raise site talks to the flow log.
 class MError : public MDynObject {
  public:
+  /// Parameters by name, in ordinal order of the names.
   using ParameterMap = std::map<std::wstring, std::wstring, std::less<>>;
 
   /// An error without code and parameters.
@@ -50,10 +56,13 @@ class MError : public MDynObject {
   /// site with what was last stored in it; `context.At(line, object)` says it for this raise.
   MError(const MRaiseSite& site, const wchar_t* errorName);
 
+  ///@{
+  /// Copies or moves code and parameters; what was moved from is empty or as it was.
   MError(const MError&) = default;
   MError& operator=(const MError&) = default;
   MError(MError&&) = default;
   MError& operator=(MError&&) = default;
+  ///@}
 
   [[nodiscard]] const MDynClassRecord& GetClass() const noexcept override;
   [[nodiscard]] std::unique_ptr<MDynObject> Clone() const override;
@@ -76,13 +85,23 @@ class MError : public MDynObject {
   void AddParameter(const wchar_t* name, std::wstring value);
   /// Adds a number of any width as decimal text, with a minus sign when it is negative, and without
   /// grouping in every locale. What is no whole number (`double`, `bool`, a character, an
-  /// enumeration) does not compile: say with a cast, or with a text, what is to be written.
+  /// `enum class`) does not compile: say with a cast, or with a text, what is to be written.
   template <Orvel::Detail::WholeNumber Number>
   void AddParameter(const wchar_t* name, Number value) {
     if constexpr (std::is_signed_v<Number>) {
       AddSigned(name, value);
     } else {
       AddUnsigned(name, value);
+    }
+  }
+  /// Adds the number that an enumeration without `class` stands for, or that an object converts to
+  /// as an unsigned number of 32 bits.
+  template <Orvel::Detail::BecomesNumber Value>
+  void AddParameter(const wchar_t* name, const Value& value) {
+    if constexpr (std::is_enum_v<Value>) {
+      AddParameter(name, +static_cast<std::underlying_type_t<Value>>(value));
+    } else {
+      AddParameter(name, static_cast<std::uint32_t>(value));
     }
   }
   /// Adds the bits of a number as hexadecimal text, two digits for each byte of its type: an
@@ -97,9 +116,11 @@ class MError : public MDynObject {
   /// The same as `Read`, from the section that is open already, which stays open.
   bool ReadOpenSection(const MFilerPair& filer);
 
+  /// The code as it was built, which may be empty. The reference holds as long as this error.
   [[nodiscard]] const std::wstring& GetCode() const noexcept { return code_; }
   /// The parameter's value, owned by this error; null when there is none of that name.
   [[nodiscard]] const std::wstring* FindParameter(std::wstring_view name) const;
+  /// All parameters. The reference holds as long as this error.
   [[nodiscard]] const ParameterMap& GetParameters() const noexcept { return parameters_; }
 
   /// What `GetMessage()` becomes where <windows.h> was included after this header.

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -69,6 +70,9 @@ TEST(MErrorTest, ParametersComeInOrderOfTheirCodeUnitsAndKeepTheirFirstValue) {
   EXPECT_EQ(error.FindParameter(L"name"), nullptr);
 }
 
+enum Unscoped { kUnscoped = 7 };
+enum class Scoped { kScoped };
+
 TEST(MErrorTest, NumbersLookTheSameInEveryLocale) {
   struct Grouping : std::numpunct<wchar_t> {
     std::string do_grouping() const override { return "\3"; }
@@ -83,15 +87,18 @@ TEST(MErrorTest, NumbersLookTheSameInEveryLocale) {
   error.AddParameter(L"least", (std::numeric_limits<std::int64_t>::min)());
   error.AddParameter(L"negative", -1);
   error.AddParameter(L"octet", std::uint8_t{65});
+  error.AddParameter(L"unscoped", kUnscoped);
+  error.AddParameter(L"atomic", std::atomic<std::uint32_t>(5));
   error.AddHexParameter(L"hresult", static_cast<std::int32_t>(0x80070005));
   error.AddHexParameter(L"octets", std::int8_t{-1});
   error.AddHexParameter(L"wide", 0xABCDEull);
   std::locale::global(before);
   EXPECT_THAT(
       error.GetParameters(),
-      ElementsAre(Pair(L"bytes", L"1099511627776"), Pair(L"errno", L"-2147483648"),
-                  Pair(L"hresult", L"0x80070005"), Pair(L"least", L"-9223372036854775808"),
-                  Pair(L"negative", L"-1"), Pair(L"octet", L"65"), Pair(L"octets", L"0xFF"),
+      ElementsAre(Pair(L"atomic", L"5"), Pair(L"bytes", L"1099511627776"),
+                  Pair(L"errno", L"-2147483648"), Pair(L"hresult", L"0x80070005"),
+                  Pair(L"least", L"-9223372036854775808"), Pair(L"negative", L"-1"),
+                  Pair(L"octet", L"65"), Pair(L"octets", L"0xFF"), Pair(L"unscoped", L"7"),
                   Pair(L"unsigned long", L"4294967295"), Pair(L"wide", L"0x00000000000ABCDE"),
                   Pair(L"winErrorCode", L"4294967295"), Pair(L"zero", L"0")));
 }
@@ -101,10 +108,10 @@ constexpr bool kIsParameter = requires(MError& error, const MRaiseSite& site, Va
   error.AddParameter(L"", value);
   RaiseError(site, L"", L"", value);
 };
-enum Unscoped { kUnscoped };
-static_assert(kIsParameter<long> && kIsParameter<unsigned long> && kIsParameter<const wchar_t*>);
+static_assert(kIsParameter<long> && kIsParameter<unsigned long> && kIsParameter<const wchar_t*> &&
+              kIsParameter<Unscoped>);
 static_assert(!kIsParameter<double> && !kIsParameter<bool> && !kIsParameter<char> &&
-                  !kIsParameter<wchar_t> && !kIsParameter<Unscoped>,
+                  !kIsParameter<wchar_t> && !kIsParameter<Scoped>,
               "what is passed is what is written");
 
 TEST(SystemErrorTest, SaysTheSystemsWordsWithoutWhatEndsThem) {
