@@ -50,8 +50,10 @@ class MCommandProcessor : public MEngineThread {
   /// Callbacks that run on the worker as it starts, before `Start` returns, and as it ends. An
   /// `MException` of the first makes `Start` fail, one of the second is recorded and swallowed.
   /// Only while there is no worker: raise "AlreadyRunning" otherwise.
+  ///@{
   void SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback);
   void SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback);
+  ///@}
 
   /// Number of places by which a push that finds the queue full makes it longer, 1 at first: each
   /// such push copies what is queued. A larger step is for a processor whose commands may pile up.

@@ -48,13 +48,17 @@ class IFilerTaggedRegistryBase {
   [[nodiscard]] std::uint32_t GetChangeStamp() const noexcept { return changeStamp_; }
 
  protected:
+  /// `applicationKey` is the key below the framework's own, several levels with `\` between them.
   IFilerTaggedRegistryBase(MRegistryRoot root, std::wstring applicationKey);
   ~IFilerTaggedRegistryBase();
 
   /// How one key is opened below another.
   using OpenOperation = Orvel::Detail::RegistryKey (*)(void* parent, const wchar_t* path);
+  ///@{
+  /// The ways to open one.
   static Orvel::Detail::RegistryKey OpenToRead(void* parent, const wchar_t* path);
   static Orvel::Detail::RegistryKey CreateToReadAndWrite(void* parent, const wchar_t* path);
+  ///@}
   /// `CreateToReadAndWrite`, to read only where that is refused.
   static Orvel::Detail::RegistryKey CreateToReadAtLeast(void* parent, const wchar_t* path);
 

@@ -25,6 +25,8 @@ class IInFilerTagged {
   IInFilerTagged& operator=(const IInFilerTagged&) = delete;
   virtual ~IInFilerTagged() = default;
 
+  ///@{
+  /// Reads the value of that kind under `tag` in the section that is open.
   virtual bool ReadString(const std::wstring& tag, std::wstring& value,
                           const std::wstring& defaultValue) = 0;
   virtual bool ReadChar(const std::wstring& tag, char& value, char defaultValue) = 0;
@@ -40,6 +42,7 @@ class IInFilerTagged {
   virtual bool ReadUnsignedInt(const std::wstring& tag, std::uint32_t& value,
                                std::uint32_t defaultValue) = 0;
   virtual bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) = 0;
+  ///@}
 
   /// Gives the number that this filer took when it last ended a section, from a count that goes up
   /// with every section that any filer of the store ends in this process; 0 before the first.

@@ -24,6 +24,8 @@ class IOutFilerTagged {
   IOutFilerTagged& operator=(const IOutFilerTagged&) = delete;
   virtual ~IOutFilerTagged() = default;
 
+  ///@{
+  /// Writes a value of that kind under `tag` into the section that is open.
   virtual bool WriteChar(const std::wstring& tag, char value) = 0;
   virtual bool WriteString(const std::wstring& tag, const std::wstring& value) = 0;
   virtual bool WriteDouble(const std::wstring& tag, double value) = 0;
@@ -34,6 +36,7 @@ class IOutFilerTagged {
   virtual bool WriteShort(const std::wstring& tag, std::int16_t value) = 0;
   virtual bool WriteUnsignedInt(const std::wstring& tag, std::uint32_t value) = 0;
   virtual bool WriteInt(const std::wstring& tag, std::int32_t value) = 0;
+  ///@}
 
   /// Opens a section; what is written until its end belongs to it.
   virtual bool BeginSection(const std::wstring& tag) = 0;

@@ -6,11 +6,13 @@
 
 /// An attribute that many elements have alike, put into words and checked when it is compiled, so
 /// that MXmlDocument::AddElement() has nothing but to copy it:
-/// `constexpr MXmlConstantAttribute kUnit(L"unit", L"mm");`
+///
+///     constexpr MXmlConstantAttribute kUnit(L"unit", L"mm");
 class MXmlConstantAttribute {
  public:
-  /// Does not compile unless the name is made of ASCII letters, digits and `-_.:`, the value has
-  /// none of `<>&'"`, and both together have at most 60 units.
+  /// Does not compile unless the name is made of ASCII letters, digits, hyphens, underscores,
+  /// full stops and colons, the value has no angle bracket, ampersand or quote, and both together
+  /// have at most 60 units.
   consteval MXmlConstantAttribute(std::wstring_view name, std::wstring_view value)
       : valueStart_(name.size() + 3), length_(valueStart_ + value.size() + 1) {
     if (name.empty() || length_ > kLongest) throw "empty or too long";
@@ -30,9 +32,11 @@ class MXmlConstantAttribute {
   /// As it stands in a tag, with the blank in front of it.
   [[nodiscard]] constexpr std::wstring_view GetText() const noexcept { return {text_, length_}; }
 
+  /// The attribute's name.
   [[nodiscard]] constexpr std::wstring_view GetName() const noexcept {
     return GetText().substr(1, valueStart_ - 3);
   }
+  /// The attribute's value, without quotes.
   [[nodiscard]] constexpr std::wstring_view GetValue() const noexcept {
     return GetText().substr(valueStart_, length_ - valueStart_ - 1);
   }

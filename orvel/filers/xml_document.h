@@ -33,13 +33,13 @@ struct MXmlPosition {
 /// Where a person looks for an offset. Both count from 1, the column in `wchar_t` units; a line
 /// ends with a line feed, a carriage return, or the two together.
 struct MXmlLineAndColumn {
-  std::size_t line = 1;
-  std::size_t column = 1;
+  std::size_t line = 1;    ///< from 1
+  std::size_t column = 1;  ///< from 1
 };
 
 /// One attribute of a tag.
 struct MXmlAttribute {
-  std::wstring name;
+  std::wstring name;   ///< as it stands in the tag
   std::wstring value;  ///< unescaped
 };
 
@@ -187,6 +187,7 @@ class MXmlDocument {
 
   // The current node.
 
+  /// The current position. The reference holds as long as the document and follows it.
   [[nodiscard]] const MXmlPosition& GetPosition() const noexcept { return position_; }
 
   /// Number of the current element; 0 when the current node is not an element.

@@ -32,6 +32,7 @@ concept TemporaryString = std::same_as<std::remove_const_t<T>, std::wstring>;
 /// Thread-compatible as far as the document is: its operations are const ones of the document.
 class MXmlElement {
  public:
+  /// The element of that number, which need not exist. Borrows the document.
   MXmlElement(const MXmlDocument& document, std::uint32_t number) noexcept
       : document_(&document), number_(number) {}
 
@@ -78,13 +79,17 @@ class MXmlChildren {
   /// A forward iterator whose elements are values. One at the end is equal to any other there.
   class Iterator {
    public:
+    ///@{
+    /// What the standard library wants to know of an iterator.
     using iterator_concept = std::forward_iterator_tag;
     using iterator_category = std::input_iterator_tag;
     using value_type = MXmlElement;
     using difference_type = std::ptrdiff_t;
     using pointer = void;
     using reference = MXmlElement;
+    ///@}
 
+    /// One at the end.
     Iterator() = default;
 
     /// The element at hand; there must be one.
@@ -93,12 +98,14 @@ class MXmlChildren {
     /// Goes to the next child; there must be one at hand, or one that was and is removed.
     Iterator& operator++() noexcept;
 
+    /// The same, and returns what was at hand before.
     Iterator operator++(int) noexcept {
       const Iterator before = *this;
       ++*this;
       return before;
     }
 
+    /// True at the same child, and when both are at the end.
     [[nodiscard]] friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a.number_ == b.number_;
     }
@@ -114,8 +121,11 @@ class MXmlChildren {
     std::uint32_t number_ = 0;  // 0 at the end
   };
 
+  ///@{
+  /// The first child, and the place behind the last one.
   [[nodiscard]] Iterator begin() const noexcept;
   [[nodiscard]] Iterator end() const noexcept { return {}; }
+  ///@}
 
   /// True when there is no such child.
   [[nodiscard]] bool empty() const noexcept { return begin() == end(); }

@@ -36,9 +36,9 @@ struct MXmlElementRecord {
   static constexpr std::uint32_t kErrorInside = 0x200000;  ///< an error was found inside it
   static constexpr std::uint32_t kIllFormed = 0x800000;  ///< record 0 only: errors in the document
 
-  static constexpr std::uint32_t kMaxStartTagLength = (1U << 22) - 1;
-  static constexpr std::uint32_t kMaxEndTagLength = (1U << 10) - 1;
-  static constexpr std::uint32_t kMaxLevel = 0xFFFF;
+  static constexpr std::uint32_t kMaxStartTagLength = (1U << 22) - 1;  ///< 22 bits
+  static constexpr std::uint32_t kMaxEndTagLength = (1U << 10) - 1;    ///< 10 bits
+  static constexpr std::uint32_t kMaxLevel = 0xFFFF;                   ///< 16 bits
 
   std::uint32_t start;            ///< offset of the element's `<`
   std::uint32_t length;           ///< from there to the end of the end tag
@@ -49,15 +49,19 @@ struct MXmlElementRecord {
   std::uint32_t nextSibling;      ///< 0 at the last one
   std::uint32_t previousSibling;  ///< at a first child, its parent's last child
 
+  /// From the `<` to behind the `>` of the start tag.
   [[nodiscard]] constexpr std::uint32_t GetStartTagLength() const noexcept {
     return tagLengths & kMaxStartTagLength;
   }
+  /// 0 without an end tag.
   [[nodiscard]] constexpr std::uint32_t GetEndTagLength() const noexcept {
     return tagLengths >> 22;
   }
+  /// 0 at the top level.
   [[nodiscard]] constexpr std::uint32_t GetLevel() const noexcept {
     return flagsAndLevel & kMaxLevel;
   }
+  /// True when one of the flags that `flag` is made of is set.
   [[nodiscard]] constexpr bool HasFlag(std::uint32_t flag) const noexcept {
     return (flagsAndLevel & flag) != 0;
   }

@@ -14,6 +14,7 @@ class MDynClassRecord {
   MDynClassRecord(const MDynClassRecord&) = delete;
   MDynClassRecord& operator=(const MDynClassRecord&) = delete;
 
+  /// The class's name, "MError" say.
   [[nodiscard]] constexpr const wchar_t* GetName() const noexcept { return name_; }
   /// Null for the root.
   [[nodiscard]] constexpr const MDynClassRecord* GetBase() const noexcept { return base_; }
@@ -33,6 +34,8 @@ class MDynClassRecord {
 /// Records of the framework's own classes. The five below `MError` name categories of error and
 /// have no class of their own: nothing but the record tells them from `MError`.
 namespace MClassRecords {
+///@{
+/// The record of the class of that name.
 inline constexpr MDynClassRecord kDynObject{L"MDynObject", nullptr};
 inline constexpr MDynClassRecord kError{L"MError", &kDynObject};
 inline constexpr MDynClassRecord kErrorOutOfMemory{L"MErrorOutOfMemory", &kError};
@@ -40,6 +43,7 @@ inline constexpr MDynClassRecord kErrorInternal{L"MErrorInternal", &kError};
 inline constexpr MDynClassRecord kErrorDivisionByZero{L"MErrorDivisionByZero", &kError};
 inline constexpr MDynClassRecord kErrorBadInput{L"MErrorBadInput", &kError};
 inline constexpr MDynClassRecord kErrorUserEscape{L"MErrorUserEscape", &kError};
+///@}
 }  // namespace MClassRecords
 
 /// Root of framework objects that know their class at run time and can be copied and created
@@ -56,8 +60,11 @@ class MDynObject {
 
  protected:
   MDynObject() = default;
+  ///@{
+  /// Copies what this class holds, for subclasses that can be copied.
   MDynObject(const MDynObject&) = default;
   MDynObject& operator=(const MDynObject&) = default;
+  ///@}
 
   /// 1 in a new object, copied with it; reserved for subclasses, no operation interprets it.
   std::int32_t reserved_ = 1;

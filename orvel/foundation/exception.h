@@ -16,6 +16,7 @@
 /// Thread-compatible.
 class MException : public std::exception {
  public:
+  /// The errors of a chain, oldest first.
   using ErrorList = std::vector<std::unique_ptr<MError>>;
 
   /// An empty chain.
@@ -25,7 +26,9 @@ class MException : public std::exception {
   explicit MException(const MError& error);
   /// Clones every error; null entries are left out.
   MException(const MException& other);
+  /// Takes the errors over; the other chain is empty afterwards.
   MException(MException&& other) noexcept = default;
+  /// Replaces the chain by the errors of `other`, which is copied or moved into the parameter.
   MException& operator=(MException other) noexcept;
   ~MException() override = default;
 
@@ -59,6 +62,7 @@ class MException : public std::exception {
   /// Always "Unknown exception", in every runtime: the text of a failure is in the chain.
   [[nodiscard]] const char* what() const noexcept override;
 
+  /// Exchanges the two chains.
   void Swap(MException& other) noexcept { errors_.swap(other.errors_); }
 
  private:
@@ -72,9 +76,10 @@ class MException : public std::exception {
                              const wchar_t* parameterName, std::wstring value);
 /// Raises an `MException` of one error with one number of any width, written as
 /// `MError::AddParameter` writes it.
-template <Orvel::Detail::WholeNumber Number>
+template <class Number>
+requires Orvel::Detail::WholeNumber<Number> || Orvel::Detail::BecomesNumber<Number>
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
-                             const wchar_t* parameterName, Number value) {
+                             const wchar_t* parameterName, const Number& value) {
   MError error(site, errorName);
   error.AddParameter(parameterName, value);
   throw MException(error);

@@ -7,6 +7,6 @@ class IOutFilerTagged;
 /// A tagged reader, a tagged writer, or both, as errors and exceptions take them: elements are
 /// opened and closed in every member that is there. Borrows its members.
 struct MFilerPair {
-  IInFilerTagged* in = nullptr;
-  IOutFilerTagged* out = nullptr;
+  IInFilerTagged* in = nullptr;    ///< the reader, null for none
+  IOutFilerTagged* out = nullptr;  ///< the writer, null for none
 };

@@ -17,14 +17,18 @@ class MLocale {
   /// "C" locale, whatever the global locale is.
   class DecimalSeparatorOnly : public std::numpunct<wchar_t> {
    public:
+    /// A facet with the given decimal point.
     explicit DecimalSeparatorOnly(wchar_t decimalPoint) : decimalPoint_(decimalPoint) {}
 
    protected:
+    ///@{
+    /// The decimal point given, no grouping, and the "C" locale's other words.
     [[nodiscard]] char_type do_decimal_point() const override { return decimalPoint_; }
     [[nodiscard]] char_type do_thousands_sep() const override { return L','; }
     [[nodiscard]] std::string do_grouping() const override { return {}; }
     [[nodiscard]] string_type do_truename() const override { return L"true"; }
     [[nodiscard]] string_type do_falsename() const override { return L"false"; }
+    ///@}
 
    private:
     const wchar_t decimalPoint_;

@@ -29,10 +29,13 @@ class MSourceContext : public MFlowPoint {
   /// member functions.
   MRaiseSite At(std::int32_t line, const void* object) noexcept;
 
+  ///@{
+  /// Stores one part of the site that the context stands for when it serves as one by itself.
   void SetLine(std::int32_t line) noexcept { line_.store(line, std::memory_order_relaxed); }
   void SetObject(const void* object) noexcept {
     object_.store(FlowObject(object), std::memory_order_relaxed);
   }
+  ///@}
   /// The line last stored, by whichever thread; -1 before the first.
   [[nodiscard]] std::int32_t GetLine() const noexcept {
     return line_.load(std::memory_order_relaxed);
@@ -58,12 +61,16 @@ class MRaiseSite {
       : MRaiseSite(
             context, context.GetLine(),
             reinterpret_cast<const void*>(static_cast<std::uintptr_t>(context.GetObjectValue()))) {}
+  /// The site with this line and object, whatever is stored in `context`.
   MRaiseSite(const MSourceContext& context, std::int32_t line, const void* object) noexcept
       : context_(context), line_(line), object_(object) {}
 
+  ///@{
+  /// What the site was built of.
   [[nodiscard]] const MSourceContext& GetContext() const noexcept { return context_; }
   [[nodiscard]] std::int32_t GetLine() const noexcept { return line_; }
   [[nodiscard]] const void* GetObjectAddress() const noexcept { return object_; }
+  ///@}
 
  private:
   const MSourceContext& context_;

@@ -54,6 +54,7 @@ class MFlowLoggerImplementation {
   /// A difference of performance counters as seconds with six decimals, cut off, not rounded.
   [[nodiscard]] std::string FormatTime(std::int64_t ticks) const;
 
+  ///@{
   /// Registration of names; see `MDiagnosticsRegistry`.
   void NameLabel(std::int32_t id, const wchar_t* name) noexcept { labels_.Add(id, name); }
   void NameObject(std::uint64_t object, const wchar_t* name) noexcept {
@@ -68,6 +69,7 @@ class MFlowLoggerImplementation {
   void NameMessage(std::int32_t id, const wchar_t* name) noexcept {
     stateAndMessageNames_.Add(id, name);
   }
+  ///@}
 
   /// Gives `other` every name known here; names that it already has stay. `other` is not this
   /// object. Two loggers may copy into each other at once.

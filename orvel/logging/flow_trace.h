@@ -20,8 +20,11 @@ class MFlowPoint {
   /// null counts as empty.
   MFlowPoint(const wchar_t* className, const wchar_t* functionName) noexcept;
 
+  ///@{
+  /// The names that the point was built with; never null.
   [[nodiscard]] const wchar_t* ClassText() const noexcept { return className_; }
   [[nodiscard]] const wchar_t* FunctionText() const noexcept { return functionName_; }
+  ///@}
 
   /// Records an event of `kind` at this point, concerning `object` (null: none).
   void Record(MFlowEvent kind, const void* object, std::int32_t arg1 = 0,

@@ -57,6 +57,7 @@ struct RegistryKeyPolicy {
 template <class Policy>
 class MUniqueHandle {
  public:
+  /// The type of what is owned, `void*` for all of the system's.
   using Handle = typename Policy::Handle;
 
   /// An empty owner.

@@ -23,6 +23,7 @@ class MCallbackFunctor {
 template <class T>
 class MCallbackFunctorImp final : public MCallbackFunctor {
  public:
+  /// Calls `memberFunction` of `object`, neither of which may be null.
   MCallbackFunctorImp(T* object, void (T::*memberFunction)()) noexcept
       : object_(object), memberFunction_(memberFunction) {}
 

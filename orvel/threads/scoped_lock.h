@@ -12,6 +12,7 @@
 /// Thread-affine, like any local; both arguments are borrowed.
 class [[nodiscard]] ORVEL_SCOPED_CAPABILITY MScopedLock {
  public:
+  /// Waits for the mutex, which may be null, and counts `depth` up.
   MScopedLock(const std::unique_ptr<MMutexImp>& mutex, std::int32_t& depth)
       ORVEL_ACQUIRE(*mutex) ORVEL_NO_THREAD_SAFETY_ANALYSIS : mutex_(mutex.get()),
                                                               depth_(depth) {

@@ -134,6 +134,7 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
 
   void* GetEvent() override { return notEmpty_.Get(); }
 
+  /// See `MThreadSafeFifoOutput::Push`.
   void Push(R item) override {
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == capacity_) Grow();

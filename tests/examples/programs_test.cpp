@@ -18,6 +18,7 @@ namespace {
 using namespace Orvel::Testing;
 using Orvel::Detail::KernelHandle;
 using testing::_;
+using testing::AllOf;
 using testing::Each;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -63,6 +64,23 @@ TEST(HelloWorkerTest, PrintsTheResultAndTheErrorThatItsWorkerMet) {
   EXPECT_THAT(run.output + run.error, MatchesRegex("\\d+ drives\r?\n"));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
+}
+
+TEST(QuickStartTest, ReportsResultsAndErrorsAndDumpsTheFlowLog) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"two", "a\nb\n");
+  const std::wstring report = folder.Expect(L"quick_start.xml");
+  const std::wstring log = folder.Expect(L"quick_start.flow.log");
+  const std::filesystem::path folderBefore = std::filesystem::current_path();
+  const std::filesystem::path program = std::filesystem::absolute(QUICK_START_EXE);
+  std::filesystem::current_path(folder.GetPath());
+  const ProgramRun run = RunProgram(program, {L"two", L"none"});
+  std::filesystem::current_path(folderBefore);
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.error, StartsWith("none: QuickStart.CountLines:CannotOpen (winErrorCode = 2)"));
+  EXPECT_THAT(ReadWholeFile(report),
+              AllOf(HasSubstr("<Lines type=\"string\">2</Lines>"), HasSubstr("CannotOpen</Code>")));
+  EXPECT_THAT(ReadWholeFile(log), HasSubstr("Root_error CannotOpen in_class QuickStart"));
 }
 
 /// Runs the program with settings that are not the user's own.
