@@ -14,6 +14,7 @@
 #include "folder_audit/audit_comparison.h"
 #include "folder_audit/audit_file.h"
 #include "folder_audit/console_interrupt.h"
+#include "folder_audit/crash.h"
 #include "folder_audit/error_text.h"
 #include "folder_audit/exit_code.h"
 #include "folder_audit/flow_log_file.h"
@@ -24,6 +25,7 @@
 #include "folder_audit/settings.h"
 #include "folder_audit/terminal_writer.h"
 #include "folder_audit/text_output.h"
+#include "orvel/diagnostics/crash_reporter.h"
 #include "orvel/logging/flow_log.h"
 
 namespace {
@@ -64,6 +66,7 @@ ExitCode RunAudit(const Options& options, TextOutput& output, TextOutput& error)
   if (!options.saveFile.empty()) RequireSavable(options.saveFile);
   Audit audit(options, report, WatchConsoleInterrupt());
   const AuditResult result = audit.Run();
+  if (!options.crashKind.empty()) Crash(options.crashKind);
   report.PrintSummary(result);
   if (!result.interrupted && !options.saveFile.empty()) {
     SaveAudit(options.saveFile, folder, result.entries);
@@ -113,6 +116,11 @@ ExitCode Main(std::span<const wchar_t* const> arguments) {
   const std::optional<Options> options = ParseOptions(arguments, problem);
   if (!options) return TellUsage(error, problem);
   return TellFailure(error, [&] {
+    std::optional<MCrashReporter> crashReporter;
+    const CrashLines crashLines(options->folder);
+    if (!options->crashReportsFolder.empty()) {
+      crashReporter.emplace(MCrashReporterOptions{.folder = options->crashReportsFolder});
+    }
     if (options->showsHelp) {
       output.Write(HelpText());
       return ExitCode::kAllRead;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <thread>
 
+#include "folder_audit/crash.h"
+
 namespace FolderAudit {
 namespace {
 
@@ -61,7 +63,8 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
     } else if (argument == L"--settings") {
       options.showsSettings = true;
     } else if (argument == L"--flow-log" || argument == L"--skip" || argument == L"--save" ||
-               argument == L"--compare" || argument == L"--settings-key" || argument == L"--jobs") {
+               argument == L"--compare" || argument == L"--settings-key" || argument == L"--jobs" ||
+               argument == L"--crash-reports" || argument == L"--crash") {
       if (i + 1 == arguments.size() || *arguments[i + 1] == L'\0') {
         problem = std::wstring(argument) + L" needs a value after it";
         return std::nullopt;
@@ -75,6 +78,14 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
         options.compareFile = value;
       } else if (argument == L"--settings-key") {
         options.settingsKey = value;
+      } else if (argument == L"--crash-reports") {
+        options.crashReportsFolder = value;
+      } else if (argument == L"--crash") {  // for tests and the demo, so not in the help
+        options.crashKind = value;
+        if (!IsCrashKind(options.crashKind)) {
+          problem = L"no such crash: " + options.crashKind;
+          return std::nullopt;
+        }
       } else if (argument == L"--jobs") {
         options.jobs = ParseJobs(value);
         if (options.jobs == 0) {
@@ -110,6 +121,9 @@ Usage: folder_audit [OPTION...] FOLDER
   --jobs N            hash N files at a time, 1 to 64; as many as the machine has
                       cores unless given
   --flow-log FILE     write the flow log of the run to FILE
+  --crash-reports FOLDER
+                      should the program crash, leave a report, a minidump and the
+                      flow log in FOLDER, which keeps those of the last ten times
   --settings          print what is kept from earlier audits, and audit nothing
   --settings-key KEY  keep that in the registry under KEY, not FolderAudit
   --help              print this text

@@ -18,6 +18,8 @@ struct Options {
   std::wstring compareFile;                   ///< empty: the audit is not compared
   std::vector<std::wstring> skippedNames;     ///< folders of these names are left out
   std::wstring settingsKey = L"FolderAudit";  ///< registry key below the framework's
+  std::wstring crashReportsFolder;            ///< empty: a crash leaves no report
+  std::wstring crashKind;                     ///< not empty: how to crash at the end of the audit
   std::size_t jobs = 1;                       ///< files hashed at the same time
   bool listsHashes = false;
   bool showsSettings = false;  ///< nothing is audited then

@@ -14,8 +14,8 @@ class CrashReporterState;
 
 /// What an `MCrashReporter` writes, and where.
 struct MCrashReporterOptions {
-  std::wstring folder;         ///< is created when it is missing; relative to the current folder
-  std::wstring programName;    ///< first part of the files' names; empty: the name of the .exe
+  std::wstring folder{};       ///< is created when it is missing; relative to the current folder
+  std::wstring programName{};  ///< first part of the files' names; empty: the name of the .exe
   bool writesFlowLog = true;   ///< also the file that ends in ".flow.log"
   bool writesMiniDump = true;  ///< also the file that ends in ".dmp"
   /// Reports of this program that stay in the folder, the newest ones; 0: all.

@@ -30,6 +30,8 @@ constinit Place<LPTOP_LEVEL_EXCEPTION_FILTER> filterPlace;
 constinit Place<std::terminate_handler> terminatePlace;
 constinit Place<SignalHandler> abortPlace;
 constinit Place<_invalid_parameter_handler> parameterPlace;
+// Whether the process has gone on after one.
+constinit std::atomic<bool> parametersAreHarmless{false};
 
 void TellCrash(const CrashSite& site) noexcept {
   if (const auto hook = onCrash.load(std::memory_order_acquire)) hook(site);
@@ -126,7 +128,9 @@ void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
                         unsigned line, std::uintptr_t reserved) {
   StandInException exception;
   ::RtlCaptureContext(&exception.context);
-  exception.Tell(CrashKind::kInvalidParameter);
+  if (!parametersAreHarmless.load(std::memory_order_relaxed)) {
+    exception.Tell(CrashKind::kInvalidParameter);
+  }
   if (const auto previous = parameterPlace.previous.load(std::memory_order_relaxed)) {
     previous(expression, function, file, line, reserved);
   } else {
@@ -135,6 +139,7 @@ void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
     ::_invalid_parameter_noinfo_noreturn();
 #endif
   }
+  parametersAreHarmless.store(true, std::memory_order_relaxed);
   TellSurvived();
 }
 

@@ -238,6 +238,29 @@ TEST(FolderAuditTest, ReportsWhatIsLockedAndGoesOnAndTellsItInTheFlowLogWithEver
                    "Destruction  at Audit::~Audit of Audit on Main thread"}));
 }
 
+TEST(FolderAuditTest, LeavesAReportWhenItCrashes) {
+  TemporaryFolder folder;
+  folder.WriteFile(L"abc", "abc");
+  const std::filesystem::path reports = std::filesystem::path(folder.GetPath()) / L"reports";
+  for (const wchar_t* kind : {L"error", L"access"}) {
+    const ProgramRun run =
+        RunAudit({L"--crash-reports", reports.wstring(), L"--crash", kind, folder.GetPath()});
+    EXPECT_NE(run.exitCode, 0);
+  }
+  std::string texts;
+  std::set<std::string> endings;
+  for (const auto& file : std::filesystem::directory_iterator(reports)) {
+    endings.insert(file.path().extension().string());
+    if (file.path().extension() == ".txt") texts += ReadWholeFile(file.path().wstring());
+  }
+  std::filesystem::remove_all(reports);
+  EXPECT_THAT(endings, testing::ElementsAre(".dmp", ".log", ".txt"));
+  EXPECT_THAT(texts, HasSubstr("oldest cause first\n  Crash.LetAnErrorEscape:NobodyCatches\n"
+                               "Added by the application:\n  Folder: " +
+                               Utf8(folder.GetPath()) + "\nEnd of the report\n"));
+  EXPECT_THAT(texts, HasSubstr("\nWhat: unhandled exception, 0xC0000005"));
+}
+
 TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
   const TemporaryFolder folder;
   const std::wstring& path = folder.GetPath();
@@ -255,6 +278,7 @@ TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
       {{L"a", L"b"}, 2, "--help"},
       {{L"--settings", L"."}, 2, "--help"},
       {{L".", L"--jobs", L"0"}, 2, "--jobs needs a number from 1 to 64"},
+      {{L".", L"--crash", L"x"}, 2, "no such crash: x"},
       {{path + L"\\none"}, 4, "CannotListFolder (folder = "},
       {{path, L"--flow-log", path + L"\\none\\log"},
        4,

@@ -86,6 +86,11 @@ def main():
                  if event["name" if "name" in event else "ph"] == "thread_name"}
         assert "Main thread" in names and any("MCommandProcessor" in name for name in names), names
 
+        run(audit, "--crash-reports", "reports", "--crash", "abort", "files", code=3)
+        [crashed] = (folder / "reports").glob("*.flow.log")
+        crashed = crashed.read_text(encoding="latin-1")
+        check_trace(trace_of(crashed), crashed)
+
         ring = flow_dump.full_ring()
         trace = trace_of(ring)
         assert len(check_trace(trace, ring)) > 100
