@@ -168,6 +168,9 @@ void SaveAudit(const std::wstring& file, const std::wstring& folder,
   if (!isWritten || !filer.EndSection() || !filer.SaveFile(file)) {
     MError error(context.At(__LINE__, nullptr), L"CannotSave");
     error.AddParameter(L"file", file);
+    if (const std::wstring reason = filer.GetFailure().GetText(); !reason.empty()) {
+      error.AddParameter(L"reason", reason);
+    }
     throw MException(error);
   }
 }
@@ -188,8 +191,8 @@ StoredAudit LoadAudit(const std::wstring& file) {
   if (!isRead) {
     MError error(context.At(__LINE__, nullptr), L"CannotLoad");
     error.AddParameter(L"file", file);
-    if (!filer->GetErrorText().empty()) {
-      error.AddParameter(L"reason", filer->GetErrorText());
+    if (const std::wstring reason = filer->GetFailure().GetText(); !reason.empty()) {
+      error.AddParameter(L"reason", reason);
     } else if (!audit.entries.empty()) {
       error.AddParameter(L"reason",
                          L"entry " + std::to_wstring(audit.entries.size()) + L" makes no sense");

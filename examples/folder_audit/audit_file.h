@@ -21,7 +21,7 @@ void RequireSavable(const std::wstring& file);
 /// Stores an audit of `folder`, a full path, as tagged XML, a section for each entry, with the
 /// whole chain of an entry's error. A file that is there is replaced in one step when everything is
 /// on disk. Names that are no valid Unicode come back as they were; in errors they have U+FFFD in
-/// the bad places. Raises "CannotSave" ("file").
+/// the bad places. Raises "CannotSave" ("file", "reason").
 void SaveAudit(const std::wstring& file, const std::wstring& folder,
                const std::vector<AuditEntry>& entries);
 

@@ -3,24 +3,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cwchar>
 
-#include "folder_audit/windows_api.h"
+#include "orvel/foundation/system_error.h"
 
 namespace FolderAudit {
 namespace {
-
-std::wstring SystemText(const std::wstring& winErrorCode) {
-  std::array<wchar_t, 512> buffer{};
-  const DWORD code = std::wcstoul(winErrorCode.c_str(), nullptr, 10);
-  const DWORD length = ::FormatMessageW(
-      FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
-      nullptr, code, 0, buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
-  std::wstring text(buffer.data(), length);
-  while (!text.empty() && (text.back() == L' ' || text.back() == L'.')) text.pop_back();
-  return text;
-}
 
 /// The C runtime's words for an error number.
 std::wstring ErrnoText(const std::wstring& errnoCode) {
@@ -37,7 +27,7 @@ std::wstring DescribeCause(const MException& exception) {
   if (!exception.GetErrors().empty() && exception.GetErrors().front() != nullptr) {
     const MError& cause = *exception.GetErrors().front();
     if (const std::wstring* const code = cause.FindParameter(L"winErrorCode")) {
-      text = SystemText(*code);
+      text = SystemErrorText(static_cast<std::uint32_t>(std::wcstoul(code->c_str(), nullptr, 10)));
     } else if (const std::wstring* const number = cause.FindParameter(L"errno")) {
       text = ErrnoText(*number);
     }

@@ -12,6 +12,7 @@
 
 #include "orvel/filers/utf8.h"
 #include "orvel/foundation/decimal_text.h"
+#include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -26,27 +27,6 @@ MXmlFailure SystemFailure(MXmlStep step, DWORD code) { return {step, code, {}}; 
 MXmlFailure TextFailure(MXmlStep step, const wchar_t* what, std::size_t offset) {
   return {step, 0, what + DecimalText(offset)};
 }
-
-/// Owner of an open file; closes it at the end.
-class File {
- public:
-  explicit File(HANDLE handle) noexcept : handle_(handle) {}
-  File(File&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
-  File& operator=(File&& other) noexcept {
-    File incoming(std::move(other));
-    std::swap(handle_, incoming.handle_);
-    return *this;
-  }
-  ~File() {
-    if (IsOpen()) ::CloseHandle(handle_);
-  }
-
-  [[nodiscard]] bool IsOpen() const noexcept { return handle_ != INVALID_HANDLE_VALUE; }
-  [[nodiscard]] HANDLE Get() const noexcept { return handle_; }
-
- private:
-  HANDLE handle_;
-};
 
 /// What a file that is replaced hands on to its successor.
 struct Target {
@@ -85,10 +65,11 @@ std::vector<std::byte> AccessRights(HANDLE file) {
 DWORD FindTarget(const std::wstring& path, Target& target) {
   constexpr DWORD kLook = FILE_READ_ATTRIBUTES | READ_CONTROL;
   const auto open = [&path](DWORD access) {
-    return File(::CreateFileW(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+    return MFileHandle(
+        ::CreateFileW(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
   };
-  File file = open(kLook | FILE_WRITE_DATA);
-  if (!file.IsOpen()) {
+  MFileHandle file = open(kLook | FILE_WRITE_DATA);
+  if (!file) {
     DWORD code = ::GetLastError();
     if (code == ERROR_FILE_NOT_FOUND) {
       // A link that leads nowhere is there all the same, and would be what is replaced.
@@ -99,7 +80,7 @@ DWORD FindTarget(const std::wstring& path, Target& target) {
     if (code != ERROR_SHARING_VIOLATION) return code;
     file = open(kLook);  // this never conflicts with another program's use
     code = ::GetLastError();
-    if (!file.IsOpen()) return code;
+    if (!file) return code;
   }
   BY_HANDLE_FILE_INFORMATION information{};
   if (::GetFileInformationByHandle(file.Get(), &information) == FALSE) return ::GetLastError();
@@ -126,12 +107,12 @@ class NewFile {
  public:
   /// Creates the file; GetCreationCode() says why it could not be.
   NewFile(const std::wstring& path, const Target& target) noexcept : file_(Create(path, target)) {
-    if (!file_.IsOpen()) creationCode_ = ::GetLastError();
+    if (!file_) creationCode_ = ::GetLastError();
   }
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile() {
-    if (isKept_ || !file_.IsOpen()) return;
+    if (isKept_ || !file_) return;
     FILE_DISPOSITION_INFO disposition{};
     disposition.DeleteFile = TRUE;
     ::SetFileInformationByHandle(file_.Get(), FileDispositionInfo, &disposition,
@@ -181,7 +162,7 @@ class NewFile {
   }
 
  private:
-  static File Create(const std::wstring& path, const Target& target) noexcept {
+  static MFileHandle Create(const std::wstring& path, const Target& target) noexcept {
     constexpr DWORD kKept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
                             FILE_ATTRIBUTE_NOT_CONTENT_INDEXED | FILE_ATTRIBUTE_ENCRYPTED;
     const DWORD attributes = target.attributes & kKept;
@@ -189,13 +170,13 @@ class NewFile {
     SECURITY_ATTRIBUTES security{};
     security.nLength = sizeof security;
     security.lpSecurityDescriptor = const_cast<std::byte*>(target.accessRights.data());
-    return File(::CreateFileW(
+    return MFileHandle(::CreateFileW(
         path.c_str(), GENERIC_WRITE | DELETE, 0, target.accessRights.empty() ? nullptr : &security,
         CREATE_NEW,
         FILE_FLAG_WRITE_THROUGH | (attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL), nullptr));
   }
 
-  File file_;
+  MFileHandle file_;
   DWORD creationCode_ = NO_ERROR;
   bool isKept_ = false;
 };
@@ -218,9 +199,9 @@ std::wstring MakeTemporaryPath(const std::wstring& path) {
 }  // namespace
 
 MXmlFailure ReadTextFile(const std::wstring& path, std::size_t maxBytes, std::wstring& text) {
-  const File file(::CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
-                                FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-  if (!file.IsOpen()) return SystemFailure(MXmlStep::kOpen, ::GetLastError());
+  const MFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr,
+                                       OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (!file) return SystemFailure(MXmlStep::kOpen, ::GetLastError());
   LARGE_INTEGER size{};
   if (::GetFileSizeEx(file.Get(), &size) == FALSE)
     return SystemFailure(MXmlStep::kRead, ::GetLastError());

@@ -161,7 +161,7 @@ TEST(AuditFileTest, WhatIsNoAuditIsAnErrorThatSaysWhere) {
     EXPECT_THAT(loadError(name), HasSubstr("reason=entry 1 makes no sense]"));
   }
   EXPECT_THAT(loadError(L"missing"),
-              AllOf(HasSubstr("reason=File cannot be read]"), Not(HasSubstr("line="))));
+              AllOf(HasSubstr("reason=Cannot open: "), Not(HasSubstr("line="))));
   const std::wstring nowhere = folder.Extended(L"no folder\\audit.xml");
   EXPECT_THROW(SaveAudit(nowhere, {}, {}), MException);
   EXPECT_THAT(ErrorOf([&] { RequireSavable(nowhere); }), HasSubstr("winErrorCode=3]"));
