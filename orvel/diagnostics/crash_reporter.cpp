@@ -67,6 +67,8 @@ class CrashReporterState {
 
 namespace {
 
+constexpr std::chrono::milliseconds kLongestLimit = std::chrono::hours(1);
+
 // Sequentially consistent: either the destructor sees the user or the user sees no reporter.
 constinit std::atomic<CrashReporterState*> current{nullptr};
 constinit std::atomic<std::uint32_t> users{0};
@@ -91,7 +93,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
                                        const MCrashReporterOptions& options, KernelHandle&& marker)
     : folder_(std::move(folder)),
       writer_(folder_, std::move(programPath), options.writesFlowLog, options.writesMiniDump),
-      timeLimit_(options.timeLimit),
+      timeLimit_((std::clamp)(options.timeLimit, std::chrono::milliseconds(0), kLongestLimit)),
       marker_(std::move(marker)),
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),

@@ -20,7 +20,7 @@ struct MCrashReporterOptions {
   bool writesMiniDump = true;  ///< also the file that ends in ".dmp"
   /// Reports of this program that stay in the folder, the newest ones; 0: all.
   std::size_t reportsKept = 10;
-  /// A crashed thread waits for its report no longer than this.
+  /// A crashed thread waits for its report no longer than this; an hour at most.
   std::chrono::milliseconds timeLimit{8000};
 };
 

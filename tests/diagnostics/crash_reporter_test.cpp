@@ -14,6 +14,7 @@
 #include <regex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "orvel/platform/kernel_handle.h"
@@ -193,17 +194,30 @@ TEST_F(CrashReporterTest, EveryDeathLeavesAReportAndTheExitCodeThatItHasWithout)
 TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
   const DWORD code = Crash("access");
   const DWORD start = ::GetTickCount();
-  for (const char* mode : {"full", "refused", "removed"}) {
-    SCOPED_TRACE(mode);
-    EXPECT_EQ(Crash("access", mode, folder_), code);
+  const std::pair<const char*, const char*> crashes[] = {{"access", "full"},
+                                                         {"access", "refused"},
+                                                         {"access", "removed"},
+                                                         {"access", "stuck"},
+                                                         {"heap", "stuck"}};
+  for (const auto& [kind, mode] : crashes) {
+    SCOPED_TRACE(std::string(kind) + ", " + mode);
+    EXPECT_EQ(Crash(kind, mode, folder_), code);
     if (std::filesystem::is_directory(folder_)) {
-      EXPECT_THAT(Read(".txt"), testing::Each(IsEmpty()));
+      EXPECT_THAT(Read(".txt"), testing::Each(Not(HasSubstr("End of the report"))));
     }
     std::filesystem::remove_all(folder_);
   }
   EXPECT_LT(::GetTickCount() - start, 30'000u);
   EXPECT_EQ(Crash("access", "gone", folder_), code);
   EXPECT_THAT(ReadReport(), Not(IsEmpty())) << "the folder is made anew";
+}
+
+TEST_F(CrashReporterTest, ReportsACrashAlsoAfterOneThatTheProcessSurvived) {
+  Crash("parameter, then access", "lenient", folder_);
+  std::vector<std::string> texts = Read(".txt");
+  std::sort(texts.begin(), texts.end());
+  EXPECT_THAT(texts, ElementsAre(HasSubstr("What: invalid parameter"), HasSubstr("0xC0000005")));
+  EXPECT_THAT(texts, testing::Each(EndsWith("End of the report\n")));
 }
 
 TEST_F(CrashReporterTest, KeepsTheNewestReportsOfItsProgramAndNothingElsesFiles) {

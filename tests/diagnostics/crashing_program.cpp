@@ -106,6 +106,11 @@ void CrashWhileAnotherThreadDumps() {
   WriteNowhere();
 }
 
+void CrashWithTheHeapLocked() {
+  ::HeapLock(::GetProcessHeap());
+  WriteNowhere();
+}
+
 void CrashTwice() {
   static Latch start{2};
   const auto crash = [] {
@@ -129,13 +134,18 @@ class Handler final : public ICrashHandler {
   std::function<void()> end_;
 };
 
+struct UsedHandler {
+  explicit UsedHandler(std::function<void()> end) : handler(std::move(end)) {}
+  Handler handler;
+  MCrashHandlerRegistration use{handler};
+};
+
 /// Handlers that fail in each way, and one behind them.
 struct FailingHandlers {
-  Handler raises{[] { RaiseChain(); }};
-  Handler crashes{[] { WriteNowhere(); }};
-  Handler aborts{[] { ::abort(); }};
-  Handler succeeds{[] {}};
-  MCrashHandlerRegistration first{raises}, second{crashes}, third{aborts}, fourth{succeeds};
+  UsedHandler raises{[] { RaiseChain(); }};
+  UsedHandler crashes{[] { WriteNowhere(); }};
+  UsedHandler aborts{[] { ::abort(); }};
+  UsedHandler succeeds{[] {}};
 };
 
 BOOL WINAPI RefuseToWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
@@ -183,6 +193,13 @@ const std::map<std::string, std::function<void()>> kCrashes = {
     {"parameter", PassInvalidParameter},
     {"dump", CrashWhileAnotherThreadDumps},
     {"twice", CrashTwice},
+    {"heap", CrashWithTheHeapLocked},
+    {"parameter, then access",
+     [] {
+       PassInvalidParameter();
+       PassInvalidParameter();
+       WriteNowhere();
+     }},
 };
 
 }  // namespace
@@ -193,16 +210,22 @@ int main(int argc, char** argv) {
   const std::string mode = argc > 2 ? argv[2] : "";
   const std::string folder = argc > 3 ? argv[3] : "";
   if (mode == "own handlers") InstallOwnHandlers();
+  if (mode == "lenient") {
+    ::_set_invalid_parameter_handler(
+        [](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {});
+  }
   std::optional<MCrashReporter> reporter;
   std::optional<FailingHandlers> handlers;
+  std::optional<UsedHandler> waiting;
   if (!folder.empty()) {
     MCrashReporterOptions options;
     options.folder = std::filesystem::path(folder).wstring();
     options.programName = L"crash";
     // Where a report has to be whole, a machine that is busy is to make no difference.
-    if (mode != "stuck") options.timeLimit = std::chrono::minutes(2);
+    options.timeLimit = std::chrono::seconds(mode == "stuck" ? 1 : 120);
     reporter.emplace(options);
     if (mode == "failing handlers") handlers.emplace();
+    if (mode == "stuck") waiting.emplace([] { ::Sleep(INFINITE); });
     if (mode == "gone" || mode == "refused") std::filesystem::remove_all(options.folder);
     if (mode == "refused") std::ofstream(std::filesystem::path(options.folder)) << "a file";
     if (mode == "full") FillDisk();

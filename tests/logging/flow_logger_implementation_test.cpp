@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <functional>
 #include <iomanip>
 #include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "orvel/logging/event_codes.h"
@@ -170,6 +172,43 @@ TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingO
       EXPECT_THAT(Dump(logger), SizeIs(1)) << "recording is on again";
     }
   }
+}
+
+/// Calls what it was given when the first character is written to it.
+class CallOnWrite : public std::streambuf {
+ public:
+  explicit CallOnWrite(std::function<void()> call) : call_(std::move(call)) {}
+
+ protected:
+  int overflow(int character) override {
+    if (const auto call = std::exchange(call_, nullptr)) call();
+    return character;
+  }
+
+ private:
+  std::function<void()> call_;
+};
+
+TEST(MFlowLoggerImplementationTest, DumpForCrashWaitsForNoDumpAndTakesNothingFromOne) {
+  MFlowLoggerImplementation logger;
+  RecordUpdates(logger, 3);
+  std::ostringstream duringDump;
+  MFlowLoggerImplementation::CrashDumpGaps gaps;
+  CallOnWrite buffer([&] {
+    std::thread([&] { gaps = logger.DumpForCrash(duringDump, 1); }).join();
+    EXPECT_TRUE(gaps.order);
+    EXPECT_FALSE(gaps.names || gaps.rest);
+  });
+  std::ostream stream(&buffer);
+  logger.Dump(stream);
+  EXPECT_THAT(ReadFlowDump(duringDump.str()), SizeIs(3));
+
+  RecordUpdates(logger, 2);
+  std::ostringstream alone;
+  EXPECT_FALSE(logger.DumpForCrash(alone, 1).order);
+  EXPECT_THAT(ReadFlowDump(alone.str()), SizeIs(2));
+  RecordUpdates(logger, 1);
+  EXPECT_THAT(Dump(logger), SizeIs(1)) << "recording goes on";
 }
 
 TEST(MFlowLoggerImplementationTest, FullRingIsDumpedFromItsOldestRecord) {
