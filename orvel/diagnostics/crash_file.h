@@ -44,7 +44,7 @@ class CrashFile final : public std::streambuf {
  private:
   KernelHandle handle_;
   std::uint32_t error_ = 0;
-  std::array<char, 16 * 1024> buffer_;
+  std::array<char, 0x4000> buffer_{};
 };
 
 }  // namespace Orvel::Detail

@@ -44,12 +44,11 @@ void TellSurvived() noexcept {
 /// Stands for the exception that a crash of another kind does not have. Its context is to be
 /// captured in the handler itself, so that the one who called it comes next on the stack.
 struct StandInException {
-  CONTEXT context;
-  EXCEPTION_RECORD record;
-  EXCEPTION_POINTERS pointers;
+  CONTEXT context{};
+  EXCEPTION_RECORD record{};
+  EXCEPTION_POINTERS pointers{};
 
   void Tell(CrashKind kind) noexcept {
-    record = {};
     record.ExceptionCode =
         kind == CrashKind::kInvalidParameter ? kInvalidRuntimeParameter : kFatalAppExit;
     record.ExceptionFlags = EXCEPTION_NONCONTINUABLE;

@@ -13,6 +13,10 @@ using UnlockLoaderFunction = LONG(WINAPI*)(ULONG flags, ULONG_PTR cookie);
 constexpr ULONG kTryOnly = 2;
 constexpr ULONG kLocked = 1;
 
+HMODULE LoadSystemModule(const wchar_t* name) noexcept {
+  return ::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+}
+
 void* FindFunction(HMODULE module, const char* name) noexcept {
   if (module == nullptr) return nullptr;
   return reinterpret_cast<void*>(::GetProcAddress(module, name));
@@ -25,15 +29,13 @@ Function As(void* function) noexcept {
 
 }  // namespace
 
-MiniDumpWriter::MiniDumpWriter() noexcept {
-  // Stays loaded: whoever else uses it is not to find it gone.
-  write_ = FindFunction(::LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32),
-                        "MiniDumpWriteDump");
-  // What it loads in its turn to ask for the modules' versions.
-  static_cast<void>(::LoadLibraryExW(L"version.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
-  const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
-  lockLoader_ = FindFunction(system, "LdrLockLoaderLock");
-  unlockLoader_ = FindFunction(system, "LdrUnlockLoaderLock");
+// The modules stay loaded: whoever else uses them is not to find them gone.
+MiniDumpWriter::MiniDumpWriter() noexcept
+    : write_(FindFunction(LoadSystemModule(L"dbghelp.dll"), "MiniDumpWriteDump")),
+      lockLoader_(FindFunction(::GetModuleHandleW(L"ntdll.dll"), "LdrLockLoaderLock")),
+      unlockLoader_(FindFunction(::GetModuleHandleW(L"ntdll.dll"), "LdrUnlockLoaderLock")) {
+  // What the function loads in its turn, to ask for the modules' versions.
+  static_cast<void>(LoadSystemModule(L"version.dll"));
 }
 
 std::uint32_t MiniDumpWriter::Write(void* file, std::uint32_t threadId,

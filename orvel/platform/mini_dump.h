@@ -25,9 +25,9 @@ class MiniDumpWriter {
                                     std::uint32_t patienceMs) const noexcept;
 
  private:
-  void* write_ = nullptr;  // the functions; null when the system has none
-  void* lockLoader_ = nullptr;
-  void* unlockLoader_ = nullptr;
+  void* const write_;  // the functions; null when the system has none
+  void* const lockLoader_;
+  void* const unlockLoader_;
 };
 
 }  // namespace Orvel::Detail
