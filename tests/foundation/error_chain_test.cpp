@@ -158,8 +158,9 @@ TEST(MExceptionTest, DescribesItsChainForPeople) {
   EXPECT_STREQ(chain.what(), "Unknown exception");
   // Many minutes' work for an encoder that starts afresh behind each of them.
   constexpr std::size_t kUnpaired = 400'000;
-  EXPECT_EQ(MException(MError(std::wstring(kUnpaired, L'\xD83D'))).GetChainDescriptionUtf8().size(),
-            3 * kUnpaired + 1);
+  std::wstring unpaired;
+  unpaired.resize(kUnpaired, L'\xD83D');
+  EXPECT_EQ(MException(MError(unpaired)).GetChainDescriptionUtf8().size(), 3 * kUnpaired + 1);
 }
 
 }  // namespace
