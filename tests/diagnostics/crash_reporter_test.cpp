@@ -258,7 +258,7 @@ TEST_F(CrashReporterTest, RefusesNamesThatMakeNoFiles) {
   options.folder = folder_.wstring();
   options.programName = L"a\\b";
   EXPECT_THAT(error(), HasSubstr(":BadName"));
-  options.programName = std::wstring(200, L'n');
+  options.programName.assign(200, L'n');
   EXPECT_THAT(error(), HasSubstr(":NameTooLong"));
   options.programName.clear();
   options.folder = std::filesystem::absolute(CRASHING_PROGRAM_EXE).wstring();

@@ -161,7 +161,7 @@ TEST_F(XmlFileTest, SaveKeepsWhatTheFileWas) {
   EXPECT_EQ(rights(), own);
   RunBelow(L"Z:\\bin\\rm", L"rm link.xml");  // Wine would delete the document
 
-  const std::wstring longest = L"\\\\?\\" + (folder_ / std::wstring(255, L'n')).wstring();
+  const std::wstring longest = L"\\\\?\\" + folder_.wstring() + L'\\' + std::wstring(255, L'n');
   EXPECT_TRUE(document.SaveFile(longest) && document.SaveFile(longest));
   EXPECT_TRUE(::DeleteFileW(longest.c_str()));
 }
