@@ -19,7 +19,7 @@ std::shared_ptr<CommandCompletion> CompletionPool::Lend(const MRaiseSite& site) 
     taken = std::make_unique<CommandCompletion>(CreateEventOrRaise(site, EventReset::kAutomatic),
                                                 processor_);
   }
-  const std::shared_ptr<CommandCompletion> lent(
+  std::shared_ptr<CommandCompletion> lent(
       taken.release(), [pool = shared_from_this()](CommandCompletion* completion) {
         pool->TakeBack(std::unique_ptr<CommandCompletion>(completion));
       });

@@ -66,7 +66,7 @@ class HandlerList {
   };
   /// One round of calls; lives on the calling thread's stack.
   struct Call {
-    std::uint32_t threadId;
+    std::uint32_t threadId = 0;
     std::uint64_t number = 0;  // of the handler that runs
     Call* next = nullptr;
   };

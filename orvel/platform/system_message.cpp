@@ -9,7 +9,7 @@ namespace Orvel::Detail {
 
 std::wstring FindSystemMessage(std::uint32_t code) {
   constexpr std::size_t kUsualUnits = 512;
-  constexpr std::size_t kMostUnits = 32 * 1024;  // the call refuses more than 64 KB
+  constexpr std::size_t kMostUnits = std::size_t{32} * 1024;  // the call refuses more than 64 KB
   const DWORD lastError = ::GetLastError();
   std::wstring message;
   for (std::size_t units = kUsualUnits; units <= kMostUnits; units *= 8) {
