@@ -22,7 +22,14 @@ EXPECTED = (
     ("RecordEvent/threads:1", "", 1.05),
     ("RecordEvent/threads:2", "", 1.15),
     ("TracedScope", "", 1.10),
-    ("SynchronousCommand", "", 1.05),
+    ("QueuedCommand/threads:1", "one-per-wake-up", 0.2),
+    ("QueuedCommand/threads:2", "one-per-wake-up", 0.1),
+    ("QueuedCommand/", "asio", 2.0),
+    ("ScheduledEvent/threads:1", "one-per-wake-up", 0.2),
+    ("ScheduledEvent/threads:2", "one-per-wake-up", 0.1),
+    ("ScheduledEvent/", "asio", 2.0),
+    ("SynchronousCommand", "floor", 1.15),
+    ("SynchronousCommand", "std-thread", 0.7),
     ("RegistryWrite", "", 1.10),
     ("RegistryRead", "", 1.10),
     ("ParseMoved/100000", "pugixml", 1.0),
@@ -36,7 +43,7 @@ EXPECTED = (
 def split_name(name):
     parts = [part for part in name.split("/")
              if part not in ("real_time", "manual_time")
-             and not part.startswith(("iterations:", "min_time:"))]
+             and not part.startswith(("iterations:", "min_time:", "repeats:"))]
     return "/".join([parts[0]] + parts[2:]), parts[1]
 
 

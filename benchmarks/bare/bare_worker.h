@@ -20,16 +20,16 @@ class BareItem {
   virtual void Run() = 0;
 };
 
-/// A thread with a queue, written by hand on the bare system calls: the floor that the command
-/// processor and the scheduler are measured against. It follows their protocol step by step: a
-/// queue under a critical section with a manual-reset event, a wait for any of four handles, a
-/// look at the stop event after each wake-up, and for a caller that waits an event of its own and
+/// A thread with a queue, written by hand on the bare system calls: what the command processor and
+/// the scheduler are measured against. It does what they do in the plain way: a queue under a
+/// critical section with a manual-reset event that each push sets, a wait for any of four handles,
+/// a look at the stop event after each wake-up, and for a caller that waits an event of its own and
 /// a look at the abort event. Nothing is traced and nothing is checked.
 class BareWorker {
  public:
   enum class Drain {
-    kOneItem,       ///< per wake-up one item, as a command processor does
-    kWhatIsQueued,  ///< per wake-up what was queued when it began, as the scheduler does
+    kOneItem,       ///< per wake-up one item
+    kWhatIsQueued,  ///< per wake-up what was queued when it began
   };
 
   explicit BareWorker(Drain drain);

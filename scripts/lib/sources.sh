@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154
-# Sourced after environment.sh: the sources of Debian packages, for what has to be built for Windows.
+# Sourced after environment.sh: sources and headers of Debian packages, for what has to be built for
+# Windows.
 
 # Fetches the source of a Debian package into build/sources/PACKAGE. The machine's own package lists
 # are copied and stay as they are: few machines have source packages in them.
@@ -23,6 +24,17 @@ fetch_source() {
   (cd "$work/unpacked" && "${apt[@]}" source "$package")
   mv "$work/unpacked/$package"-*/ "$target"
   rm -rf "$work/unpacked"
+}
+
+# Puts what an installed Debian package has in /usr/include into build/sources/FOLDER, for headers
+# that suit any system: the folder that they come from is no place to look for Windows' own.
+link_headers() {
+  local folder="$root/build/sources/$1" header
+  shift
+  mkdir -p "$folder"
+  for header in "$@"; do
+    ln -sfn "/usr/include/$header" "$folder/$header"
+  done
 }
 
 list_sources() {
