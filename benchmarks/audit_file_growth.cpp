@@ -53,7 +53,7 @@ int main() {
     for (int round = 0; round < kRounds; ++round) {
       std::vector<AuditEntry> loaded;
       Time([&] { FolderAudit::SaveAudit(file, L"folder", entries); }, saving);
-      Time([&] { loaded = FolderAudit::LoadAudit(file); }, loading);
+      Time([&] { loaded = FolderAudit::LoadAudit(file).entries; }, loading);
       Time([&] { isRight &= FolderAudit::CompareAudits(loaded, entries).empty(); }, comparing);
       isRight &= loaded.size() == count;
     }
