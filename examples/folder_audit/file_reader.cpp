@@ -8,10 +8,6 @@ namespace {
 
 constexpr const wchar_t* kClassName = L"FileReader";
 
-std::uint64_t Join(DWORD high, DWORD low) noexcept {
-  return (static_cast<std::uint64_t>(high) << 32) | low;
-}
-
 }  // namespace
 
 FileReader::FileReader() {
@@ -64,14 +60,14 @@ void FileReader::RequireUnchanged() const {
 
 FileReader::Version FileReader::QueryVersion(HANDLE file) const {
   static MSourceContext context(kClassName, L"QueryVersion");
-  BY_HANDLE_FILE_INFORMATION information;
-  if (!::GetFileInformationByHandle(file, &information)) {
+  LARGE_INTEGER size;
+  FILETIME lastWrite;
+  if (!::GetFileSizeEx(file, &size) || !::GetFileTime(file, nullptr, nullptr, &lastWrite)) {
     const DWORD code = ::GetLastError();
     RaiseError(context.At(__LINE__, this), L"CannotQueryFile", L"winErrorCode", code);
   }
-  return {
-      Join(information.nFileSizeHigh, information.nFileSizeLow),
-      Join(information.ftLastWriteTime.dwHighDateTime, information.ftLastWriteTime.dwLowDateTime)};
+  return {static_cast<std::uint64_t>(size.QuadPart),
+          static_cast<std::uint64_t>(lastWrite.dwHighDateTime) << 32 | lastWrite.dwLowDateTime};
 }
 
 }  // namespace FolderAudit
