@@ -13,6 +13,13 @@ constexpr const wchar_t* kClassName = L"TerminalWriter";
 
 }  // namespace
 
+std::wstring FitProgress(std::wstring_view line, std::size_t shown, std::size_t width) {
+  // In the last column the cursor would go on to the next line.
+  std::wstring fitted(line.substr(0, width - 1));
+  fitted.resize((std::max)(fitted.size(), (std::min)(shown, width - 1)), L' ');
+  return fitted;
+}
+
 TerminalWriter::TerminalWriter(TextOutput& output, TextOutput& error)
     : output_(output), error_(error) {
   static const MFlowPoint point(kClassName, kClassName);
@@ -96,26 +103,19 @@ void TerminalWriter::RaiseFailure() const {
   if (hasFailed_.load(std::memory_order_acquire)) std::rethrow_exception(failure_);
 }
 
-void TerminalWriter::Paint(std::wstring line) {
-  // In the last column the cursor would go on to the next line.
-  const std::size_t room = output_.GetWidth() - 1;
-  line.resize((std::min)(line.size(), room));
-  const std::size_t length = line.size();
-  line.resize((std::max)(length, (std::min)(shown_.size(), room)), L' ');  // covers the one before
+void TerminalWriter::Paint(const std::wstring& line) {
+  const std::size_t width = output_.GetWidth();
   output_.WriteIfPossible(L"\r");
-  output_.WriteIfPossible(line);
-  line.resize(length);
-  shown_ = std::move(line);
+  output_.WriteIfPossible(FitProgress(line, shown_, width));
+  shown_ = (std::min)(line.size(), width - 1);
 }
 
 void TerminalWriter::EraseProgress() noexcept {
-  if (shown_.empty()) return;
-  // The terminal may have become narrower: what it wrapped then is no longer in this line.
-  shown_.assign((std::min)(shown_.size(), output_.GetWidth() - 1), L' ');
+  if (shown_ == 0) return;
   output_.WriteIfPossible(L"\r");
-  output_.WriteIfPossible(shown_);
+  output_.WriteIfPossible(FitProgress(L"", shown_, output_.GetWidth()));
   output_.WriteIfPossible(L"\r");
-  shown_.clear();
+  shown_ = 0;
 }
 
 }  // namespace FolderAudit

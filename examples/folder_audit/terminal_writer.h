@@ -3,16 +3,24 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "folder_audit/text_output.h"
 #include "orvel/commands/desync_event_scheduler.h"
 
 namespace FolderAudit {
+
+/// What shows `line` in place of a line of progress of `shown` characters, on a terminal of `width`
+/// columns: cut so that the cursor stays in the line, and with blanks over what is left of the one
+/// before. When the terminal has become narrower, what it wrapped of that one is out of reach.
+[[nodiscard]] std::wstring FitProgress(std::wstring_view line, std::size_t shown,
+                                       std::size_t width);
 
 /// Writes to the process's outputs on the thread of a scheduler, in the order in which it was told
 /// to, so that whoever has something to tell never waits for a slow terminal. What was told and is
@@ -50,12 +58,12 @@ class TerminalWriter {
   void Post(std::function<void()> write);
   void WaitUntilWritten();
   void RaiseFailure() const;
-  void Paint(std::wstring line);
+  void Paint(const std::wstring& line);
   void EraseProgress() noexcept;
 
   TextOutput& output_;
   TextOutput& error_;
-  std::wstring shown_;          // the line of progress on the screen; scheduler's thread only
+  std::size_t shown_ = 0;       // characters of progress on the screen; scheduler's thread only
   std::exception_ptr failure_;  // set once, by the scheduler's thread, before hasFailed_
   std::atomic<bool> hasFailed_{false};         // release when set, acquire in RaiseFailure()
   std::atomic<bool> progressIsQueued_{false};  // relaxed: orders nothing

@@ -80,6 +80,14 @@ TEST(TerminalWriterTest, NobodyWaitsForATerminalThatDoesNotMoveAndEverythingCome
   EXPECT_TRUE(read == expected);
 }
 
+TEST(TerminalWriterTest, ALineOfProgressStaysInItsLineAlsoWhenTheTerminalGotNarrower) {
+  EXPECT_EQ(FitProgress(L"abc", 5, 80), L"abc  ");
+  EXPECT_EQ(FitProgress(L"abcdef", 2, 4), L"abc");
+  EXPECT_EQ(FitProgress(L"ab", 70, 4), L"ab ");
+  EXPECT_EQ(FitProgress(L"", 70, 4), L"   ");
+  EXPECT_EQ(FitProgress(L"ab", 70, 1), L"");
+}
+
 TEST(TerminalWriterTest, ASummaryThatCannotBeWrittenIsAnErrorThatLaterCallsRepeat) {
   const HangWatchdog watchdog;
   PipedOutputs outputs;
