@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 namespace {
 

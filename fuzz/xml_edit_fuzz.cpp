@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "fuzz/fuzz_support.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "tests/filers/xml_model.h"
 
 using namespace Orvel::Fuzzing;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Parses a text and compares the outcome with a plain parser's, then reads everything in it.
 #include "fuzz/fuzz_support.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "tests/filers/xml_model.h"
 
 using namespace Orvel::Fuzzing;

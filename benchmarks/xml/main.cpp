@@ -8,8 +8,8 @@
 #include <pugixml.hpp>
 
 #include "keeping_heap.h"
-#include "orvel/filers/utf8.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
+#include "orvel/foundation/utf8.h"
 #include "parse_benchmark.h"
 #include "sample_texts.h"
 

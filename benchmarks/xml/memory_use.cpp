@@ -14,7 +14,7 @@
 #include <tinyxml2.h>
 
 #include "allocation_count.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "sample_texts.h"
 
 namespace {

@@ -14,7 +14,7 @@
 
 #include <tinyxml2.h>
 
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "sample_texts.h"
 #include "stopwatch.h"
 

@@ -15,7 +15,7 @@
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "sample_texts.h"
 #include "stopwatch.h"
 

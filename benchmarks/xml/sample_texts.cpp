@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "orvel/filers/out_filer_tagged_xml.h"
-#include "orvel/filers/utf8.h"
+#include "orvel/foundation/utf8.h"
 
 SampleText MakeSample(std::wstring wide) {
   SampleText sample{std::move(wide), {}};

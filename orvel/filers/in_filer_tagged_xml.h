@@ -10,7 +10,7 @@
 
 #include "orvel/filers/in_filer_tagged.h"
 #include "orvel/filers/section_balance.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 /// Reads the tagged values that `MOutFilerTaggedXml` wrote. The type of a value must be the one
 /// that the operation expects: "float" for both floating kinds, "uint" and "int" for 16 and 32

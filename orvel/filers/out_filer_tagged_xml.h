@@ -8,7 +8,7 @@
 
 #include "orvel/filers/out_filer_tagged.h"
 #include "orvel/filers/section_balance.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 /// Writes tagged values as XML text: the root element "ExceptionChain", in it an element for each
 /// value, with its type in the attribute "type", and for each section. Read it back with

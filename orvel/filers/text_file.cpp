@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/filers/utf8.h"
 #include "orvel/foundation/decimal_text.h"
+#include "orvel/foundation/utf8.h"
 #include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 

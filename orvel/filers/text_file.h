@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "orvel/filers/xml_failure.h"
+#include "orvel/filers/xml/document/xml_failure.h"
 
 namespace Orvel::Detail {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 namespace Orvel::Detail::XmlFilerFormat {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "orvel/filers/xml_constant_attribute.h"
+#include "orvel/filers/xml/document/xml_constant_attribute.h"
 
 class MXmlDocument;
 

@@ -7,10 +7,10 @@
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
-#include "orvel/filers/utf8.h"
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/foreign_error.h"
+#include "orvel/foundation/utf8.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/filers/xml_name_hash.h"
+#include "orvel/filers/xml/store/xml_name_hash.h"
 #include "tests/filers/xml_model.h"
 
 using Orvel::Testing::CheckRecords;

@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "orvel/filers/utf8.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
+#include "orvel/foundation/utf8.h"
 
 int main() {
   const std::string bytes(std::istreambuf_iterator<char>(std::cin), {});

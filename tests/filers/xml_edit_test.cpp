@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "orvel/filers/xml_constant_attribute.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_constant_attribute.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "tests/filers/xml_model.h"
 
 using Orvel::Testing::CheckRecords;

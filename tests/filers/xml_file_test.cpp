@@ -11,7 +11,7 @@
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "orvel/foundation/system_error.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/system_call_hook.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 namespace Orvel::Testing {
 

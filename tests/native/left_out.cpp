@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What is the system's own affair and tested on it; here there is none of it.
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 #include "orvel/platform/com_apartment.h"
 #include "orvel/platform/debugger_thread_name.h"
 #include "orvel/platform/system_message.h"

@@ -6,19 +6,19 @@ set(orvelNative "${CMAKE_CURRENT_LIST_DIR}")
 
 # The XML document: needs nothing of the system but files.
 set(orvelXmlSources
-  ${orvelRoot}/orvel/filers/utf8.cpp
-  ${orvelRoot}/orvel/filers/wide_buffer.cpp
-  ${orvelRoot}/orvel/filers/xml_document.cpp
-  ${orvelRoot}/orvel/filers/xml_document_edit.cpp
-  ${orvelRoot}/orvel/filers/xml_element.cpp
-  ${orvelRoot}/orvel/filers/xml_escape.cpp
-  ${orvelRoot}/orvel/filers/xml_index.cpp
-  ${orvelRoot}/orvel/filers/xml_name_hash.cpp
-  ${orvelRoot}/orvel/filers/xml_open_names.cpp
-  ${orvelRoot}/orvel/filers/xml_parser.cpp
-  ${orvelRoot}/orvel/filers/xml_scanner.cpp
-  ${orvelRoot}/orvel/filers/xml_tag_lookup.cpp
-  ${orvelRoot}/orvel/filers/xml_text.cpp)
+  ${orvelRoot}/orvel/foundation/utf8.cpp
+  ${orvelRoot}/orvel/filers/xml/store/wide_buffer.cpp
+  ${orvelRoot}/orvel/filers/xml/document/xml_document.cpp
+  ${orvelRoot}/orvel/filers/xml/document/xml_document_edit.cpp
+  ${orvelRoot}/orvel/filers/xml/document/xml_element.cpp
+  ${orvelRoot}/orvel/filers/xml/document/xml_escape.cpp
+  ${orvelRoot}/orvel/filers/xml/store/xml_index.cpp
+  ${orvelRoot}/orvel/filers/xml/store/xml_name_hash.cpp
+  ${orvelRoot}/orvel/filers/xml/parse/xml_open_names.cpp
+  ${orvelRoot}/orvel/filers/xml/parse/xml_parser.cpp
+  ${orvelRoot}/orvel/filers/xml/parse/xml_scanner.cpp
+  ${orvelRoot}/orvel/filers/xml/store/xml_tag_lookup.cpp
+  ${orvelRoot}/orvel/filers/xml/store/xml_text.cpp)
 
 # The flow logger, and the stand-in for the system's calls below it.
 set(orvelLoggingSources
@@ -41,7 +41,7 @@ set(orvelTaggedSources
   ${orvelRoot}/orvel/filers/section_balance.cpp
   ${orvelRoot}/orvel/filers/tagged_section.cpp
   ${orvelRoot}/orvel/filers/tagged_values.cpp
-  ${orvelRoot}/orvel/filers/xml_failure.cpp
+  ${orvelRoot}/orvel/filers/xml/document/xml_failure.cpp
   ${orvelRoot}/orvel/filers/xml_filer_format.cpp
   ${orvelRoot}/orvel/foundation/dyn_object.cpp
   ${orvelRoot}/orvel/foundation/error.cpp

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/filers/xml_record.h"
+#include "orvel/filers/xml/store/xml_record.h"
 
 namespace Orvel::Detail {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_failure.h"
+#include "orvel/filers/xml/document/xml_failure.h"
 
 #include "orvel/foundation/system_error.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/utf8.h"
+#include "orvel/foundation/utf8.h"
 
 #include <cstdint>
 #include <utility>

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "orvel/filers/xml_record.h"
+#include "orvel/filers/xml/store/xml_record.h"
 #include "orvel/platform/wide_search.h"
 
 namespace Orvel::Detail {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_escape.h"
+#include "orvel/filers/xml/document/xml_escape.h"
 
 #include <cstddef>
 #include <cstdint>
 
-#include "orvel/filers/utf8.h"
-#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/foundation/utf8.h"
 
 namespace Orvel::Detail {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "orvel/filers/xml_index.h"
+#include "orvel/filers/xml/store/xml_index.h"
 
 namespace Orvel::Detail {
 

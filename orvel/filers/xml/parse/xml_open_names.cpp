@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_open_names.h"
+#include "orvel/filers/xml/parse/xml_open_names.h"
 
-#include "orvel/filers/xml_name_hash.h"
-#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/xml_name_hash.h"
 
 namespace Orvel::Detail {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_text.h"
+#include "orvel/filers/xml/store/xml_text.h"
 
 #include <algorithm>
 #include <utility>

@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "orvel/filers/xml_constant_attribute.h"
-#include "orvel/filers/xml_document.h"
-#include "orvel/filers/xml_escape.h"
-#include "orvel/filers/xml_open_names.h"
-#include "orvel/filers/xml_parser.h"
-#include "orvel/filers/xml_scanner.h"
-#include "orvel/filers/xml_store.h"
+#include "orvel/filers/xml/document/xml_constant_attribute.h"
+#include "orvel/filers/xml/document/xml_document.h"
+#include "orvel/filers/xml/document/xml_escape.h"
+#include "orvel/filers/xml/parse/xml_open_names.h"
+#include "orvel/filers/xml/parse/xml_parser.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/xml_store.h"
 
 using Orvel::Detail::AppendXmlEscaped;
 using Orvel::Detail::AppendXmlUnescaped;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_index.h"
+#include "orvel/filers/xml/store/xml_index.h"
 
 #include <algorithm>
 #include <utility>

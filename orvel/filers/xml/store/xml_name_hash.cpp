@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_name_hash.h"
+#include "orvel/filers/xml/store/xml_name_hash.h"
 
 #include <chrono>
 #include <cstring>
 
-#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
 
 namespace Orvel::Detail {
 namespace {

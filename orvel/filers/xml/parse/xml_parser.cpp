@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_parser.h"
+#include "orvel/filers/xml/parse/xml_parser.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/filers/xml_open_names.h"
-#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml/parse/xml_open_names.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
 #include "orvel/foundation/decimal_text.h"
 
 namespace Orvel::Detail {

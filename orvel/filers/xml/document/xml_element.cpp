@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_element.h"
+#include "orvel/filers/xml/document/xml_element.h"
 
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 std::wstring MXmlElement::GetTagName() const { return document_->GetTagName(number_); }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_scanner.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
 
 #include <initializer_list>
 

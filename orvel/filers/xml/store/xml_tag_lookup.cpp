@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_tag_lookup.h"
+#include "orvel/filers/xml/store/xml_tag_lookup.h"
 
 #include <bit>
 
-#include "orvel/filers/xml_name_hash.h"
-#include "orvel/filers/xml_store.h"
+#include "orvel/filers/xml/store/xml_name_hash.h"
+#include "orvel/filers/xml/store/xml_store.h"
 
 namespace Orvel::Detail {
 namespace {

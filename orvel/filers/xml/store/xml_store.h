@@ -6,11 +6,11 @@
 #include <string_view>
 #include <utility>
 
-#include "orvel/filers/wide_buffer.h"
-#include "orvel/filers/xml_index.h"
-#include "orvel/filers/xml_scanner.h"
-#include "orvel/filers/xml_tag_lookup.h"
-#include "orvel/filers/xml_text.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/wide_buffer.h"
+#include "orvel/filers/xml/store/xml_index.h"
+#include "orvel/filers/xml/store/xml_tag_lookup.h"
+#include "orvel/filers/xml/store/xml_text.h"
 
 namespace Orvel::Detail {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/wide_buffer.h"
+#include "orvel/filers/xml/store/wide_buffer.h"
 
 #include <algorithm>
 #include <utility>

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "orvel/filers/wide_buffer.h"
+#include "orvel/filers/xml/store/wide_buffer.h"
 
 namespace Orvel::Detail {
 

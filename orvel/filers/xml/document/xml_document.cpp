@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "orvel/filers/xml_parser.h"
-#include "orvel/filers/xml_scanner.h"
-#include "orvel/filers/xml_store.h"
+#include "orvel/filers/xml/parse/xml_parser.h"
+#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/xml_store.h"
 
 using Orvel::Detail::FindWide;
 using Orvel::Detail::FindXmlChar;

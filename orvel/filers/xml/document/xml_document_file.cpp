@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "orvel/filers/text_file.h"
-#include "orvel/filers/xml_document.h"
+#include "orvel/filers/xml/document/xml_document.h"
 
 bool MXmlDocument::LoadFile(const std::wstring& path) {
   constexpr std::size_t kMostBytesPerUnit = 3;
