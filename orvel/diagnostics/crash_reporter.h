@@ -21,7 +21,7 @@ struct MCrashReporterOptions {
   /// Reports of this program that stay in the folder, the newest ones; 0: all.
   std::size_t reportsKept = 10;
   /// A crashed thread waits for its report no longer than this; an hour at most.
-  std::chrono::milliseconds timeLimit{8000};
+  std::chrono::milliseconds timeLimit{30'000};
 };
 
 /// For as long as this object lives, a crash of the process leaves a report: on an unhandled
