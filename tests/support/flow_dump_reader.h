@@ -9,7 +9,7 @@
 
 namespace Orvel::Testing {
 
-/// One record of a flow log dump, as its two lines tell it.
+/// One record of a flow log dump.
 struct DumpedRecord {
   std::string event;
   std::string detail;  ///< between event and class: "to Running", "(1, 2)", an error's label
@@ -23,15 +23,13 @@ struct DumpedRecord {
   std::uint32_t threadId = 0;
 };
 
-/// Tells a failed test's reader which record it is.
 void PrintTo(const DumpedRecord& record, std::ostream* stream);
 
-/// Reads the text of a dump. Fails the running test at the first line of a wrong form, or when the
-/// readable first line of a record says something else than the raw values of its second. Names
-/// must not contain the words that separate the parts of a line (" in_class " and the like).
+/// Reads the text of a dump as the timeline does. Fails the running test when not all of it can be
+/// read, or when the readable line of a record does not agree with its numbers.
 [[nodiscard]] std::vector<DumpedRecord> ReadFlowDump(std::string_view text);
 
-/// What the process's flow logger recorded since its last dump.
+/// Dumps the process's flow log and reads it.
 [[nodiscard]] std::vector<DumpedRecord> TakeFlowRecords();
 
 }  // namespace Orvel::Testing
