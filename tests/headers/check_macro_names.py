@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Finds names in public headers that <windows.h> defines as macros.
+"""Finds names in public headers that <windows.h> defines as macros, and names that the debugger's
+views use and no header has.
 
-Such a name is silently replaced in a program that includes <windows.h> first: an operation gets
+One that is a macro is silently replaced in a program that includes <windows.h> first: an operation gets
 another name than it has in the library, or does not compile. Names that a header merely uses count
 too, std::min for one.
 
@@ -56,6 +57,12 @@ def main():
         code = re.sub(r"\(((?:\w|::|<|>)+::)(?:min|max)\)", r"(\1)", code)
         for name in sorted(set(IDENTIFIER.findall(code)) & system_macros - ALLOWED):
             clashes.append(f"{header}: {name} is a macro of <windows.h>")
+    views = pathlib.Path("orvel/orvel.natvis").read_text("utf-8")
+    declared = " ".join(header.read_text("utf-8") for header in pathlib.Path("orvel").rglob("*.h"))
+    named = set(re.findall(r'\b[a-z]\w*_\b|(?<=<Type Name=")[\w:]+', views))
+    for name in sorted(name.rsplit(":", 1)[-1] for name in named):
+        if not re.search(rf"\b{name}\b", declared):
+            clashes.append(f"orvel.natvis: no header has {name}")
     if clashes or not headers:
         sys.exit("\n".join(clashes) or "no headers to check")
 
