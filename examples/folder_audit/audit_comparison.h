@@ -7,18 +7,18 @@
 
 namespace FolderAudit {
 
-/// What happened to one file between two audits. The entry is the later audit's, but for a removed
-/// file and one that could not be read before, whose error it then carries.
+/// One difference between two audits. The entry belongs to the later audit, except for a file that
+/// was removed or could not be read before: those entries belong to the earlier one.
 struct FileDifference {
   enum class Kind { kAdded, kChanged, kRemoved, kUnreadable, kUnreadableBefore };
   Kind kind;
   const AuditEntry* entry;  ///< one of those that were compared
 };
 
-/// Compares two audits of a folder by their paths, in ordinal order of which the differences come.
-/// Files that are as they were are left out, and so are those below a folder that the later audit
-/// could not list: of them nothing is known but the folder's kUnreadable. What neither audit could
-/// read is kUnreadable once. The entries are borrowed: the result points to them.
+/// Compares two audits of the same folder and returns the differences, sorted by path (ordinal
+/// order). Unchanged files are left out. So is everything below a folder that the later audit could
+/// not list; that folder itself is reported as kUnreadable. A file that neither audit could read is
+/// reported once, as kUnreadable. The result points to the entries, which must outlive it.
 [[nodiscard]] std::vector<FileDifference> CompareAudits(const std::vector<AuditEntry>& before,
                                                         const std::vector<AuditEntry>& after);
 

@@ -5,9 +5,9 @@
 
 namespace FolderAudit {
 
-/// From here on Ctrl-C, Ctrl-Break and the closing of the console request a stop instead of ending
-/// the process; a second Ctrl-C ends it at once, whatever its threads wait for. Returns the token
-/// of that request, the same one each time. Raises "CannotWatchConsole" ("winErrorCode").
+/// Makes Ctrl-C, Ctrl-Break and closing the console request a stop instead of ending the process. A
+/// second Ctrl-C ends the process at once, whatever its threads are waiting for. Returns the token
+/// of the stop request, the same one on every call. Raises "CannotWatchConsole" ("winErrorCode").
 [[nodiscard]] std::stop_token WatchConsoleInterrupt();
 
 }  // namespace FolderAudit

@@ -8,7 +8,7 @@
 
 namespace FolderAudit {
 
-/// Says in a crash report what was being audited. Immutable, so that it needs no lock.
+/// Adds to a crash report which folder was being audited. Immutable, so that it needs no lock.
 class CrashLines final : public ICrashHandler {
  public:
   explicit CrashLines(const std::wstring& folder) : line_(L"Folder: " + folder), use_(*this) {}
@@ -22,7 +22,7 @@ class CrashLines final : public ICrashHandler {
 /// Whether `kind` is one that `Crash` knows.
 [[nodiscard]] bool IsCrashKind(std::wstring_view kind) noexcept;
 
-/// Crashes, to show and to test what is left of it: "access", "error", "abort", "pure-call" or
+/// Crashes on purpose, to show and test crash reports: "access", "error", "abort", "pure-call" or
 /// "stack". Returns when `kind` is none of them.
 void Crash(std::wstring_view kind);
 

@@ -12,7 +12,7 @@
 namespace FolderAudit {
 namespace {
 
-/// The C runtime's words for an error number.
+/// The C runtime's message for an error number.
 std::wstring ErrnoText(const std::wstring& errnoCode) {
   std::array<wchar_t, 128> buffer{};
   const int code = static_cast<int>(std::wcstol(errnoCode.c_str(), nullptr, 10));
@@ -22,7 +22,7 @@ std::wstring ErrnoText(const std::wstring& errnoCode) {
 }  // namespace
 
 std::wstring DescribeCause(const MException& exception) {
-  // The system's words in front need the code of the error that the system caused: the oldest.
+  // The system's message belongs to the error that the system caused: the oldest.
   std::wstring text;
   if (!exception.GetErrors().empty() && exception.GetErrors().front() != nullptr) {
     const MError& cause = *exception.GetErrors().front();

@@ -8,11 +8,11 @@
 
 namespace FolderAudit {
 
-/// The cause of `exception` on one line: the system's words for its "winErrorCode" or "errno", if
+/// The cause of `exception` on one line: the system's message for its "winErrorCode" or "errno", if
 /// it has one, then the error itself with its parameters. Never empty.
 [[nodiscard]] std::wstring DescribeCause(const MException& exception);
 
-/// `text` with control characters, which would play with a terminal, replaced by question marks.
+/// `text` with control characters, which could manipulate a terminal, replaced by question marks.
 [[nodiscard]] std::wstring Printable(std::wstring_view text);
 
 }  // namespace FolderAudit

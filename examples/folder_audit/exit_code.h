@@ -3,7 +3,7 @@
 
 namespace FolderAudit {
 
-/// What the program's exit code says. Documented in --help.
+/// The program's exit codes, as --help documents them.
 enum class ExitCode : int {
   kAllRead = 0,
   kSomeUnreadable = 1,

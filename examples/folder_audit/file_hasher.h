@@ -23,7 +23,7 @@ struct FileDigest {
 /// Thread-compatible: one file at a time.
 class FileHasher {
  public:
-  /// `onBytesRead`, which may be empty, is told of each chunk's size, on the thread that hashes.
+  /// `onBytesRead` is called with the size of each chunk, on the thread that hashes; may be empty.
   FileHasher(std::stop_token stop, std::function<void(std::uint64_t)> onBytesRead);
   ~FileHasher();
   FileHasher(const FileHasher&) = delete;

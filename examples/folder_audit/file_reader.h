@@ -11,8 +11,8 @@
 
 namespace FolderAudit {
 
-/// Reads one file after the other in chunks. Others may go on using the file meanwhile; what they
-/// change shows at the end.
+/// Reads one file after the other in chunks. Other programs may use the file at the same time; a
+/// change they make is detected at the end.
 ///
 /// Thread-compatible. Long-lived, so that the flow log knows it by name.
 class FileReader {
@@ -23,14 +23,14 @@ class FileReader {
   FileReader& operator=(const FileReader&) = delete;
 
   /// Opens the file at `path` and closes the one before. Raises "CannotOpenFile" ("winErrorCode"),
-  /// "NotAFile" for what is none (a pipe, a device) and "CannotQueryFile" ("winErrorCode"); nothing
+  /// "NotAFile" for a pipe or a device and "CannotQueryFile" ("winErrorCode"); nothing
   /// is open then.
   void Open(const std::wstring& path);
-  /// Fills `buffer` from the file's next bytes; their number is less at its end, where it becomes
-  /// 0. Raises "CannotReadFile" ("winErrorCode").
+  /// Fills `buffer` with the file's next bytes and returns how many there were: fewer at the end of
+  /// the file, then 0. Raises "CannotReadFile" ("winErrorCode").
   [[nodiscard]] std::size_t Read(std::span<unsigned char> buffer);
-  /// Raises "ChangedWhileRead" when size or time of the last change are not as they were when the
-  /// file was opened, "CannotQueryFile" ("winErrorCode") when the system does not tell.
+  /// Raises "ChangedWhileRead" when the size or the time of the last change is not what it was when
+  /// the file was opened, "CannotQueryFile" ("winErrorCode") when the system cannot say.
   void RequireUnchanged() const;
   void Close() noexcept { file_ = {}; }
 

@@ -9,7 +9,7 @@ namespace FolderAudit {
 /// The file that takes the flow log at the end of a run. Thread-compatible.
 class FlowLogFile {
  public:
-  /// Creates the file, so that a bad name shows before the work and not after it. Raises
+  /// Creates the file, so that a bad name fails before the work and not after it. Raises
   /// "CannotCreateFlowLog" ("errno", "file"). With an empty name there is no file.
   explicit FlowLogFile(const std::wstring& name);
   FlowLogFile(const FlowLogFile&) = delete;

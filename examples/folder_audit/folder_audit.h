@@ -27,8 +27,9 @@ class Audit {
   Audit(const Audit&) = delete;
   Audit& operator=(const Audit&) = delete;
 
-  /// Runs to the end or until a stop is requested, which the result then says. To be called once.
-  /// What cannot be read is an entry with an error; raises only what keeps it from going on.
+  /// Runs to the end or until a stop is requested (see `AuditResult::interrupted`). Call it once. A
+  /// file that cannot be read becomes an entry with an error; raises only errors that end the
+  /// audit.
   [[nodiscard]] AuditResult Run();
 
  private:

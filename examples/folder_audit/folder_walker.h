@@ -18,8 +18,9 @@ struct FoundItem {
   std::optional<MException> error;  ///< a folder's: "CannotListFolder" ("folder", "winErrorCode")
 };
 
-/// Finds the files below a folder: those of a folder sorted by name, then those of its folders in
-/// turn. Links to files and folders are counted and not followed, so a walk always ends.
+/// Finds the files below a folder: first its own files sorted by name, then those of each of its
+/// subfolders in turn. Links to files and folders are counted and not followed, so a walk always
+/// ends.
 ///
 /// Thread-compatible. Holds the names of one folder at a time and of the folders still to visit.
 class FolderWalker {

@@ -18,11 +18,11 @@
 
 namespace FolderAudit {
 
-/// Hashes files on several jobs at once. Each takes the file that has waited longest, so that one
-/// that is busy with a large file holds up nothing but that file.
+/// Hashes files on several jobs at once. Each takes the file that has waited longest, so that a job
+/// that is busy with a large file delays no other file.
 ///
-/// Thread-compatible: one thread at a time hands files over. The destructor drops the files that
-/// wait, whose futures then have a broken promise, and ends after those that are being hashed.
+/// Thread-compatible: one thread at a time may add files. The destructor drops the files that are
+/// still waiting, whose futures then have a broken promise, and waits for those being hashed.
 class HashJobs {
  public:
   using Result = std::future<std::optional<FileDigest>>;
@@ -35,7 +35,7 @@ class HashJobs {
   HashJobs(const HashJobs&) = delete;
   HashJobs& operator=(const HashJobs&) = delete;
 
-  /// Has a file hashed; the result is what `HashJob::HashFile` returns or raises. Raises what
+  /// Queues a file; its future holds what `HashJob::HashFile` returns or raises. Raises what
   /// `MCommandProcessor::QueueCommand` raises.
   [[nodiscard]] Result HashFile(const std::wstring& relativePath);
 

@@ -88,7 +88,7 @@ ExitCode RunAudit(const Options& options, TextOutput& output, TextOutput& error)
   return allRead ? ExitCode::kAllRead : ExitCode::kSomeUnreadable;
 }
 
-/// Runs `action`, which gives an exit code; what it raises is told to the user and is a failure.
+/// Runs `action`, which returns an exit code; an error that it raises is shown and is a failure.
 template <class Action>
 ExitCode TellFailure(TextOutput& error, Action action) {
   try {

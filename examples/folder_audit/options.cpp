@@ -11,7 +11,7 @@ namespace FolderAudit {
 namespace {
 
 std::size_t DefaultJobs() noexcept {
-  // The library does not know, on some systems, and then says 0.
+  // 0 on systems where the library cannot find out.
   return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxJobs);
 }
 

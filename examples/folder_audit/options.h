@@ -29,8 +29,8 @@ struct Options {
 /// The most jobs that a command line may ask for.
 inline constexpr std::size_t kMaxJobs = 64;
 
-/// Reads the arguments that follow the program's name. Empty when they make no sense, and `problem`
-/// then says why, for people.
+/// Reads the arguments that follow the program's name. Returns nothing when they make no sense;
+/// `problem` is then set to the reason, for people.
 [[nodiscard]] std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
                                                   std::wstring& problem);
 

@@ -12,7 +12,7 @@ std::wstring MakeFullPath(const std::wstring& path) {
 
   std::wstring full;
   DWORD length = MAX_PATH;
-  do {  // once more when the answer is longer; the current folder may change in between
+  do {  // again when the path is longer than the room: the current folder may change in between
     full.resize(length);
     length =
         ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);

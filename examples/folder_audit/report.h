@@ -14,8 +14,8 @@
 
 namespace FolderAudit {
 
-/// Tells the user how the audit goes: progress while it runs, errors and, on request, hashes as
-/// they come, a summary at the end. While the audit runs nothing here waits for the terminal.
+/// Shows the user how the audit is going: progress while it runs, errors and, on request, hashes as
+/// they come in, and a summary at the end. Nothing waits for the terminal while the audit runs.
 ///
 /// For one audit at a time.
 class Report final : public IAuditObserver {
@@ -27,13 +27,13 @@ class Report final : public IAuditObserver {
   void OnBytesRead(std::uint64_t bytes) noexcept override;
   void OnEntry(const AuditEntry& entry) override;
 
-  /// Prints what the audit came to, and waits until that and all before is written. Raises
-  /// "CannotWrite", also for what was to be told before.
+  /// Prints the summary and waits until it and everything before it is written. Raises
+  /// "CannotWrite", also when something before it could not be written.
   void PrintSummary(const AuditResult& result);
-  /// Tells that the audit in `file`, with which this one is compared, is of another folder.
+  /// Prints a note that the audit in `file`, with which this one is compared, is of another folder.
   void PrintOtherFolder(const std::wstring& file, const std::wstring& folder);
-  /// Prints what differs from an earlier audit, a line each, and how much; waits and raises as
-  /// well.
+  /// Prints the differences from an earlier audit, one per line, and how many there are. Waits and
+  /// raises as `PrintSummary` does.
   void PrintComparison(const std::vector<FileDifference>& differences);
 
  private:
@@ -41,7 +41,7 @@ class Report final : public IAuditObserver {
 
   TerminalWriter& terminal_;
   const bool listsHashes_;
-  std::atomic<std::uint64_t> fileCount_{0};  // relaxed, like the next: they are only shown
+  std::atomic<std::uint64_t> fileCount_{0};  // relaxed, like the next: both are only shown
   std::atomic<std::uint64_t> byteCount_{0};
   std::mutex progressMutex_;
   std::wstring currentFile_;                            // under progressMutex_

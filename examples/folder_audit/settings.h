@@ -6,7 +6,7 @@
 
 namespace FolderAudit {
 
-/// What a user's audits leave behind for the next one.
+/// What is remembered from one audit to the next.
 struct Settings {
   std::wstring lastFolder;     ///< full path of what was audited last; empty before the first audit
   std::wstring lastAuditFile;  ///< full path of the audit stored last; empty when none was
@@ -15,8 +15,8 @@ struct Settings {
 };
 
 /// Reads the settings from the registry, below the framework's key of the user who runs this. What
-/// is missing there, or is of another kind, is as in new settings. Raises nothing but what
-/// `MLocale::Instance` does.
+/// is missing there, or is of another kind, is as in new settings. Raises only what
+/// `MLocale::Instance` raises.
 [[nodiscard]] Settings LoadSettings(const std::wstring& applicationKey);
 
 /// Stores the settings there. Raises "CannotSave" ("key") when the registry refuses a value; some

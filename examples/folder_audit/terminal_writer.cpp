@@ -87,8 +87,8 @@ void TerminalWriter::WaitUntilWritten() {
     const std::lock_guard lock(mutex_);
     isWritten_ = false;
   }
-  // A scheduler that is disabled leaves in the queue what it has not got to: a last event tells
-  // when the others are through.
+  // Disabling the scheduler would leave events in the queue, so a last event reports that the
+  // others have run.
   scheduler_.ScheduleDesyncEvent(MakeDesyncEvent([this] {
     EraseProgress();
     const std::lock_guard lock(mutex_);

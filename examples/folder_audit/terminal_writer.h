@@ -16,40 +16,39 @@
 
 namespace FolderAudit {
 
-/// What shows `line` in place of a line of progress of `shown` characters, on a terminal of `width`
-/// columns: cut so that the cursor stays in the line, and with blanks over what is left of the one
-/// before. When the terminal has become narrower, what it wrapped of that one is out of reach.
+/// The text that replaces a line of progress of `shown` characters by `line` on a terminal of
+/// `width` columns: cut so that the cursor stays in the line, and padded with blanks over the rest
+/// of the old line. What a terminal that became narrower has wrapped cannot be erased.
 [[nodiscard]] std::wstring FitProgress(std::wstring_view line, std::size_t shown,
                                        std::size_t width);
 
-/// Writes to the process's outputs on the thread of a scheduler, in the order in which it was told
-/// to, so that whoever has something to tell never waits for a slow terminal. What was told and is
-/// not written yet is kept in memory.
+/// Writes to the process's outputs on a scheduler's thread, in the order of the calls, so that no
+/// caller waits for a slow terminal. Text that is not written yet is kept in memory.
 ///
-/// After the first write that fails nothing more is written; the failure reaches the teller with
-/// the next call. Thread-compatible: one thread at a time may tell, but any may show progress.
+/// After a write has failed nothing more is written, and the next call raises the failure.
+/// Thread-compatible: one thread at a time may print, but any thread may show progress.
 class TerminalWriter {
  public:
-  /// The outputs are borrowed, and nobody else may use them meanwhile. Raises what the start of a
-  /// thread raises.
+  /// The outputs are borrowed; nothing else may use them as long as this object lives. Raises what
+  /// starting a thread raises.
   TerminalWriter(TextOutput& output, TextOutput& error);
   /// Waits like `Flush`, and raises nothing.
   ~TerminalWriter();
   TerminalWriter(const TerminalWriter&) = delete;
   TerminalWriter& operator=(const TerminalWriter&) = delete;
 
-  /// Has `text` written to the standard output. Raises what an earlier write raised, mostly
+  /// Queues `text` for the standard output. Raises what an earlier write raised, mostly
   /// "CannotWrite" ("winErrorCode").
   void Print(std::wstring text) { PostText(output_, std::move(text)); }
   /// The same for the standard error.
   void PrintError(std::wstring text) { PostText(error_, std::move(text)); }
-  /// Has a line of progress shown in place of the one before, and taken away when something is
-  /// written. It may get lost: always where the output is no console, and when the one before is
-  /// still to be shown. Raises nothing.
+  /// Shows a line of progress in place of the one before; it is erased when something is written.
+  /// Dropped where the output is no console, and while the one before is still waiting to be
+  /// shown. Raises nothing.
   void ShowProgress(std::wstring line) noexcept;
-  /// True when lines of progress are worth their making.
+  /// True when `ShowProgress` shows anything.
   [[nodiscard]] bool ShowsProgress() const noexcept { return output_.IsConsole(); }
-  /// Waits until everything is written and the line of progress taken away. Raises what a write
+  /// Waits until everything is written and the line of progress is erased. Raises what a write
   /// raised.
   void Flush();
 

@@ -20,7 +20,7 @@ class TextOutput {
   TextOutput& operator=(const TextOutput&) = delete;
 
   [[nodiscard]] bool IsConsole() const noexcept { return isConsole_; }
-  /// Columns of the console; 80 when the system does not tell.
+  /// Columns of the console; 80 when the system does not say.
   [[nodiscard]] std::size_t GetWidth() const noexcept;
 
   /// Writes all of `text`. Raises "CannotWrite" ("winErrorCode"). A process without that output

@@ -14,7 +14,7 @@ namespace FlowTimeline {
 
 /// One record of a dump. Texts are numbers in the dump's table.
 struct Record {
-  std::int64_t time = 0;  ///< microseconds since the dump's oldest record, as the dump says it
+  std::int64_t time = 0;  ///< microseconds since the dump's oldest record
   std::int32_t kind = 0, arg1 = 0, arg2 = 0, classId = 0, pointId = 0;
   std::uint64_t object = 0;
   std::uint32_t threadId = 0;
@@ -25,13 +25,13 @@ struct Record {
   TextId threadName = kNoText;
 };
 
-/// What a dump says, and what of it could not be read.
+/// The content of a dump, and how much of it could not be read.
 struct Dump {
   TextTable texts;
   std::vector<Record> records;  ///< as they stand in the file, the oldest first
   bool hasHead = false;
-  /// When the logger was built, as the head says it: on the records' clock, and in microseconds
-  /// since 1970 of the recording machine's local time.
+  /// When the logger was built, from the head of the dump: on the records' clock, and in
+  /// microseconds since 1970 of the recording machine's local time.
   std::optional<std::int64_t> loggerTime;
   std::optional<std::int64_t> loggerWallClock;
   std::size_t skippedRecords = 0;  ///< began or ended in the file, and could not be read
@@ -40,12 +40,11 @@ struct Dump {
   bool holdsAnother = false;       ///< a second dump follows in the file; it is not read
 };
 
-/// Reads the text of a flow log dump. Reads on behind what is damaged; takes LF and CRLF. Where a
-/// name holds the words that part a line, or line feeds, the record's numbers decide what belongs
-/// to which name: a label's number is the hash of its text. Names that have no such number (of
-/// states, messages, objects and threads) end at the first of such words. Linear in the text,
-/// whatever it holds.
-/// The names' bytes are the low bytes of characters, so each becomes the character of its number.
+/// Reads the text of a flow log dump, with LF or CRLF, and goes on behind damaged parts. A name may
+/// contain line feeds or the words that separate names: the numbers of the record then decide where
+/// it ends, since a label's number is the hash of its text. Names without such a number (of states,
+/// messages, objects and threads) end at the first of these words. Takes linear time, whatever the
+/// text holds. A byte of a name becomes the character of that number.
 [[nodiscard]] Dump ReadDump(std::string_view text);
 
 }  // namespace FlowTimeline

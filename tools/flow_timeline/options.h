@@ -18,8 +18,8 @@ struct Options {
 };
 
 /// Reads the arguments that follow the program's name. When they name neither trace nor page, both
-/// are to stand beside the dump. Empty when they make no sense, and `problem` then says why, for
-/// people.
+/// are written beside the dump. Returns nothing when they make no sense; `problem` is then set to
+/// the reason, for people.
 [[nodiscard]] std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
                                                   std::wstring& problem);
 

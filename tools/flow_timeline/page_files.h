@@ -9,7 +9,7 @@ namespace FlowTimeline {
 extern const std::string_view kPageHtml;
 extern const std::string_view kPageStyle;
 extern const std::string_view kPageScript;
-/// The sources by which the page's security policy knows script and style: "sha256-…".
+/// Their hashes for the page's security policy: "sha256-…".
 extern const std::string_view kPageStyleHash;
 extern const std::string_view kPageScriptHash;
 

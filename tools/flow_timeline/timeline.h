@@ -15,7 +15,7 @@ namespace FlowTimeline {
 using Index = std::uint32_t;
 inline constexpr Index kNoIndex = (std::numeric_limits<Index>::max)();
 
-/// What stands for a record on the page and in the trace.
+/// How a record is shown on the page and in the trace.
 enum class Role { kScopeBegin, kScopeEnd, kState, kInstant, kSend, kReceive };
 
 [[nodiscard]] Role RoleOf(std::int32_t kind) noexcept;
@@ -23,26 +23,26 @@ enum class Role { kScopeBegin, kScopeEnd, kState, kInstant, kSend, kReceive };
 /// A scope on its thread.
 struct Slice {
   enum class Kind {
-    kWhole,     ///< begin and end are there
-    kOpen,      ///< not left when the dump was made: ends at the last time
-    kCutShort,  ///< its own end is missing, that of a scope around it is there: ends with that
-    kEndOnly    ///< only its end is there: stands without width at the thread's first record
+    kWhole,     ///< begin and end are in the dump
+    kOpen,      ///< still open when the dump was made: ends at the last time
+    kCutShort,  ///< its end is missing: ends together with the scope around it
+    kEndOnly    ///< its begin is missing: has no width, at the thread's first record
   };
-  Index record = kNoIndex;  ///< that of its begin; of its end for `kEndOnly`
+  Index record = kNoIndex;  ///< of its begin; of its end for `kEndOnly`
   Index end = kNoIndex;     ///< the record at which it ends, if there is one
   std::int64_t start = 0, finish = 0;
   std::uint32_t depth = 0;  ///< how many scopes are around it
   Kind kind = Kind::kWhole;
 };
 
-/// An object's being in a state, from the change to the next one, the object's destruction by the
-/// class that has the states, or the last time.
+/// The time that an object spends in a state: up to the next change, to the object's destruction by
+/// the class that has the states, or to the last time of the dump.
 struct StateSpan {
   Index record = kNoIndex;
   std::int64_t start = 0, finish = 0;
 };
 
-/// The states of one object, as one of its classes sees them.
+/// The states of one object, as recorded by one of its classes.
 struct Lane {
   std::uint64_t object = 0;
   TextId className = kNoText;
@@ -63,15 +63,15 @@ struct Message {
   Index receive = kNoIndex;
 };
 
-/// What happened, thread by thread and object by object. Immutable once built.
+/// The content of a dump, thread by thread and object by object. Immutable once built.
 class Timeline {
  public:
-  /// Borrows `dump`, which must outlive it and stay as it is.
+  /// Borrows `dump`, which must outlive this object and must not change.
   ///
-  /// A thread's records keep their order; one whose time is before that of its predecessor gets
-  /// the predecessor's. An end closes the innermost open scope of its class, point and object,
-  /// and what is open inside that. A receipt belongs to the oldest send of the same message and
-  /// object that has none yet; what is left over then is joined by the message alone.
+  /// A thread's records keep their order; a record that is earlier than its predecessor gets the
+  /// predecessor's time. An end closes the innermost open scope of its class, point and object,
+  /// and every scope that is open inside it. A receipt is joined to the oldest send of the same
+  /// message and object that has none yet; what remains is then joined by the message alone.
   explicit Timeline(const Dump& dump);
   Timeline(const Timeline&) = delete;
   Timeline& operator=(const Timeline&) = delete;
@@ -79,7 +79,8 @@ class Timeline {
   [[nodiscard]] const Dump& GetDump() const noexcept { return dump_; }
   [[nodiscard]] const Record& GetRecord(Index record) const { return dump_.records[record]; }
   [[nodiscard]] const std::string& GetText(TextId text) const { return dump_.texts[text]; }
-  /// A record's time, in microseconds like all times here, moved where its thread demands it.
+  /// A record's time in microseconds, as all times here; later than in the dump where the order of
+  /// its thread demands it.
   [[nodiscard]] std::int64_t GetTime(Index record) const { return times_[record]; }
   [[nodiscard]] std::int64_t GetFirstTime() const noexcept { return firstTime_; }
   [[nodiscard]] std::int64_t GetLastTime() const noexcept { return lastTime_; }
@@ -87,9 +88,9 @@ class Timeline {
   [[nodiscard]] const std::vector<Thread>& GetThreads() const noexcept { return threads_; }
   [[nodiscard]] const std::vector<Lane>& GetLanes() const noexcept { return lanes_; }
   [[nodiscard]] const std::vector<Message>& GetMessages() const noexcept { return messages_; }
-  /// How many records got another time than the dump gives them.
+  /// How many records have another time than in the dump.
   [[nodiscard]] std::size_t GetMovedRecords() const noexcept { return movedRecords_; }
-  /// Whether the dump is that of a full ring: what happened before is overwritten.
+  /// Whether the dump is that of a full ring, in which older records were overwritten.
   [[nodiscard]] bool IsRingFull() const noexcept;
 
  private:

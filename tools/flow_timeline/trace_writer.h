@@ -8,10 +8,10 @@
 namespace FlowTimeline {
 
 /// Writes the timeline as trace-event JSON (the "JSON Object Format"), UTF-8 on one line per
-/// event. Times are microseconds since the first record. Process 1 has the threads, process 2 a
-/// track per object that changes its state. Scopes and states are complete events, properly nested;
-/// within a thread or track the events stand in the order of their times. Failures show in the
-/// stream's state.
+/// event. Times are microseconds since the first record. Process 1 holds the threads, process 2
+/// a track for each object that changes its state. Scopes and states are complete events, properly
+/// nested; within a thread or track the events are in order of time. Failures show in the stream's
+/// state.
 void WriteTrace(const Timeline& timeline, std::ostream& stream);
 
 }  // namespace FlowTimeline
