@@ -49,37 +49,33 @@ ProgramRun RunProgram(const std::filesystem::path& program,
   return {exitCode, ReadWholeFile(output), ReadWholeFile(error)};
 }
 
-TEST(HelloWorkerTest, PrintsTheResultAndTheErrorThatItsWorkerMet) {
-  TemporaryFolder folder;
-  const std::filesystem::path folderBefore = std::filesystem::current_path();
-  const std::filesystem::path program = std::filesystem::absolute(HELLO_WORKER_EXE);
+/// The same with `folder` as the current one.
+ProgramRun RunProgramIn(const TemporaryFolder& folder, const std::filesystem::path& program,
+                        const std::vector<std::wstring>& arguments) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  const std::filesystem::path absolute = std::filesystem::absolute(program);
   std::filesystem::current_path(folder.GetPath());
-  EXPECT_THAT(RunProgram(program, {}).output,
-              MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n\\d+ drives\r?\n"));
-
-  folder.WriteFile(L"settings.ini", "colour = green\n");
-  const std::wstring copy = folder.Expect(L"settings.bak");
-  const ProgramRun run = RunProgram(program, {});
-  std::filesystem::current_path(folderBefore);
-  EXPECT_THAT(run.output + run.error, MatchesRegex("\\d+ drives\r?\n"));
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
+  ProgramRun run = RunProgram(absolute, arguments);
+  std::filesystem::current_path(before);
+  return run;
 }
 
-TEST(QuickStartTest, ReportsResultsAndErrorsAndDumpsTheFlowLog) {
+TEST(SmallExamplesTest, PrintResultsAndErrorsOfTheirWorkers) {
   TemporaryFolder folder;
-  folder.WriteFile(L"two", "a\nb\n");
+  EXPECT_THAT(RunProgramIn(folder, HELLO_WORKER_EXE, {}).output,
+              MatchesRegex("Settings.BackUp:CannotCopy .winErrorCode = 2.\r?\n\\d+ drives\r?\n"));
+  folder.WriteFile(L"settings.ini", "colour = green\n");
+  const std::wstring copy = folder.Expect(L"settings.bak");
+  EXPECT_THAT(RunProgramIn(folder, HELLO_WORKER_EXE, {}).output, MatchesRegex("\\d+ drives\r?\n"));
+  EXPECT_EQ(ReadWholeFile(copy), "colour = green\n");
+
   const std::wstring report = folder.Expect(L"quick_start.xml");
   const std::wstring log = folder.Expect(L"quick_start.flow.log");
-  const std::filesystem::path folderBefore = std::filesystem::current_path();
-  const std::filesystem::path program = std::filesystem::absolute(QUICK_START_EXE);
-  std::filesystem::current_path(folder.GetPath());
-  const ProgramRun run = RunProgram(program, {L"two", L"none"});
-  std::filesystem::current_path(folderBefore);
+  const ProgramRun run = RunProgramIn(folder, QUICK_START_EXE, {L"settings.ini", L"none"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.error, StartsWith("none: QuickStart.CountLines:CannotOpen (winErrorCode = 2)"));
   EXPECT_THAT(ReadWholeFile(report),
-              AllOf(HasSubstr("<Lines type=\"string\">2</Lines>"), HasSubstr("CannotOpen</Code>")));
+              AllOf(HasSubstr("<Lines type=\"string\">1</Lines>"), HasSubstr("CannotOpen</Code>")));
   EXPECT_THAT(ReadWholeFile(log), HasSubstr("Root_error CannotOpen in_class QuickStart"));
 }
 
@@ -129,17 +125,15 @@ TEST(FolderAuditTest, HashesEveryFileWhateverItsNameAndPlace) {
   EXPECT_TRUE(std::regex_match(run.output, expected)) << run.output;
 }
 
-TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
+TEST(FolderAuditTest, ComparesWithTheStoredAudit) {
   TemporaryFolder folder;
   TemporaryFolder store;
   const std::wstring file = store.Expect(L"audit.xml");
   folder.WriteFile(L"changed", "a");
   folder.WriteFile(L"locked", "b");
-  folder.WriteFile(L"same", "c");
   {
     const KernelHandle lock = folder.LockAway(L"locked");
     EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath()}).exitCode, 1);
-    EXPECT_THAT(ReadWholeFile(file), HasSubstr("HashJob.HashFile:FileNotHashed"));
     const ProgramRun same = RunAudit({L"--compare", file, folder.GetPath()});
     EXPECT_EQ(same.exitCode, 1);
     EXPECT_THAT(same.output, HasSubstr("\nCompared      0 added, 0 changed, 0 removed, "
@@ -149,19 +143,16 @@ TEST(FolderAuditTest, TellsWhatChangedSinceTheAuditThatWasStored) {
   folder.WriteFile(L"changed", "e");
   const ProgramRun run = RunAudit({L"--compare", file, L"--save", file, folder.GetPath()});
   EXPECT_EQ(run.exitCode, 5);
-  EXPECT_THAT(run.output, HasSubstr("\nadded: added\nchanged: changed\n"
-                                    "unreadable before: locked: "));
-  EXPECT_THAT(run.output, HasSubstr("(winErrorCode = 32)\nCompared      1 added, 1 changed, "
-                                    "0 removed, 0 unreadable, 1 unreadable before\n"));
-  EXPECT_EQ(RunAudit({L"--compare", file, folder.GetPath()}).exitCode, 0);
+  EXPECT_THAT(run.output, testing::ContainsRegex("\nadded: added\nchanged: changed\n"
+                                                 "unreadable before: locked: .*winErrorCode = 32.\n"
+                                                 "Compared      1 added, 1 changed, 0 removed, "));
 
   // Inside the audited folder, which is then another one than the stored audit's.
   const std::wstring own = folder.Expect(L"own.xml");
   const ProgramRun other = RunAudit({L"--save", own, store.GetPath(), L"--compare", file});
   EXPECT_THAT(other.error, MatchesRegex("note: the audit in .* is of another folder: .*\n"));
-  EXPECT_THAT(other.output, HasSubstr(" 0 added, 0 changed, 4 removed,")) << "audits itself";
-  const ProgramRun inside = RunAudit({L"--save", own, L"--compare", file, folder.GetPath()});
-  EXPECT_EQ(inside.exitCode, 0) << inside.output;
+  EXPECT_THAT(other.output, HasSubstr(" 0 added, 0 changed, 3 removed,")) << "audits itself";
+  EXPECT_EQ(RunAudit({L"--save", own, L"--compare", file, folder.GetPath()}).exitCode, 0);
 }
 
 TEST(FolderAuditTest, KeepsItsSettings) {
