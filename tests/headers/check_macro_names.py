@@ -3,7 +3,7 @@
 """Finds names in public headers that <windows.h> defines as macros, and names that the debugger's
 views use and no header has.
 
-One that is a macro is silently replaced in a program that includes <windows.h> first: an operation gets
+A macro's name is silently replaced in a program that includes <windows.h> first: an operation gets
 another name than it has in the library, or does not compile. Names that a header merely uses count
 too, std::min for one.
 
