@@ -10,10 +10,10 @@ int main() {
   MCommandProcessor worker;  // a thread with a queue of commands
   worker.Start();
 
-  // Goes on at once and looks for the result later.
+  // Returns at once; the result is read below.
   std::future<DWORD> drives = RunAsync(worker, [] { return ::GetLogicalDrives(); });
   try {
-    // Waits until the worker is through, and gets what went wrong over there.
+    // Waits until the worker has run it, and raises here what went wrong there.
     RunSynchronously(worker, [] {
       static MSourceContext context(L"Settings", L"BackUp");
       if (!::CopyFileW(L"settings.ini", L"settings.bak", FALSE)) {
