@@ -33,7 +33,9 @@ set(orvelPlatformWindowsSources
   platform/registry_key.h
   platform/system_message.cpp
   platform/system_message.h
-  platform/unique_handle.cpp)
+  platform/unique_handle.cpp
+  platform/whole_file.cpp
+  platform/whole_file.h)
 
 # logging: the flow logger, its adapter and the registry of names; needs platform
 set(orvelLoggingSources
@@ -102,7 +104,7 @@ set(orvelDiagnosticsWindowsSources
 # filers/xml: the XML document; needs foundation
 set(orvelXmlSources
   filers/xml/document/xml_document.cpp
-  filers/xml/document/xml_document_edit.cpp
+  filers/xml/document/xml_document_changing.cpp
   filers/xml/document/xml_element.cpp
   filers/xml/document/xml_escape.cpp
   filers/xml/document/xml_escape.h
@@ -140,6 +142,4 @@ set(orvelFilersSources
 set(orvelFilersWindowsSources
   filers/filer_tagged_registry_base.cpp
   filers/in_filer_tagged_registry.cpp
-  filers/out_filer_tagged_registry.cpp
-  filers/text_file.cpp
-  filers/text_file.h)
+  filers/out_filer_tagged_registry.cpp)

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "orvel/filers/text_file.h"
+#include "orvel/platform/whole_file.h"
 #include "orvel/filers/xml/document/xml_document.h"
 
 bool MXmlDocument::LoadFile(const std::wstring& path) {

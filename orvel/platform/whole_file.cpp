@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/filers/text_file.h"
+#include "orvel/platform/whole_file.h"
 
 #include <algorithm>
 #include <atomic>
