@@ -104,11 +104,19 @@ set(orvelDiagnosticsWindowsSources
 # filers/xml: the XML document; needs foundation
 set(orvelXmlSources
   filers/xml/document/xml_document.cpp
+  filers/xml/document/xml_document_adding.cpp
+  filers/xml/document/xml_document_attributes.cpp
   filers/xml/document/xml_document_changing.cpp
+  filers/xml/document/xml_document_reading.cpp
   filers/xml/document/xml_element.cpp
   filers/xml/document/xml_escape.cpp
   filers/xml/document/xml_escape.h
   filers/xml/document/xml_failure.cpp
+  filers/xml/document/xml_insertion.cpp
+  filers/xml/document/xml_insertion.h
+  filers/xml/document/xml_markup.h
+  filers/xml/parse/xml_attribute_scanner.cpp
+  filers/xml/parse/xml_attribute_scanner.h
   filers/xml/parse/xml_open_names.cpp
   filers/xml/parse/xml_open_names.h
   filers/xml/parse/xml_parser.cpp
@@ -117,10 +125,14 @@ set(orvelXmlSources
   filers/xml/parse/xml_scanner.h
   filers/xml/store/wide_buffer.cpp
   filers/xml/store/wide_buffer.h
+  filers/xml/store/xml_characters.h
+  filers/xml/store/xml_elements.h
   filers/xml/store/xml_index.cpp
   filers/xml/store/xml_index.h
   filers/xml/store/xml_name_hash.cpp
   filers/xml/store/xml_name_hash.h
+  filers/xml/store/xml_names.cpp
+  filers/xml/store/xml_names.h
   filers/xml/store/xml_store.h
   filers/xml/store/xml_tag_lookup.cpp
   filers/xml/store/xml_tag_lookup.h
@@ -131,7 +143,6 @@ set(orvelXmlWindowsSources
 
 # filers: tagged values in XML and in the registry; needs filers/xml
 set(orvelFilersSources
-  filers/in_filer_tagged.cpp
   filers/in_filer_tagged_xml.cpp
   filers/out_filer_tagged_xml.cpp
   filers/section_balance.cpp

@@ -57,7 +57,7 @@ class IInFilerTagged {
   virtual bool ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) = 0;
   /// Opens the next section with the tag after the one closed last at this level, the first when
   /// none was opened here. False when there is no further one, and by default.
-  virtual bool BeginNextSection(const std::wstring& tag);
+  virtual bool BeginNextSection([[maybe_unused]] const std::wstring& tag) { return false; }
 
  protected:
   /// Raises what `MLocale::Instance` does.

@@ -8,25 +8,7 @@
 #include "orvel/filers/xml_filer_format.h"
 #include "orvel/foundation/number_text.h"
 
-namespace {
-
 namespace Format = Orvel::Detail::XmlFilerFormat;
-
-/// Puts the document's position back at its end, also when memory ran out in between.
-class PositionKeeper {
- public:
-  explicit PositionKeeper(MXmlDocument& document) : document_(document) {
-    document_.SavePosition({});
-  }
-  PositionKeeper(const PositionKeeper&) = delete;
-  PositionKeeper& operator=(const PositionKeeper&) = delete;
-  ~PositionKeeper() { document_.RestorePosition({}); }
-
- private:
-  MXmlDocument& document_;
-};
-
-}  // namespace
 
 MInFilerTaggedXml::MInFilerTaggedXml() : document_(std::make_unique<MXmlDocument>()) {}
 
@@ -64,18 +46,20 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
   document_.reset();
 }
 
-bool MInFilerTaggedXml::Find(const std::wstring& tag) {
-  // To the document an empty name is any element's.
-  return !tag.empty() && document_->FindFirstElement(tag);
+/// The first element of the open section that has the tag; 0 if there is none.
+std::uint32_t MInFilerTaggedXml::Find(const std::wstring& tag) {
+  // To the document an empty tag is any element's.
+  return document_ == nullptr || tag.empty()
+             ? 0
+             : document_->FindFirstChild(document_->GetPosition().parent, tag);
 }
 
 template <class Convert>
 bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type,
                                   Convert convert) {
   if (document_ == nullptr) return false;
-  const PositionKeeper keeper(*document_);
-  if (!balance_.Note(Find(tag))) return false;
-  const std::uint32_t element = document_->GetElement();
+  const std::uint32_t element = Find(tag);
+  if (!balance_.Note(element != 0)) return false;
   // Where an element has no end nobody knows which text was meant.
   return balance_.Note(!document_->GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded) &&
                        document_->GetAttribute(element, type.GetName(), attribute_) &&
@@ -174,7 +158,8 @@ bool MInFilerTaggedXml::ReadInt(const std::wstring& tag, std::int32_t& value,
 bool MInFilerTaggedXml::ReadChangeStamp(std::uint32_t&) { return false; }
 
 bool MInFilerTaggedXml::BeginSection(const std::wstring& tag) {
-  return balance_.Note(document_ != nullptr && Find(tag)) && EnterSection();
+  return balance_.Note(document_ != nullptr && !tag.empty() && document_->FindFirstElement(tag)) &&
+         EnterSection();
 }
 
 bool MInFilerTaggedXml::BeginNextSection(const std::wstring& tag) {
@@ -196,10 +181,7 @@ bool MInFilerTaggedXml::EndSection() {
 
 bool MInFilerTaggedXml::ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) {
   std::wstring element;
-  if (document_ != nullptr) {
-    const PositionKeeper keeper(*document_);
-    if (Find(tag)) element = document_->GetSubDocument();
-  }
+  if (const std::uint32_t number = Find(tag)) element = document_->GetSubDocument(number);
   xmlText.clear();
   MXmlDocument standAlone;
   if (!balance_.Note(!element.empty() &&

@@ -76,7 +76,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   MInFilerTaggedXml();
 
   void EnterRoot(bool isWellFormed);
-  bool Find(const std::wstring& tag);
+  std::uint32_t Find(const std::wstring& tag);
   bool EnterSection();
   template <class Convert>
   bool ReadValue(const std::wstring& tag, const MXmlConstantAttribute& type, Convert convert);

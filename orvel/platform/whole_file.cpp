@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "orvel/foundation/decimal_text.h"
-#include "orvel/foundation/utf8.h"
 #include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 
@@ -21,12 +19,6 @@ namespace {
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 constexpr int kNameAttempts = 100;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-MXmlFailure SystemFailure(MXmlStep step, DWORD code) { return {step, code, {}}; }
-
-MXmlFailure TextFailure(MXmlStep step, const wchar_t* what, std::size_t offset) {
-  return {step, 0, what + DecimalText(offset)};
-}
 
 /// What a file that is replaced hands on to its successor.
 struct Target {
@@ -186,72 +178,59 @@ class NewFile {
 std::wstring MakeTemporaryPath(const std::wstring& path) {
   static std::atomic<std::uint32_t> counter{0};
   constexpr std::uint32_t kSpread = 0x9E3779B9;  // keeps neighbouring processes' numbers apart
-  const std::uint32_t number =
+  std::uint32_t number =
       ::GetCurrentProcessId() * kSpread + counter.fetch_add(1, std::memory_order_relaxed);
   const std::size_t separator = path.find_last_of(L"\\/:");
   std::wstring result = path.substr(0, separator == std::wstring::npos ? 0 : separator + 1);
   result += L'~';
-  result += HexText(number, 8).substr(2);
+  for (int digit = 0; digit < 8; ++digit, number <<= 4) {
+    result += L"0123456789ABCDEF"[number >> 28];
+  }
   result += L".tmp";
   return result;
 }
 
 }  // namespace
 
-MXmlFailure ReadTextFile(const std::wstring& path, std::size_t maxBytes, std::wstring& text) {
+FileFailure ReadWholeFile(const std::wstring& path, std::size_t maxBytes, std::string& bytes) {
   const MFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr,
                                        OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-  if (!file) return SystemFailure(MXmlStep::kOpen, ::GetLastError());
+  if (!file) return {FileStep::kOpen, ::GetLastError()};
   LARGE_INTEGER size{};
-  if (::GetFileSizeEx(file.Get(), &size) == FALSE)
-    return SystemFailure(MXmlStep::kRead, ::GetLastError());
-  if (static_cast<std::uint64_t>(size.QuadPart) > maxBytes)
-    return {MXmlStep::kLength, 0, L"Document too long"};
+  if (::GetFileSizeEx(file.Get(), &size) == FALSE) return {FileStep::kRead, ::GetLastError()};
+  if (static_cast<std::uint64_t>(size.QuadPart) > maxBytes) return {FileStep::kLength, NO_ERROR};
 
-  std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
+  std::string content(static_cast<std::size_t>(size.QuadPart), '\0');
   std::size_t count = 0;
-  while (count < bytes.size()) {
-    const auto wanted = static_cast<DWORD>((std::min)(bytes.size() - count, kChunk));
+  while (count < content.size()) {
+    const auto wanted = static_cast<DWORD>((std::min)(content.size() - count, kChunk));
     DWORD got = 0;
-    if (::ReadFile(file.Get(), bytes.data() + count, wanted, &got, nullptr) == FALSE)
-      return SystemFailure(MXmlStep::kRead, ::GetLastError());
-    if (got == 0)  // cut short while it was read
-      return SystemFailure(MXmlStep::kRead, ERROR_HANDLE_EOF);
+    if (::ReadFile(file.Get(), content.data() + count, wanted, &got, nullptr) == FALSE)
+      return {FileStep::kRead, ::GetLastError()};
+    if (got == 0) return {FileStep::kRead, ERROR_HANDLE_EOF};  // cut short while it was read
     count += got;
   }
-  const std::string_view content = SkipUtf8ByteOrderMark(bytes);
-  const std::size_t markBytes = bytes.size() - content.size();
-  const std::size_t zero = content.find('\0');
-  std::wstring decoded;
-  if (const auto offset = DecodeUtf8(content.substr(0, zero), decoded))
-    return TextFailure(MXmlStep::kDecode, L"File is not UTF-8 at byte ", markBytes + *offset);
-  if (zero != std::string_view::npos)
-    return TextFailure(MXmlStep::kDecode, L"File has a zero character at byte ", markBytes + zero);
-  text = std::move(decoded);
+  bytes = std::move(content);
   return {};
 }
 
-MXmlFailure WriteTextFile(const std::wstring& path, std::wstring_view text) {
-  std::string bytes;
-  if (const auto unpaired = EncodeUtf8(text, bytes))
-    return TextFailure(MXmlStep::kEncode, L"Unpaired surrogate at offset ", *unpaired);
+FileFailure ReplaceWholeFile(const std::wstring& path, std::string_view bytes) {
   const std::wstring absolute = PathOf([&path](wchar_t* buffer, DWORD units) {
     return ::GetFullPathNameW(path.c_str(), units, buffer, nullptr);
   });
   Target target;
   if (const DWORD code = FindTarget(absolute, target); code != NO_ERROR)
-    return SystemFailure(MXmlStep::kOpen, code);
+    return {FileStep::kOpen, code};
   for (int attempt = 1;; ++attempt) {
     NewFile file(MakeTemporaryPath(target.path), target);
     if (const DWORD code = file.GetCreationCode(); code != NO_ERROR) {
       // Left by a process that crashed.
       if (code == ERROR_FILE_EXISTS && attempt < kNameAttempts) continue;
-      return SystemFailure(MXmlStep::kCreate, code);
+      return {FileStep::kCreate, code};
     }
-    if (const DWORD code = file.Write(bytes); code != NO_ERROR)
-      return SystemFailure(MXmlStep::kWrite, code);
+    if (const DWORD code = file.Write(bytes); code != NO_ERROR) return {FileStep::kWrite, code};
     if (const DWORD code = file.Replace(target); code != NO_ERROR)
-      return SystemFailure(MXmlStep::kReplace, code);
+      return {FileStep::kReplace, code};
     return {};
   }
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)
@@ -73,8 +74,11 @@ inline __m128i LoadNarrowEnds4(std::wstring_view text) noexcept {
   return _mm_packus_epi16(ends, ends);
 }
 
-/// True when `getBits` has a bit for any character of a text, of which it gets 16 bytes at a time
-/// as LoadNarrow() gives them. The text must have 4 characters at least.
+/// The shortest text for HoldsAnyNarrow().
+inline constexpr std::size_t kShortestNarrow = 4;
+
+/// True when `getBits` returns a bit for any character of a text of kShortestNarrow characters or
+/// more. It is called with 16 of them at a time, as LoadNarrow() returns them.
 template <class GetBits>
 bool HoldsAnyNarrow(std::wstring_view text, GetBits getBits) noexcept {
   constexpr auto kLanes = static_cast<std::size_t>(kNarrowLanes);
@@ -89,6 +93,13 @@ bool HoldsAnyNarrow(std::wstring_view text, GetBits getBits) noexcept {
 /// All bits set in each byte that is `character`.
 inline __m128i EqualBytes(__m128i bytes, char character) noexcept {
   return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(character));
+}
+
+/// All bits set in each byte that is one of `characters`.
+inline __m128i EqualAnyByte(__m128i bytes, std::initializer_list<char> characters) noexcept {
+  __m128i hits = _mm_setzero_si128();
+  for (const char c : characters) hits = _mm_or_si128(hits, EqualBytes(bytes, c));
+  return hits;
 }
 
 /// All bits set in each byte from `first` to `last`.

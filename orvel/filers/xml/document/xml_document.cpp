@@ -9,39 +9,13 @@
 #include "orvel/filers/xml/store/xml_store.h"
 
 using Orvel::Detail::FindWide;
-using Orvel::Detail::FindXmlChar;
+using Orvel::Detail::HoldsXmlChar;
+using Orvel::Detail::kXmlSpace;
+using Orvel::Detail::kXmlTagNameEnd;
 using Orvel::Detail::SkipXmlChars;
 using Orvel::Detail::XmlIndex;
 using Orvel::Detail::XmlToken;
 using Orvel::Detail::XmlTokenKind;
-
-namespace {
-
-using Orvel::Detail::kXmlSpace;
-using Orvel::Detail::kXmlTagNameEnd;
-
-std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
-  return {begin, static_cast<std::size_t>(end - begin)};
-}
-
-/// The name that a declaration, such as a document type, declares: its second word.
-std::wstring_view GetDeclaredName(std::wstring_view node) noexcept {
-  const wchar_t* const end = node.data() + node.size();
-  const wchar_t* next = FindXmlChar(node.data() + 2, end, kXmlSpace | kXmlTagNameEnd);
-  next = SkipXmlChars(next, end, kXmlSpace);
-  const wchar_t* const name = next;
-  while (next != end && *next != L'[' && !Orvel::Detail::IsXmlChar(*next, kXmlTagNameEnd)) ++next;
-  return Range(name, next);
-}
-
-/// The tag name that begins `skipped` units behind the start of a node.
-std::wstring_view GetNameAt(std::wstring_view node, std::size_t skipped) noexcept {
-  const wchar_t* const end = node.data() + node.size();
-  const wchar_t* const name = node.data() + skipped;
-  return Range(name, FindXmlChar(name, end, kXmlTagNameEnd));
-}
-
-}  // namespace
 
 MXmlDocument::MXmlDocument(std::uint32_t flags)
     : flags_(flags), store_(std::make_unique<Orvel::Detail::XmlStore>()) {}
@@ -131,8 +105,8 @@ void MXmlDocument::SetLengthLimit(std::size_t units) noexcept {
 }
 
 bool MXmlDocument::FindElement(std::wstring_view name) {
-  const std::uint32_t next = position_.element != 0 ? FindSibling(position_.element, name)
-                                                    : FindChild(position_.parent, name);
+  const std::uint32_t next =
+      position_.element != 0 ? StepOn(position_.element, name) : StepIn(position_.parent, name);
   if (next == 0) return false;
   position_ = {position_.parent, next, 0, MXmlNodeKind::kElement, 0, 0};
   return true;
@@ -141,8 +115,7 @@ bool MXmlDocument::FindElement(std::wstring_view name) {
 /// `element`, or the first one behind it in its level that is there and has the tag, any if that is
 /// empty; 0 if there is none.
 std::uint32_t MXmlDocument::FindFrom(std::uint32_t element, std::wstring_view tag) const noexcept {
-  if (FindXmlChar(tag.data(), tag.data() + tag.size(), kXmlTagNameEnd) != tag.data() + tag.size())
-    return 0;
+  if (HoldsXmlChar(tag, kXmlTagNameEnd)) return 0;
   while (element != 0 && !(tag.empty() ? store_->IsElement(element)
                                        : store_->HasTagName(element, tag, IgnoresCase()))) {
     element = store_->index.At(element).nextSibling;
@@ -150,21 +123,24 @@ std::uint32_t MXmlDocument::FindFrom(std::uint32_t element, std::wstring_view ta
   return element;
 }
 
-std::uint32_t MXmlDocument::FindChild(std::uint32_t parent, std::wstring_view tag) const noexcept {
+std::uint32_t MXmlDocument::StepIn(std::uint32_t parent, std::wstring_view tag) const noexcept {
   if (parent != 0 && !store_->IsElement(parent)) return 0;
   return FindFrom(store_->index.At(parent).firstChild, tag);
 }
 
-std::uint32_t MXmlDocument::FindSibling(std::uint32_t element,
-                                        std::wstring_view tag) const noexcept {
+std::uint32_t MXmlDocument::StepOn(std::uint32_t element, std::wstring_view tag) const noexcept {
   if (element >= store_->index.GetNext()) return 0;
   return FindFrom(store_->index.At(element).nextSibling, tag);
 }
 
+std::uint32_t MXmlDocument::FindFirstChild(std::uint32_t element, std::wstring_view tag) {
+  if (element != 0 && !store_->IsElement(element)) return 0;
+  return tag.empty() ? store_->index.At(element).firstChild
+                     : store_->lookup.FindFirst(element, tag, IgnoresCase());
+}
+
 bool MXmlDocument::FindFirstElement(std::wstring_view name) {
-  const std::uint32_t found =
-      name.empty() ? store_->index.At(position_.parent).firstChild
-                   : store_->lookup.FindFirst(*store_, position_.parent, name, IgnoresCase());
+  const std::uint32_t found = FindFirstChild(position_.parent, name);
   if (found == 0) return false;
   position_ = {position_.parent, found, 0, MXmlNodeKind::kElement, 0, 0};
   return true;
@@ -251,54 +227,4 @@ bool MXmlDocument::RestorePosition(std::wstring_view name) {
   if (found == savedPositions_.end()) return false;
   position_ = found->second;
   return true;
-}
-
-std::wstring_view MXmlDocument::GetNodeView() const noexcept {
-  if (position_.kind == MXmlNodeKind::kNone) return {};
-  if (position_.kind != MXmlNodeKind::kElement)
-    return store_->text.GetView(position_.nodeStart, position_.nodeLength);
-  const std::size_t start = store_->GetStart(position_.element);
-  return store_->text.GetView(start, store_->GetEnd(position_.element) - start);
-}
-
-std::wstring MXmlDocument::GetNodeName() const {
-  switch (position_.kind) {
-    case MXmlNodeKind::kElement:
-      return std::wstring(store_->GetTagName(position_.element));
-    case MXmlNodeKind::kText:
-    case MXmlNodeKind::kWhitespace:
-      return L"#text";
-    case MXmlNodeKind::kCData:
-      return L"#cdata-section";
-    case MXmlNodeKind::kComment:
-      return L"#comment";
-    case MXmlNodeKind::kInstruction:
-    case MXmlNodeKind::kLoneEndTag:
-      return std::wstring(GetNameAt(GetNodeView(), 2));
-    case MXmlNodeKind::kDocumentType:
-      return std::wstring(GetDeclaredName(GetNodeView()));
-    case MXmlNodeKind::kNone:
-      break;
-  }
-  return {};
-}
-
-std::wstring MXmlDocument::GetNodeText() const { return std::wstring(GetNodeView()); }
-
-std::wstring MXmlDocument::GetTagName(std::uint32_t element) const {
-  return store_->IsElement(element) ? std::wstring(store_->GetTagName(element)) : std::wstring();
-}
-
-std::wstring MXmlDocument::GetSubDocument(std::uint32_t element) const {
-  if (!store_->IsElement(element)) return {};
-  const std::size_t start = store_->GetStart(element);
-  return std::wstring(store_->text.GetView(start, store_->GetEnd(element) - start));
-}
-
-MXmlElementRecord MXmlDocument::GetRecord(std::uint32_t element) const noexcept {
-  if (element != 0 && !store_->IsElement(element)) return MXmlElementRecord{};
-  store_->index.SettleLength(element);
-  MXmlElementRecord record = store_->index.At(element);
-  record.start = static_cast<std::uint32_t>(store_->GetStart(element));
-  return record;
 }

@@ -157,6 +157,11 @@ class MXmlDocument {
   /// levels of more than 32 children may get some 50 bytes more for each child for that.
   bool FindFirstElement(std::wstring_view name);
 
+  /// Returns the number of the first child of an element that has the tag, of the first child at
+  /// all when the tag is empty; 0 when there is none. The children of 0 are the elements at the top
+  /// level. As fast as FindFirstElement(), and leaves the position alone.
+  [[nodiscard]] std::uint32_t FindFirstChild(std::uint32_t element, std::wstring_view tag);
+
   /// Goes to the next node of the level that is of one of the kinds, elements included if asked
   /// for: `FindNode(MXmlNodeKind::kText | MXmlNodeKind::kCData)`.
   bool FindNode(MXmlNodeKind kinds);
@@ -339,9 +344,8 @@ class MXmlDocument {
                       MXmlReferences references);
   bool AddElementText(ElementText& element, MXmlReferences references);
   [[nodiscard]] std::uint32_t FindFrom(std::uint32_t element, std::wstring_view tag) const noexcept;
-  [[nodiscard]] std::uint32_t FindChild(std::uint32_t parent, std::wstring_view tag) const noexcept;
-  [[nodiscard]] std::uint32_t FindSibling(std::uint32_t element,
-                                          std::wstring_view tag) const noexcept;
+  [[nodiscard]] std::uint32_t StepIn(std::uint32_t parent, std::wstring_view tag) const noexcept;
+  [[nodiscard]] std::uint32_t StepOn(std::uint32_t element, std::wstring_view tag) const noexcept;
   [[nodiscard]] bool IsEnded(std::uint32_t element) const noexcept;
   [[nodiscard]] bool CanBeOpened(std::uint32_t element, std::size_t nameLength) const noexcept;
   [[nodiscard]] bool CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept;
@@ -353,9 +357,7 @@ class MXmlDocument {
                  wchar_t* endTag) noexcept;
   void LinkSavedPositions(std::uint32_t parent, std::uint32_t previous,
                           std::uint32_t number) noexcept;
-  [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece);
   void MakeWritable(ElementText& element, MXmlReferences references);
-  void TrimScratch() noexcept;
   void SpliceText(std::uint32_t element, std::size_t begin, std::size_t end,
                   std::wstring_view added);
   void LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied) noexcept;

@@ -25,10 +25,10 @@ MXmlChildren MXmlElement::GetChildren(std::wstring_view tag) const noexcept {
 }
 
 MXmlChildren::Iterator MXmlChildren::begin() const noexcept {
-  return {*document_, tag_, document_->FindChild(parent_, tag_)};
+  return {*document_, tag_, document_->StepIn(parent_, tag_)};
 }
 
 MXmlChildren::Iterator& MXmlChildren::Iterator::operator++() noexcept {
-  number_ = document_->FindSibling(number_, tag_);
+  number_ = document_->StepOn(number_, tag_);
   return *this;
 }

@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/xml_characters.h"
 #include "orvel/foundation/utf8.h"
+#include "orvel/platform/wide_search.h"
 
 namespace Orvel::Detail {
 namespace {
@@ -83,11 +84,18 @@ std::size_t AppendReference(std::wstring_view text, std::wstring& output) {
   return 0;
 }
 
-std::wstring_view Range(const wchar_t* begin, const wchar_t* end) noexcept {
-  return {begin, static_cast<std::size_t>(end - begin)};
-}
-
 }  // namespace
+
+bool HoldsXmlTextEscape(std::wstring_view text) noexcept {
+#ifdef ORVEL_WIDE_SEARCH_SSE2
+  if (text.size() >= kShortestNarrow) {
+    return HoldsAnyNarrow(text, [](__m128i bytes) {
+      return ByteBits(EqualAnyByte(bytes, {'<', '>', '&'}));
+    });
+  }
+#endif
+  return HoldsXmlChar(text, kXmlTextEscape);
+}
 
 void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuffer& output) {
   const unsigned classes = kXmlTextEscape | (options.escapeQuotes ? kXmlQuote : 0U);
@@ -98,14 +106,13 @@ void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuff
   if (next != end) output.Reserve(text.size() + text.size() / 10 + 7);
   while (next != end) {
     if (*next == L'&' && options.keepReferences) {
-      const std::size_t length =
-          ReferenceLength(std::wstring_view(next, static_cast<std::size_t>(end - next)));
+      const std::size_t length = ReferenceLength(std::wstring_view(next, end));
       if (length != 0) {
         next = FindXmlChar(next + length, end, classes);
         continue;
       }
     }
-    output.Append(Range(plain, next));
+    output.Append(std::wstring_view(plain, next));
     for (const NamedReference& reference : kNamedReferences) {
       if (reference.character != *next) continue;
       output.Append(L'&');
@@ -115,7 +122,7 @@ void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuff
     plain = next + 1;
     next = FindXmlChar(plain, end, classes);
   }
-  output.Append(Range(plain, end));
+  output.Append(std::wstring_view(plain, end));
 }
 
 void AppendXmlUnescaped(std::wstring_view text, std::wstring& output) {
@@ -125,8 +132,7 @@ void AppendXmlUnescaped(std::wstring_view text, std::wstring& output) {
   if (next != end) output.reserve(output.size() + text.size());
   while (next != end) {
     output.append(plain, next);
-    const std::size_t length =
-        AppendReference(std::wstring_view(next, static_cast<std::size_t>(end - next)), output);
+    const std::size_t length = AppendReference(std::wstring_view(next, end), output);
     plain = next + length;
     next = FindWide(next + (length == 0 ? 1 : length), end, L'&');
   }

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "orvel/filers/xml/parse/xml_scanner.h"
+#include "orvel/filers/xml/store/xml_names.h"
 
 namespace Orvel::Detail {
 namespace {

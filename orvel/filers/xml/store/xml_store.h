@@ -6,35 +6,19 @@
 #include <string_view>
 #include <utility>
 
-#include "orvel/filers/xml/parse/xml_scanner.h"
 #include "orvel/filers/xml/store/wide_buffer.h"
+#include "orvel/filers/xml/store/xml_elements.h"
 #include "orvel/filers/xml/store/xml_index.h"
 #include "orvel/filers/xml/store/xml_tag_lookup.h"
-#include "orvel/filers/xml/store/xml_text.h"
 
 namespace Orvel::Detail {
 
-/// A document's text, the records of its elements, and how to find them by tag. Views into the text
-/// hold until the next call of anything that edits or reads it.
-struct XmlStore {
-  XmlText text;
-  XmlIndex index;
-  XmlTagLookup lookup;
+/// All that a document keeps: its elements, how to find them by tag, and a text that edits use.
+///
+/// Thread-unsafe, as XmlElements are.
+struct XmlStore : XmlElements {
+  XmlTagLookup lookup{*this};
   WideBuffer scratch;  ///< what an edit inserts; kept for its memory
-
-  /// What the last edit added, if it was an element without children: the next one is likely to
-  /// come behind it or in it.
-  struct {
-    std::uint32_t element = 0;
-    std::uint32_t level = 0;
-    std::size_t nameLength = 0;
-    std::size_t behind = 0;    ///< offset behind it and its line break
-    std::size_t tagClose = 0;  ///< offset of the "/>" if it is empty, else 0
-  } lastAdded;
-
-  [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {
-    return number != 0 && number < index.GetNext() && index.At(number).tagLengths != 0;
-  }
 
   /// Replaces all elements.
   void SetIndex(XmlIndex&& elements) noexcept {
@@ -44,52 +28,26 @@ struct XmlStore {
     lastAdded = {};
   }
 
-  /// Offset of an element's `<`; 0 for the document.
-  [[nodiscard]] std::size_t GetStart(std::uint32_t number) const noexcept {
-    return index.GetStart(number, text.GetSize());
-  }
-
-  [[nodiscard]] std::wstring_view GetStartTag(std::uint32_t number) noexcept {
-    return text.GetView(GetStart(number), index.At(number).GetStartTagLength());
-  }
-
-  [[nodiscard]] std::wstring_view GetTagName(std::uint32_t number) noexcept {
-    if (number != lastAdded.element) return FindXmlTagName(GetStartTag(number));
-    return text.GetView(GetStart(number) + 1, lastAdded.nameLength);
-  }
-
-  /// True when the tag name of an element is `name`, which must hold no character that ends tag
-  /// names.
-  [[nodiscard]] bool HasTagName(std::uint32_t number, std::wstring_view name,
-                                bool ignoreCase) noexcept {
-    if (index.At(number).GetStartTagLength() < name.size() + 2) return false;
-    const std::wstring_view tag = text.GetView(GetStart(number), name.size() + 2);
-    return IsXmlChar(tag.back(), kXmlTagNameEnd) &&
-           EqualXmlNames(tag.substr(1, name.size()), name, ignoreCase);
-  }
-
-  /// Offset behind an element's end tag.
-  [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
-    index.SettleLength(number);
-    return GetStart(number) + index.At(number).length;
-  }
-
   /// Forgets an element, which stays in the text, and all that it contains.
   void Forget(std::uint32_t number, bool ignoreCase) noexcept {
-    lookup.NoteRemoved(*this, number, ignoreCase);
+    lookup.NoteRemoved(number, ignoreCase);
     const std::size_t end = GetEnd(number);  // settles its length
     index.MoveGap(index.IsBehindGap(number) ? GetStart(number) : end, text.GetSize());
     index.Forget(number, [this](std::uint32_t forgotten) { lookup.ForgetLevel(forgotten); });
   }
 
-  /// Offset of what an element contains, behind its start tag; 0 for the document.
-  [[nodiscard]] std::size_t GetContentStart(std::uint32_t number) const noexcept {
-    return GetStart(number) + index.At(number).GetStartTagLength();
+  /// `piece`, or a copy of it in the scratch text when it is a part of the document's own text.
+  [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece) {
+    if (!text.Holds(piece)) return piece;
+    scratch.Clear();
+    scratch.Append(piece);
+    return scratch.GetView();
   }
 
-  /// Offset of an element's end tag; the end of the text for the document.
-  [[nodiscard]] std::size_t GetContentEnd(std::uint32_t number) noexcept {
-    return number == 0 ? text.GetSize() : GetEnd(number) - index.At(number).GetEndTagLength();
+  /// Frees the scratch text's memory after an edit with much text.
+  void TrimScratch() noexcept {
+    constexpr std::size_t kKept = 65536;
+    if (scratch.GetCapacity() > kKept) scratch = {};
   }
 };
 

@@ -3,8 +3,8 @@
 
 #include <bit>
 
+#include "orvel/filers/xml/store/xml_elements.h"
 #include "orvel/filers/xml/store/xml_name_hash.h"
-#include "orvel/filers/xml/store/xml_store.h"
 
 namespace Orvel::Detail {
 namespace {
@@ -12,59 +12,51 @@ namespace {
 /// Children that are looked at one after the other, before a table of all of them pays.
 constexpr std::uint32_t kStepsWithoutTable = 32;
 
+std::uint32_t ShortHash(std::wstring_view name, bool ignoreCase) noexcept {
+  return static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
+}
+
 }  // namespace
 
-std::uint32_t XmlTagLookup::FindFirst(XmlStore& store, std::uint32_t parent, std::wstring_view name,
+std::uint32_t XmlTagLookup::FindFirst(std::uint32_t parent, std::wstring_view name,
                                       bool ignoreCase) {
   Level* const level = FindLevel(parent);
   if (level != nullptr) {
     // Whoever searches far a second time is likely to go on.
-    if (level->slots.empty()) BuildTable(*level, store, ignoreCase);
-    const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
-    return FindSlot(*level, store, name, hash, ignoreCase).number;
+    if (level->slots.empty()) BuildTable(*level, ignoreCase);
+    return FindSlot(*level, name, ShortHash(name, ignoreCase), ignoreCase).number;
   }
   if (XmlTagNameLength(name.data(), name.data() + name.size()) != name.size()) return 0;
   std::uint32_t steps = 0;
-  std::uint32_t child = store.index.At(parent).firstChild;
-  while (child != 0 && !store.HasTagName(child, name, ignoreCase)) {
+  std::uint32_t child = elements_.index.At(parent).firstChild;
+  while (child != 0 && !elements_.HasTagName(child, name, ignoreCase)) {
     if (++steps == kStepsWithoutTable) AddLevel(parent);
-    child = store.index.At(child).nextSibling;
+    child = elements_.index.At(child).nextSibling;
   }
   return child;
 }
 
-void XmlTagLookup::NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase) {
-  Level* const level = FindLevel(store.index.At(number).parent);
-  if (level == nullptr || level->slots.empty()) return;
+void XmlTagLookup::NoteAddedToLevel(std::uint32_t number, bool ignoreCase) {
+  Level* const level = FindTableOf(number);
+  if (level == nullptr) return;
   if ((std::size_t{level->used} + 1) * 2 > level->slots.size()) {
     level->slots.clear();  // made anew when it is asked for
     return;
   }
-  const std::wstring_view name = store.GetTagName(number);
-  const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
-  Slot& slot = FindSlot(*level, store, name, hash, ignoreCase);
-  if (slot.number == 0) {
-    slot = {hash, number, static_cast<std::uint32_t>(name.size()), 1};
-    ++level->used;
-    return;
-  }
-  ++slot.count;
-  if (store.GetStart(number) < store.GetStart(slot.number)) slot.number = number;
+  Enter(*level, number, ignoreCase);
 }
 
-void XmlTagLookup::NoteRemovedFromLevel(XmlStore& store, std::uint32_t number,
-                                        bool ignoreCase) noexcept {
-  Level* const level = FindLevel(store.index.At(number).parent);
-  if (level == nullptr || level->slots.empty()) return;
-  const std::wstring_view name = store.GetTagName(number);
-  const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
-  Slot& slot = FindSlot(*level, store, name, hash, ignoreCase);
+void XmlTagLookup::NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) noexcept {
+  Level* const level = FindTableOf(number);
+  if (level == nullptr) return;
+  const std::wstring_view name = elements_.GetTagName(number);
+  Slot& slot = FindSlot(*level, name, ShortHash(name, ignoreCase), ignoreCase);
   if (--slot.count == 0) {
     slot.nameLength = kNoName;  // the slot stays, for those that were put behind it
   } else if (slot.number == number) {
     do {
-      slot.number = store.index.At(slot.number).nextSibling;
-    } while (!EqualXmlNames(store.GetTagName(slot.number), name, ignoreCase));
+      slot.number = elements_.index.At(slot.number).nextSibling;
+    } while (!EqualXmlNames(elements_.GetTagName(slot.number), name, ignoreCase));
   }
 }
 
@@ -77,42 +69,55 @@ XmlTagLookup::Level* XmlTagLookup::FindLevel(std::uint32_t parent) noexcept {
   return recent_;
 }
 
+/// The level that an element is in, if it has a table.
+XmlTagLookup::Level* XmlTagLookup::FindTableOf(std::uint32_t child) noexcept {
+  Level* const level = FindLevel(elements_.index.At(child).parent);
+  return level != nullptr && !level->slots.empty() ? level : nullptr;
+}
+
 void XmlTagLookup::AddLevel(std::uint32_t parent) {
   recent_ = &levels_[parent];
   recent_->parent = parent;
 }
 
-void XmlTagLookup::BuildTable(Level& level, XmlStore& store, bool ignoreCase) {
+void XmlTagLookup::BuildTable(Level& level, bool ignoreCase) {
+  const auto forEachChild = [this, &level](auto call) {
+    for (std::uint32_t child = elements_.index.At(level.parent).firstChild; child != 0;
+         child = elements_.index.At(child).nextSibling) {
+      call(child);
+    }
+  };
   std::size_t count = 1;
-  for (std::uint32_t child = store.index.At(level.parent).firstChild; child != 0;
-       child = store.index.At(child).nextSibling) {
-    ++count;
-  }
+  forEachChild([&count](std::uint32_t) { ++count; });
   level.slots.assign(std::bit_ceil(count * 2), Slot{});
   level.used = 0;
-  for (std::uint32_t child = store.index.At(level.parent).firstChild; child != 0;
-       child = store.index.At(child).nextSibling) {
-    const std::wstring_view name = store.GetTagName(child);
-    const auto hash = static_cast<std::uint32_t>(HashXmlName(name, ignoreCase));
-    Slot& slot = FindSlot(level, store, name, hash, ignoreCase);
-    if (slot.number != 0) {
-      ++slot.count;
-      continue;
-    }
-    slot = {hash, child, static_cast<std::uint32_t>(name.size()), 1};
-    ++level.used;
-  }
+  forEachChild([&](std::uint32_t child) { Enter(level, child, ignoreCase); });
 }
 
-XmlTagLookup::Slot& XmlTagLookup::FindSlot(Level& level, XmlStore& store, std::wstring_view name,
-                                           std::uint32_t hash, bool ignoreCase) noexcept {
+/// Enters a child into a table that has room for it.
+void XmlTagLookup::Enter(Level& level, std::uint32_t child, bool ignoreCase) noexcept {
+  const std::wstring_view name = elements_.GetTagName(child);
+  const std::uint32_t hash = ShortHash(name, ignoreCase);
+  Slot& slot = FindSlot(level, name, hash, ignoreCase);
+  if (slot.number == 0) {
+    slot = {hash, child, static_cast<std::uint32_t>(name.size()), 1};
+    ++level.used;
+    return;
+  }
+  ++slot.count;
+  if (elements_.GetStart(child) < elements_.GetStart(slot.number)) slot.number = child;
+}
+
+/// The slot of a tag, or the empty one where it belongs.
+XmlTagLookup::Slot& XmlTagLookup::FindSlot(Level& level, std::wstring_view name, std::uint32_t hash,
+                                           bool ignoreCase) noexcept {
   const std::size_t mask = level.slots.size() - 1;
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     Slot& slot = level.slots[i];
     if (slot.number == 0) return slot;
     if (slot.hash != hash || slot.nameLength != name.size()) continue;
     const std::wstring_view tag =
-        store.text.GetView(store.GetStart(slot.number) + 1, slot.nameLength);
+        elements_.text.GetView(elements_.GetStart(slot.number) + 1, slot.nameLength);
     if (EqualXmlNames(tag, name, ignoreCase)) return slot;
   }
 }

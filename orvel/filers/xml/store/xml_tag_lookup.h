@@ -9,7 +9,7 @@
 
 namespace Orvel::Detail {
 
-struct XmlStore;
+struct XmlElements;
 
 /// Finds the first child of an element by tag, again and again, in constant time each: when a level
 /// has many children, it makes a table of their tags. All tables are kept, so that levels may be
@@ -18,24 +18,27 @@ struct XmlStore;
 /// Thread-unsafe.
 class XmlTagLookup {
  public:
-  /// Forgets all tables: the document is another one.
+  /// Borrows the elements, which must outlive the look-up.
+  explicit XmlTagLookup(XmlElements& elements) noexcept : elements_(elements) {}
+
+  /// Forgets all tables: the elements are others, or compared in another way.
   void Clear() noexcept {
     levels_.clear();
     recent_ = nullptr;
   }
 
   /// First child of `parent` with the tag `name`, which must not be empty; 0 if there is none.
-  [[nodiscard]] std::uint32_t FindFirst(XmlStore& store, std::uint32_t parent,
-                                        std::wstring_view name, bool ignoreCase);
+  [[nodiscard]] std::uint32_t FindFirst(std::uint32_t parent, std::wstring_view name,
+                                        bool ignoreCase);
 
   /// To be called when the element `number` was linked under its parent.
-  void NoteAdded(XmlStore& store, std::uint32_t number, bool ignoreCase) {
-    if (!levels_.empty()) NoteAddedToLevel(store, number, ignoreCase);
+  void NoteAdded(std::uint32_t number, bool ignoreCase) {
+    if (!levels_.empty()) NoteAddedToLevel(number, ignoreCase);
   }
 
   /// To be called before the element `number` is unlinked from its parent, or gets another tag.
-  void NoteRemoved(XmlStore& store, std::uint32_t number, bool ignoreCase) noexcept {
-    if (!levels_.empty()) NoteRemovedFromLevel(store, number, ignoreCase);
+  void NoteRemoved(std::uint32_t number, bool ignoreCase) noexcept {
+    if (!levels_.empty()) NoteRemovedFromLevel(number, ignoreCase);
   }
 
   /// To be called when an element lost all its children, or is no more.
@@ -58,14 +61,17 @@ class XmlTagLookup {
 
   static constexpr std::uint32_t kNoName = 0xFFFFFFFF;  // no name is as long
 
-  void NoteAddedToLevel(XmlStore& store, std::uint32_t number, bool ignoreCase);
-  void NoteRemovedFromLevel(XmlStore& store, std::uint32_t number, bool ignoreCase) noexcept;
+  void NoteAddedToLevel(std::uint32_t number, bool ignoreCase);
+  void NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) noexcept;
   [[nodiscard]] Level* FindLevel(std::uint32_t parent) noexcept;
+  [[nodiscard]] Level* FindTableOf(std::uint32_t child) noexcept;
   void AddLevel(std::uint32_t parent);
-  static void BuildTable(Level& level, XmlStore& store, bool ignoreCase);
-  static Slot& FindSlot(Level& level, XmlStore& store, std::wstring_view name, std::uint32_t hash,
-                        bool ignoreCase) noexcept;
+  void BuildTable(Level& level, bool ignoreCase);
+  void Enter(Level& level, std::uint32_t child, bool ignoreCase) noexcept;
+  [[nodiscard]] Slot& FindSlot(Level& level, std::wstring_view name, std::uint32_t hash,
+                               bool ignoreCase) noexcept;
 
+  XmlElements& elements_;
   std::unordered_map<std::uint32_t, Level> levels_;  // those where a search took many steps
   Level* recent_ = nullptr;                          // the one that was found last
 };

@@ -26,7 +26,7 @@ class XmlText {
   [[nodiscard]] std::size_t GetSize() const noexcept { return buffer_.size() - gapLength_; }
 
   /// The unit at `offset`, which must be inside the text.
-  [[nodiscard]] wchar_t At(std::size_t offset) const noexcept {
+  [[nodiscard]] wchar_t GetUnit(std::size_t offset) const noexcept {
     return buffer_[offset < gapStart_ ? offset : offset + gapLength_];
   }
 
