@@ -78,10 +78,10 @@ set(orvelThreadsWindowsSources
 
 # commands: the command processor, synchronous commands, schedulers; needs threads
 set(orvelCommandsSources
-  commands/command_completion.cpp
-  commands/command_completion.h
   commands/command_processor.cpp
   commands/command_synchronous.cpp
+  commands/completion_pool.cpp
+  commands/completion_pool.h
   commands/desync_event_scheduler.cpp
   commands/run_on_processor.cpp
   commands/scheduler_thread.cpp)

@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "orvel/commands/command_completion.h"
+#include "orvel/commands/completion_pool.h"
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
 #include "orvel/logging/flow_log.h"

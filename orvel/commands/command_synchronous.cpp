@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "orvel/commands/command_completion.h"
+#include "orvel/commands/completion_pool.h"
 #include "orvel/threads/event_operations.h"
 
 MCommandSynchronous::MCommandSynchronous(std::shared_ptr<MException> errorSlot)

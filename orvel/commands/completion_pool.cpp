@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvel/commands/command_completion.h"
+#include "orvel/commands/completion_pool.h"
 
 #include "orvel/threads/event_operations.h"
 
