@@ -78,6 +78,7 @@ set(orvelThreadsWindowsSources
 
 # commands: the command processor, synchronous commands, schedulers; needs threads
 set(orvelCommandsSources
+  commands/abort_protocol.cpp
   commands/command_processor.cpp
   commands/command_synchronous.cpp
   commands/completion_pool.cpp

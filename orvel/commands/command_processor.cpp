@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/commands/command_processor.h"
 
-#include <array>
 #include <utility>
 
 #include "orvel/commands/completion_pool.h"
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/logging/flow_log.h"
-#include "orvel/platform/kernel_wait.h"
-#include "orvel/threads/event_operations.h"
 #include "orvel/threads/generic_guard.h"
 
 namespace {
 
-using Orvel::Detail::CreateEventOrRaise;
-using Orvel::Detail::EventReset;
 using Orvel::Detail::WaitOutcome;
 namespace WaitStatus = Orvel::Detail::WaitStatus;
 
 constexpr const wchar_t* kClassName = L"MCommandProcessor";
-constexpr std::uint32_t kLeavePollMs = 100;
-constexpr std::uint32_t kUnserved = 0x80000000;
 
 MSourceContext& ConstructionContext() {
   static MSourceContext context(kClassName, kClassName);
@@ -35,7 +29,7 @@ MCommandProcessor::MCommandProcessor(std::uint64_t threadArg, std::uint64_t, std
     : MEngineThread(threadArg, kClassName),
       idleCallback_(std::move(idleCallback)),
       queue_(1),
-      aborted_(CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kManual)),
+      abort_(queue_, ConstructionContext().At(__LINE__, this)),
       completions_(std::make_shared<Orvel::Detail::CompletionPool>(this)) {
   ConstructionContext().Record(MFlowEvent::kConstruction, this);
   AddEvent(queue_.GetEvent(), MakeCallback(this, &MCommandProcessor::OnCommandQueued));
@@ -76,7 +70,7 @@ void MCommandProcessor::QueueCommand(std::unique_ptr<MCommand> command) {
   if (command == nullptr) RaiseError(context.At(__LINE__, this), L"NoCommand");
   queue_.Push(command.get());
   static_cast<void>(command.release());
-  DeleteUnservedCommands();
+  abort_.DeleteUnservedCommands();
 }
 
 void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>&& command) {
@@ -95,33 +89,23 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
     throw;
   }
   static_cast<void>(command.release());
-  DeleteUnservedCommands();
+  abort_.DeleteUnservedCommands();
 
-  const std::array<void*, 2> handles = {completion->GetEvent(), aborted_.Get()};
-  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
-  if (outcome.status == WaitStatus::kObject0) {
-    completion->MarkReset();
-    return;
-  }
-
-  // A worker that was started again may just have begun to run it, with what its caller lent it.
-  // Looks at times, for the case that the event cannot be signalled.
-  while (!completion->TryLeave()) {
-    static_cast<void>(Orvel::Detail::WaitForOne(completion->GetEvent(), kLeavePollMs));
-  }
+  const WaitOutcome outcome = abort_.WaitForRun(*completion);
+  if (outcome.status == WaitStatus::kObject0) return;
   if (outcome.status == WaitStatus::kObject0 + 1) {
     RaiseError(context.At(__LINE__, this), L"CommandProcessingAborted");
   }
-  if (outcome.status - WaitStatus::kAbandoned0 < handles.size()) {
+  if (outcome.status - WaitStatus::kAbandoned0 < Orvel::Detail::AbortProtocol::kWaitHandles) {
     RaiseError(context.At(__LINE__, this), L"Abandoned");
   }
-  RaiseError(context.At(__LINE__, this), L"WaitFailed", L"winErrorCode", outcome.lastError);
+  RaiseSystemError(context.At(__LINE__, this), L"WaitFailed", outcome.lastError);
 }
 
 bool MCommandProcessor::IsAborted() const noexcept {
   static const MFlowPoint point(kClassName, L"IsAborted");
   const MFlowScope scope(point, this);
-  return isAborted_.load(std::memory_order_acquire);
+  return abort_.IsAborted();
 }
 
 void MCommandProcessor::ThreadFunction() {
@@ -135,7 +119,7 @@ void MCommandProcessor::ThreadFunction() {
       [this] {
         if (threadEndCallback_ != nullptr) threadEndCallback_->Invoke();
       });
-  const bool wasClosed = ReopenQueue();
+  const bool wasClosed = abort_.ReopenQueue();
   try {
     SignalThreadStarted();
   } catch (const MException&) {
@@ -213,41 +197,5 @@ void MCommandProcessor::Abort() {
   static MSourceContext context(kClassName, L"Abort");
   const MFlowScope scope(context, this);
   context.Trace(this);
-  unserved_.fetch_or(kUnserved, std::memory_order_acq_rel);
-  isAborted_.store(true, std::memory_order_release);
-  // Callers that wait have nothing else to wake them: a refusal is worth a second try.
-  const bool isSignalled = Orvel::Detail::SetKernelEvent(aborted_.Get()) ||
-                           Orvel::Detail::SetKernelEvent(aborted_.Get());
-  const std::uint32_t code = Orvel::Detail::LastErrorCode();
-  DeleteUnservedCommands();
-  if (isSignalled) return;
-  RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
-}
-
-bool MCommandProcessor::ReopenQueue() {
-  while ((unserved_.load(std::memory_order_acquire) & kUnserved) != 0) {
-    DeleteUnservedCommands();
-    std::uint32_t expected = kUnserved;
-    if (unserved_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) {
-      return true;
-    }
-    // Another thread is between taking a command out and saying so.
-    Orvel::Detail::YieldThread();
-  }
-  return false;
-}
-
-void MCommandProcessor::DeleteUnservedCommands() {
-  for (;;) {
-    std::uint32_t gate = unserved_.load(std::memory_order_acquire);
-    do {
-      if ((gate & kUnserved) == 0) return;
-    } while (!unserved_.compare_exchange_weak(gate, gate + 1, std::memory_order_acq_rel,
-                                              std::memory_order_acquire));
-    MCommand* unserved = nullptr;
-    const bool taken = queue_.Pop(unserved);
-    unserved_.fetch_sub(1, std::memory_order_release);
-    const std::unique_ptr<MCommand> deleted(unserved);
-    if (!taken) return;
-  }
+  abort_.Abort(context.At(__LINE__, this));
 }

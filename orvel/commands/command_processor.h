@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
+#include "orvel/commands/abort_protocol.h"
 #include "orvel/commands/command.h"
 #include "orvel/commands/command_synchronous.h"
-#include "orvel/platform/kernel_handle.h"
 #include "orvel/threads/callback_functor.h"
 #include "orvel/threads/engine_thread.h"
 #include "orvel/threads/thread_safe_fifo.h"
@@ -93,9 +92,6 @@ class MCommandProcessor : public MEngineThread {
   bool ExecuteNextCommand();
   void RunIdleCallback();
   void Abort();
-  /// Tells whether it was closed.
-  bool ReopenQueue();
-  void DeleteUnservedCommands();
   void RequireNoWorker(const MRaiseSite& site) const;
 
   std::unique_ptr<MCallbackFunctor> threadStartCallback_;  // changed only without worker
@@ -103,14 +99,7 @@ class MCommandProcessor : public MEngineThread {
   const std::unique_ptr<MCallbackFunctor> idleCallback_;
   const std::uint32_t idleTimeoutMs_ = 100;
   MThreadSafeFifo<MCommand*> queue_;
-  // Top bit: aborted, and no worker serves the queue, so that whatever is in it is to be deleted.
-  // The rest counts the threads that are just taking a command out for that; a worker that starts
-  // waits for them, so that none takes a command meant for it. Written with release, read with
-  // acquire; the queue's own lock orders it against pushes.
-  std::atomic<std::uint32_t> unserved_{0};
-  // Never taken back. Written with release before the event that wakes those who wait already.
-  std::atomic<bool> isAborted_{false};
-  const Orvel::Detail::KernelHandle aborted_;  // manual-reset, never reset
+  Orvel::Detail::AbortProtocol abort_;
   const std::shared_ptr<Orvel::Detail::CompletionPool> completions_;
 };
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "orvel/commands/completion_pool.h"
+#include "orvel/commands/abort_protocol.h"
 #include "orvel/threads/event_operations.h"
 
 MCommandSynchronous::MCommandSynchronous(std::shared_ptr<MException> errorSlot)

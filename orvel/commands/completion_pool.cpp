@@ -23,7 +23,7 @@ std::shared_ptr<CommandCompletion> CompletionPool::Lend(const MRaiseSite& site) 
       taken.release(), [pool = shared_from_this()](CommandCompletion* completion) {
         pool->TakeBack(std::unique_ptr<CommandCompletion>(completion));
       });
-  lent->Reopen();
+  lent->Reuse();
   return lent;
 }
 

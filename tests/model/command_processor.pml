@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The protocol between an MCommandProcessor, its worker and its callers. Names are those of
-// orvel/threads/engine_thread.cpp and orvel/commands/command_processor.cpp; README.md beside this
-// file tells what is covered and how it is run.
+// orvel/threads/engine_thread.cpp, orvel/commands/command_processor.cpp and
+// orvel/commands/abort_protocol.cpp; README.md beside this file says what is covered and how it is
+// run.
 
 // Two callers make FIRST_CALLS and SECOND_CALLS calls, chosen in every way there is.
 #define COMMANDS (FIRST_CALLS + SECOND_CALLS)
 #define LIVES (FIRST_CALLS + SECOND_CALLS + 1)
 
 mtype = { kInactive, kStarting, kRunning, kStopping };
-mtype:fate = { kOpen, kRuns, kOver };
+mtype:completion = { kQueued, kExecuting, kSettled };
 
 // The engine. A life of the worker has a number, which is its thread's id and its handle at once.
 mtype state_ = kInactive;
@@ -31,8 +32,8 @@ bool ended[LIVES + 1];
 
 // The processor. The not-empty event is set and reset under the queue's lock: it is the queue.
 chan queue_ = [COMMANDS] of { byte };
-bool kUnserved;
-byte deleters;  // the rest of unserved_
+bool kClosed;
+byte deleters;  // the rest of gate_
 bool isAborted_;
 bool aborted_;
 
@@ -49,7 +50,7 @@ Command commands[COMMANDS];
 byte made;
 
 typedef Completion {
-  mtype:fate fate;
+  mtype:completion state;
   bool done;      // the event
   bool isReset;
   byte holders;   // command and caller, as long as they have not let go
@@ -260,8 +261,8 @@ inline LetGo(completion_) {
 
 inline DeleteUnservedCommands() {
   do
-  :: atomic { !kUnserved -> break }
-  :: atomic { kUnserved -> deleters++ };
+  :: atomic { !kClosed -> break }
+  :: atomic { kClosed -> deleters++ };
     if
     :: atomic { queue_?unserved -> taken = true }
     :: atomic { empty(queue_) -> taken = false }
@@ -296,7 +297,7 @@ inline Push(isSynchronous) {
       :: else
       fi;
       queue_!mine;
-      commands[mine].mustRun = !kUnserved && !stopRequest_ && !workerFails;
+      commands[mine].mustRun = !kClosed && !stopRequest_ && !workerFails;
       queued = true
     };
     DeleteUnservedCommands()
@@ -315,7 +316,7 @@ inline Lend() {
   :: else
   fi;
   commands[mine].completion = index;
-  COMPLETION.fate = kOpen;
+  COMPLETION.state = kQueued;
   COMPLETION.isReset = false;
   COMPLETION.holders = 2;
   COMPLETION.rests = false;
@@ -345,9 +346,9 @@ inline ExecuteSynchronously() {
 
 inline Leave() {
 #ifndef LEAVE_WHILE_IT_RUNS
-  atomic { COMPLETION.fate != kRuns -> COMPLETION.fate = kOver };
+  atomic { COMPLETION.state != kExecuting -> COMPLETION.state = kSettled };
 #endif
-  atomic { assert(COMPLETION.fate != kRuns); commands[mine].callerLeft = true }
+  atomic { assert(COMPLETION.state != kExecuting); commands[mine].callerLeft = true }
 }
 
 proctype Caller(byte left) {
@@ -393,11 +394,11 @@ inline ExecuteNextCommand() {
   :: else ->
     assert(!destroyed);
     if
-    :: atomic { commands[command].synchronous && COMPLETION_OF_COMMAND.fate == kOver }
+    :: atomic { commands[command].synchronous && COMPLETION_OF_COMMAND.state == kSettled }
     :: atomic {
-        !commands[command].synchronous || COMPLETION_OF_COMMAND.fate == kOpen ->
+        !commands[command].synchronous || COMPLETION_OF_COMMAND.state == kQueued ->
         if
-        :: commands[command].synchronous -> COMPLETION_OF_COMMAND.fate = kRuns
+        :: commands[command].synchronous -> COMPLETION_OF_COMMAND.state = kExecuting
         :: else
         fi
       };
@@ -406,7 +407,7 @@ inline ExecuteNextCommand() {
         commands[command].executed = true };
       if
       :: commands[command].synchronous ->
-        COMPLETION_OF_COMMAND.fate = kOver;
+        COMPLETION_OF_COMMAND.state = kSettled;
         if
         :: COMPLETION_OF_COMMAND.done = true
         :: CALL_FAILS -> raised = true
@@ -444,7 +445,7 @@ inline LookAtTheMark() {
 
 inline Abort() {
 #ifndef ABORT_WITHOUT_CLOSING_THE_QUEUE
-  kUnserved = true;
+  kClosed = true;
 #endif
   isAborted_ = true;
   if
@@ -508,14 +509,14 @@ inline OnStopWrapper() {
 inline ReopenQueue() {
   wasClosed = false;
   do
-  :: !kUnserved -> break
+  :: !kClosed -> break
   :: else ->
     wasClosed = true;
     DeleteUnservedCommands();
 #ifdef REOPEN_AMONG_DELETERS
-    kUnserved = false
+    kClosed = false
 #else
-    atomic { deleters == 0 -> kUnserved = false }
+    atomic { deleters == 0 -> kClosed = false }
 #endif
   od
 }
