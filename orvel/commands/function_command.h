@@ -12,16 +12,12 @@
 namespace Orvel::Detail {
 
 template <class Function>
-class FunctionCommandSynchronous final : public MCommandSynchronous {
+class FunctionCommandSynchronous final : public FunctionAdapter<MCommandSynchronous, Function> {
  public:
-  FunctionCommandSynchronous(std::shared_ptr<MException> errorSlot, Function function)
-      : MCommandSynchronous(std::move(errorSlot)), function_(std::move(function)) {}
+  using FunctionAdapter<MCommandSynchronous, Function>::FunctionAdapter;
 
  protected:
-  void ExecuteCommand() override { static_cast<void>(function_()); }
-
- private:
-  Function function_;
+  void ExecuteCommand() override { this->CallFunction(); }
 };
 
 }  // namespace Orvel::Detail
@@ -40,5 +36,5 @@ template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
     std::shared_ptr<MException> errorSlot, Function&& function) {
   return std::make_unique<Orvel::Detail::FunctionCommandSynchronous<std::decay_t<Function>>>(
-      std::move(errorSlot), std::forward<Function>(function));
+      std::forward<Function>(function), std::move(errorSlot));
 }

@@ -11,13 +11,10 @@ namespace Orvel::Detail {
 
 /// A piece of work, of the kind `Base`, that is a function.
 template <class Base, class Function>
-class FunctionExecutor final : public Base {
+class FunctionExecutor final : public FunctionAdapter<Base, Function> {
  public:
-  explicit FunctionExecutor(Function function) : function_(std::move(function)) {}
-  void Execute() override { static_cast<void>(function_()); }
-
- private:
-  Function function_;
+  using FunctionAdapter<Base, Function>::FunctionAdapter;
+  void Execute() override { this->CallFunction(); }
 };
 
 template <class Base, CallableLater Function>

@@ -48,14 +48,28 @@ template <class Function>
 concept CallableLater = std::constructible_from<std::decay_t<Function>, Function> &&
     std::invocable<std::add_lvalue_reference_t<std::decay_t<Function>>>;
 
-template <class Function>
-class FunctionCallback final : public MCallbackFunctor {
+/// A `Base` that keeps a function. A subclass overrides the operation of `Base` that is to call it.
+template <class Base, class Function>
+class FunctionAdapter : public Base {
  public:
-  explicit FunctionCallback(Function function) : function_(std::move(function)) {}
-  void Invoke() override { static_cast<void>(function_()); }
+  /// The arguments after the function go to the constructor of `Base`.
+  template <class... BaseArguments>
+  explicit FunctionAdapter(Function function, BaseArguments&&... baseArguments)
+      : Base(std::forward<BaseArguments>(baseArguments)...), function_(std::move(function)) {}
+
+ protected:
+  /// Calls the function and drops its result.
+  void CallFunction() { static_cast<void>(function_()); }
 
  private:
   Function function_;
+};
+
+template <class Function>
+class FunctionCallback final : public FunctionAdapter<MCallbackFunctor, Function> {
+ public:
+  using FunctionAdapter<MCallbackFunctor, Function>::FunctionAdapter;
+  void Invoke() override { this->CallFunction(); }
 };
 
 }  // namespace Orvel::Detail

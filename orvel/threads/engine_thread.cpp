@@ -7,6 +7,7 @@
 
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/misuse.h"
 #include "orvel/platform/windows_api.h"
@@ -39,6 +40,16 @@ MSourceContext& ConstructionContext() {
   }();
   static_cast<void>(statesAreNamed);
   return context;
+}
+
+/// Waits until the worker signals `event`. Raises "ThreadExitedUnexpectedly" when it ends instead,
+/// and what `RaiseWaitFailure` raises.
+void WaitForWorker(const MRaiseSite& site, void* event, void* thread) {
+  const std::array<void*, 2> handles = {event, thread};
+  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, MEngineThread::kWaitForever);
+  if (outcome.status == WaitStatus::kObject0) return;
+  if (outcome.status == WaitStatus::kObject0 + 1) RaiseError(site, L"ThreadExitedUnexpectedly");
+  RaiseWaitFailure(site, outcome, static_cast<std::uint32_t>(handles.size()));
 }
 
 }  // namespace
@@ -135,19 +146,9 @@ void MEngineThread::Start() {
   ChangeState(MEngineState::kStarting);
 
   Orvel::Libraries::GenericGuard guard({}, [this] { ForceStop(); });
-  const std::array<void*, 2> handles = {threadStarted_.Get(), thread_.Get()};
-  const WaitOutcome outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
-  switch (outcome.status) {
-    case WaitStatus::kObject0:
-      guard.Dismiss();
-      ChangeState(MEngineState::kRunning);
-      return;
-    case WaitStatus::kObject0 + 1:
-      RaiseError(context.At(__LINE__, this), L"ThreadExitedUnexpectedly");
-    default:
-      RaiseWaitFailure(context.At(__LINE__, this), outcome,
-                       static_cast<std::uint32_t>(handles.size()));
-  }
+  WaitForWorker(context.At(__LINE__, this), threadStarted_.Get(), thread_.Get());
+  guard.Dismiss();
+  ChangeState(MEngineState::kRunning);
 }
 
 void MEngineThread::Flush() {
@@ -161,23 +162,11 @@ void MEngineThread::Flush() {
   if (!Orvel::Detail::SetKernelEvent(flushRequest_.Get())) {
     const std::uint32_t code = Orvel::Detail::LastErrorCode();
     flushesBegun_.store(asked, std::memory_order_relaxed);  // nobody waits for it
-    RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, this), L"ErrorAccessingEvent", code);
   }
-  const std::array<void*, 2> handles = {flushDone_.Get(), thread_.Get()};
-  WaitOutcome outcome{};
   do {
-    outcome = Orvel::Detail::WaitForAny(handles, kWaitForever);
-  } while (outcome.status == WaitStatus::kObject0 &&
-           flushesServed_.load(std::memory_order_acquire) != asked);
-  switch (outcome.status) {
-    case WaitStatus::kObject0:
-      return;
-    case WaitStatus::kObject0 + 1:
-      RaiseError(context.At(__LINE__, this), L"ThreadExitedUnexpectedly");
-    default:
-      RaiseWaitFailure(context.At(__LINE__, this), outcome,
-                       static_cast<std::uint32_t>(handles.size()));
-  }
+    WaitForWorker(context.At(__LINE__, this), flushDone_.Get(), thread_.Get());
+  } while (flushesServed_.load(std::memory_order_acquire) != asked);
 }
 
 void MEngineThread::Stop() { StopWorker(false); }
@@ -203,7 +192,7 @@ void MEngineThread::StopWorker(bool endsAlways) {
       } else {
         ChangeState(state);
       }
-      RaiseError(context.At(__LINE__, this), L"ErrorAccessingEvent", L"winErrorCode", code);
+      RaiseSystemError(context.At(__LINE__, this), L"ErrorAccessingEvent", code);
     }
     // Only the stop under way closes the handle, so it is good for the wait below.
     thread = thread_.Get();
