@@ -2,6 +2,7 @@
 #include "orvel/threads/event_operations.h"
 
 #include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 
 namespace Orvel::Detail {
 namespace {
@@ -12,29 +13,22 @@ constexpr const wchar_t* kErrorAccessingEvent = L"ErrorAccessingEvent";
 
 KernelHandle CreateEventOrRaise(const MRaiseSite& site, EventReset reset) {
   KernelHandle event = CreateKernelEvent(reset);
-  if (!event) {
-    const std::uint32_t code = LastErrorCode();
-    RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
-  }
+  if (!event) RaiseSystemError(site, kErrorAccessingEvent, LastErrorCode());
   return event;
 }
 
 void SetEventOrRaise(const MRaiseSite& site, void* event) {
-  if (SetKernelEvent(event)) return;
-  const std::uint32_t code = LastErrorCode();
-  RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
+  if (!SetKernelEvent(event)) RaiseSystemError(site, kErrorAccessingEvent, LastErrorCode());
 }
 
 void ResetEventOrRaise(const MRaiseSite& site, void* event) {
-  if (ResetKernelEvent(event)) return;
-  const std::uint32_t code = LastErrorCode();
-  RaiseError(site, kErrorAccessingEvent, L"winErrorCode", code);
+  if (!ResetKernelEvent(event)) RaiseSystemError(site, kErrorAccessingEvent, LastErrorCode());
 }
 
 void RaiseWaitFailure(const MRaiseSite& site, const WaitOutcome& outcome,
                       std::uint32_t handleCount) {
   if (outcome.status == WaitStatus::kFailed) {
-    RaiseError(site, L"WaitFailed", L"winErrorCode", outcome.lastError);
+    RaiseSystemError(site, L"WaitFailed", outcome.lastError);
   }
   // As unsigned, a status below the first abandoned one is out of range as well.
   const bool abandoned = outcome.status - WaitStatus::kAbandoned0 < handleCount;

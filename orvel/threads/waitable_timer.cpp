@@ -5,6 +5,7 @@
 
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/platform/kernel_timer.h"
 #include "orvel/platform/kernel_wait.h"
 
@@ -28,7 +29,7 @@ void RequireSuccess(bool succeeded, MSourceContext& context, std::int32_t line,
                     const void* object) {
   if (succeeded) return;
   const std::uint32_t code = Orvel::Detail::LastErrorCode();
-  RaiseError(context.At(line, object), L"ErrorAccessingTimer", L"winErrorCode", code);
+  RaiseSystemError(context.At(line, object), L"ErrorAccessingTimer", code);
 }
 
 KernelHandle CreateTimerOrRaise(MTimerReset reset, const void* object) {
