@@ -27,6 +27,8 @@ set(orvelPlatformWindowsSources
   platform/kernel_timer.h
   platform/mini_dump.cpp
   platform/mini_dump.h
+  platform/process_threads.cpp
+  platform/process_threads.h
   platform/registry_api.cpp
   platform/registry_api.h
   platform/registry_key.cpp

@@ -11,10 +11,9 @@
 namespace Orvel::Detail {
 
 std::uint32_t CrashFile::Open(const wchar_t* path) noexcept {
-  const HANDLE handle = ::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return ::GetLastError();
-  handle_ = KernelHandle(handle);
+  handle_.Reset(::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!handle_) return ::GetLastError();
   error_ = 0;
   setp(buffer_.data(), buffer_.data() + buffer_.size());
   return 0;

@@ -6,7 +6,7 @@
 #include <streambuf>
 #include <string_view>
 
-#include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/unique_handle.h"
 
 namespace Orvel::Detail {
 
@@ -42,7 +42,7 @@ class CrashFile final : public std::streambuf {
   int sync() override;
 
  private:
-  KernelHandle handle_;
+  MFileHandle handle_;
   std::uint32_t error_ = 0;
   std::array<char, 0x4000> buffer_{};
 };

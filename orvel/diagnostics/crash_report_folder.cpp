@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -114,16 +115,16 @@ void CrashReportFolder::RemoveOldest() const noexcept {
     std::size_t count = 0;
     CrashPath oldest{};
     WIN32_FIND_DATAW found;
-    const HANDLE search = ::FindFirstFileW(pattern.data(), &found);
-    if (search == INVALID_HANDLE_VALUE) return;
+    MFindHandle search(::FindFirstFileW(pattern.data(), &found));
+    if (!search) return;
     do {
       const std::wstring_view name = found.cFileName;
       // One that could not be removed comes up again and counts no more.
       if (!IsReport(found.cFileName) || name <= last.data()) continue;
       ++count;
       if (oldest[0] == L'\0' || name < oldest.data()) PathWriter(oldest) << name;
-    } while (::FindNextFileW(search, &found) != FALSE);
-    ::FindClose(search);
+    } while (::FindNextFileW(search.Get(), &found) != FALSE);
+    search.Close();
     if (count <= reportsKept_) return;
     last = oldest;
     const std::wstring_view stem =

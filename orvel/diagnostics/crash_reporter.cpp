@@ -7,16 +7,19 @@
 #include <cerrno>
 #include <cstdint>
 #include <exception>
+#include <span>
 #include <string_view>
 #include <utility>
 
 #include "orvel/diagnostics/crash_report_folder.h"
 #include "orvel/diagnostics/crash_writer.h"
 #include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/logging/flow_log.h"
 #include "orvel/platform/crash_hooks.h"
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/kernel_wait.h"
+#include "orvel/platform/process_threads.h"
 #include "orvel/platform/windows_api.h"
 #include "orvel/threads/event_operations.h"
 
@@ -40,7 +43,7 @@ class CrashReporterState {
   bool StartWorker(unsigned(__stdcall* entry)(void*)) noexcept;
   static unsigned __stdcall WorkerEntry(void* self);
   static unsigned __stdcall SuccessorEntry(void* self);
-  void Work() noexcept;
+  unsigned Work() noexcept;
   void RunPart() noexcept;
 
   void Report(const CrashSite& site) noexcept;
@@ -55,7 +58,8 @@ class CrashReporterState {
   const KernelHandle quit_;
   const KernelHandle request_;
   const KernelHandle firstPartDone_;
-  const KernelHandle done_;  // stays set until the crash is over
+  const KernelHandle done_;     // stays set until the crash is over
+  const KernelHandle builder_;  // the thread that built this object; empty: could not be opened
   KernelHandle worker_;
   std::atomic<std::uint32_t> workerId_{0};
   std::atomic<std::uint32_t> crashedId_{0};  // the thread whose report it is; 0 when there is none
@@ -68,6 +72,7 @@ class CrashReporterState {
 namespace {
 
 constexpr std::chrono::milliseconds kLongestLimit = std::chrono::hours(1);
+constexpr std::uint32_t kLookMs = 1000;
 
 // Sequentially consistent: either the destructor sees the user or the user sees no reporter.
 constinit std::atomic<CrashReporterState*> current{nullptr};
@@ -98,7 +103,8 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),
       firstPartDone_(CreateEventOrRaise(site, EventReset::kAutomatic)),
-      done_(CreateEventOrRaise(site, EventReset::kManual)) {
+      done_(CreateEventOrRaise(site, EventReset::kManual)),
+      builder_(OpenCurrentThread()) {
   folder_.RemoveOldest();
   if (!StartWorker(&WorkerEntry)) {
     const int code = errno;
@@ -129,21 +135,40 @@ unsigned CrashReporterState::WorkerEntry(void* self) {
   auto& state = *static_cast<CrashReporterState*>(self);
   state.workerId_.store(CurrentThreadId());
   flowLogger().nameCurrentThread(L"Crash reporter thread");
-  state.Work();
-  return 0;
+  return state.Work();
 }
 
 unsigned CrashReporterState::SuccessorEntry(void* self) {
   auto& state = *static_cast<CrashReporterState*>(self);
   state.workerId_.store(CurrentThreadId());
   state.RunPart();
-  state.Work();
-  return 0;
+  return state.Work();
 }
 
-void CrashReporterState::Work() noexcept {
-  const std::array<void*, 2> handles = {quit_.Get(), request_.Get()};
-  while (WaitForAny(handles, kWaitForever).status == WaitStatus::kObject0 + 1) RunPart();
+/// Serves requests until the reporter is destroyed. When the thread that built the reporter, mostly
+/// that of `main`, has ended without destroying it, the process lives until its last thread ends.
+/// This one must not keep it alive, so it then looks once in a while whether it is the only one
+/// left. Returns the exit code of the thread, which becomes that of the process in this case.
+unsigned CrashReporterState::Work() noexcept {
+  const std::array<void*, 3> handles = {quit_.Get(), request_.Get(), builder_.Get()};
+  bool builderLives = static_cast<bool>(builder_);
+  for (;;) {
+    const std::size_t count = builderLives ? 3 : 2;
+    switch (
+        WaitForAny(std::span(handles).first(count), builderLives ? kWaitForever : kLookMs).status) {
+      case WaitStatus::kObject0 + 1:
+        RunPart();
+        break;
+      case WaitStatus::kObject0 + 2:
+        builderLives = false;
+        break;
+      case WaitStatus::kTimeout:
+        if (!writer_.IsBusy() && IsOnlyThread()) return ExitCodeOfThread(builder_.Get());
+        break;
+      default:
+        return 0;
+    }
+  }
 }
 
 void CrashReporterState::RunPart() noexcept {
@@ -259,7 +284,7 @@ KernelHandle MarkProcess(const MRaiseSite& site) {
       L"Local\\Orvel.MCrashReporter." + std::to_wstring(::GetCurrentProcessId());
   KernelHandle marker(::CreateMutexW(nullptr, FALSE, name.c_str()));
   const DWORD code = ::GetLastError();
-  if (!marker) RaiseError(site, L"CannotMarkProcess", L"winErrorCode", code);
+  if (!marker) RaiseSystemError(site, L"CannotMarkProcess", code);
   return code == ERROR_ALREADY_EXISTS ? KernelHandle() : std::move(marker);
 }
 

@@ -155,6 +155,7 @@ TEST_F(CrashReporterTest, EveryDeathLeavesAReportAndTheExitCodeThatItHasWithout)
        {"Being handled: an error, oldest cause first\n  CrashingProgram.Crash:Cause\n  "
         "CrashingProgram.Crash:Last .file = gr\xC3\xBCn.\n"}},
       {"stack", "", {"0xC00000FD .stack overflow.", "there was no stack left"}},
+      {"access after the main thread", "", {"What: unhandled exception, 0xC0000005"}},
       {"terminate",
        "",
        {"What: std::terminate\nWhere: [a-z]", "  CrashingProgram.Crash:Last .file"}},
@@ -208,6 +209,8 @@ TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
     std::filesystem::remove_all(folder_);
   }
   EXPECT_LT(::GetTickCount() - start, 30'000u);
+  EXPECT_EQ(Crash("nothing after the main thread", "", folder_),
+            Crash("nothing after the main thread"));
   EXPECT_EQ(Crash("access", "gone", folder_), code);
   EXPECT_THAT(ReadReport(), Not(IsEmpty())) << "the folder is made anew";
 }

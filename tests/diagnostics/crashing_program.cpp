@@ -122,6 +122,19 @@ void CrashTwice() {
   crash();
 }
 
+/// Has a thread do `action` when this one, that of `main`, has long ended.
+void EndBefore(void (*action)()) {
+  HANDLE self = nullptr;
+  ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &self, 0,
+                    FALSE, DUPLICATE_SAME_ACCESS);
+  std::thread([=] {
+    ::WaitForSingleObject(self, INFINITE);
+    ::Sleep(1500);
+    action();
+  }).detach();
+  ::ExitThread(76);
+}
+
 class Handler final : public ICrashHandler {
  public:
   explicit Handler(std::function<void()> end) : end_(std::move(end)) {}
@@ -194,6 +207,8 @@ const std::map<std::string, std::function<void()>> kCrashes = {
     {"dump", CrashWhileAnotherThreadDumps},
     {"twice", CrashTwice},
     {"heap", CrashWithTheHeapLocked},
+    {"nothing after the main thread", [] { EndBefore([] { ::ExitThread(76); }); }},
+    {"access after the main thread", [] { EndBefore(WriteNowhere); }},
     {"parameter, then access",
      [] {
        PassInvalidParameter();
