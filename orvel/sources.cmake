@@ -42,6 +42,8 @@ set(orvelPlatformWindowsSources
 # logging: the flow logger, its adapter and the registry of names; needs platform
 set(orvelLoggingSources
   logging/event_ring.cpp
+  logging/flow_dump_writer.cpp
+  logging/flow_dump_writer.h
   logging/flow_logger_implementation.cpp
   logging/flow_trace.cpp
   logging/klogger_adapter.cpp

@@ -3,17 +3,16 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <map>
 #include <string>
 
 #include "orvel/logging/event_ring.h"
-#include "orvel/logging/name_table.h"
+#include "orvel/logging/flow_names.h"
 #include "orvel/platform/clocks.h"
 #include "orvel/platform/critical_section.h"
 
-/// The flow logger's working part: the ring of records, the name tables, the clock reference and
-/// the dump. Code that logs goes through `flowLogger()`; this class is for the adapter and for
-/// tests of its own instances.
+/// What a flow logger stores: the ring of records, the tables of names and when it was built; and
+/// the locks under which it is dumped. Code that logs goes through `flowLogger()`; this class is
+/// for the adapter and for loggers of a program's own.
 ///
 /// Thread-safe.
 class MFlowLoggerImplementation {
@@ -56,62 +55,39 @@ class MFlowLoggerImplementation {
 
   ///@{
   /// Registration of names; see `MDiagnosticsRegistry`.
-  void NameLabel(std::int32_t id, const wchar_t* name) noexcept { labels_.Add(id, name); }
+  void NameLabel(std::int32_t id, const wchar_t* name) noexcept { names_.labels.Add(id, name); }
   void NameObject(std::uint64_t object, const wchar_t* name) noexcept {
-    objectNames_.Add(object, name);
+    names_.objects.Add(object, name);
   }
   void NameThread(std::uint32_t threadId, const wchar_t* name) noexcept {
-    threadNames_.Add(threadId, name);
+    names_.threads.Add(threadId, name);
   }
   void NameState(std::int32_t classId, std::int32_t state, const wchar_t* name) noexcept {
-    stateAndMessageNames_.Add(StateKey(classId, state), name);
+    names_.statesAndMessages.Add(StateKey(classId, state), name);
   }
   void NameMessage(std::int32_t id, const wchar_t* name) noexcept {
-    stateAndMessageNames_.Add(id, name);
+    names_.statesAndMessages.Add(id, name);
   }
   ///@}
 
   /// Gives `other` every name known here; names that it already has stay. `other` is not this
   /// object. Two loggers may copy into each other at once.
-  void CopyNamesInto(MFlowLoggerImplementation& other) const noexcept;
+  void CopyNamesInto(MFlowLoggerImplementation& other) const noexcept {
+    names_.CopyInto(other.names_);
+  }
 
   /// Key of a class's state in the table that states share with messages: the class's identifier
   /// times 100 plus the state, wrapping as unsigned numbers do.
   [[nodiscard]] static constexpr std::int32_t StateKey(std::int32_t classId,
                                                        std::int32_t state) noexcept {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(classId) * 100u +
-                                     static_cast<std::uint32_t>(state));
+    return Orvel::Detail::FlowNames::StateKey(classId, state);
   }
 
  private:
   friend class MKLoggerAdapter;  // records into the ring without a way round through here
 
-  /// The tables that may be looked into.
-  struct ReadableNames {
-    bool threads = true;
-    bool labels = true;
-    bool statesAndMessages = true;
-    bool objects = true;
-  };
-
-  [[nodiscard]] std::string FormatRecord(const Orvel::Detail::EventRecord& record,
-                                         std::int64_t reference,
-                                         const ReadableNames& readable) const;
-  void WriteHeader(std::ostream& stream, std::int64_t reference) const;
-  /// False when the stream went bad.
-  [[nodiscard]] bool WriteRecords(std::ostream& stream, const ReadableNames& readable);
-  [[nodiscard]] Orvel::Detail::EventRecord ReadSettled(std::uint32_t index,
-                                                       std::uint32_t& pausesLeft) const noexcept;
-
-  std::map<std::int32_t, std::string> eventNames_;  // constant after construction
-  Orvel::Detail::NameTable<std::uint32_t> threadNames_;
-  Orvel::Detail::NameTable<std::int32_t> labels_;
-  Orvel::Detail::NameTable<std::int32_t> stateAndMessageNames_;
-  Orvel::Detail::NameTable<std::uint64_t> objectNames_;
+  Orvel::Detail::FlowNames names_;
   Orvel::Detail::CriticalSection dumpSection_;  // one dump at a time
-
-  std::int64_t frequency_;
-  std::int64_t constructionCounter_;
-  Orvel::Detail::WallClockTime constructionTime_;
+  const Orvel::Detail::ClockReference clock_;   // when this logger was built
   Orvel::Detail::EventRing ring_;
 };

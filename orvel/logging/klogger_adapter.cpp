@@ -10,7 +10,7 @@
 #include "orvel/logging/event_codes.h"
 #include "orvel/logging/process_logger.h"
 #include "orvel/platform/debugger_thread_name.h"
-#include "orvel/platform/windows_api.h"
+#include "orvel/platform/kernel_handle.h"
 
 namespace {
 
@@ -123,7 +123,7 @@ void MKLoggerAdapter::nameObject(std::uint64_t object, const wchar_t* name) noex
 }
 
 void MKLoggerAdapter::nameCurrentThread(const wchar_t* name) noexcept {
-  const std::uint32_t threadId = ::GetCurrentThreadId();
+  const std::uint32_t threadId = Orvel::Detail::CurrentThreadId();
   try {
     Orvel::Detail::AnnounceThreadName(threadId, Orvel::Detail::NarrowName(name).c_str());
   } catch (const std::bad_alloc&) {

@@ -12,6 +12,13 @@ struct WallClockTime {
   std::uint16_t milliseconds = 0;
 };
 
+/// A moment in both clocks: ticks of the performance counter after it are a time of day.
+struct ClockReference {
+  std::int64_t frequency = 0;  ///< ticks of the performance counter in a second
+  std::int64_t counter = 0;    ///< the performance counter at that moment
+  WallClockTime time;          ///< the time of day at that moment
+};
+
 [[nodiscard]] WallClockTime ReadWallClock() noexcept;
 /// Local date and time of `seconds` since 1970 as the C runtime writes it, with a line feed at its
 /// end ("Tue Nov 24 13:00:00 2026\n"). False, with `text` untouched, when it cannot be expressed.

@@ -30,4 +30,6 @@ WaitOutcome WaitForAnyOrInput(std::span<void* const> handles, std::uint32_t time
   return {status, ::GetLastError()};
 }
 
+void SleepFor(std::uint32_t timeMs) noexcept { ::Sleep(timeMs); }
+
 }  // namespace Orvel::Detail

@@ -34,4 +34,8 @@ struct WaitOutcome {
 [[nodiscard]] WaitOutcome WaitForAnyOrInput(std::span<void* const> handles,
                                             std::uint32_t timeoutMs) noexcept;
 
+/// Suspends the calling thread for `timeMs` milliseconds at least; 0 gives up the rest of its
+/// slice.
+void SleepFor(std::uint32_t timeMs) noexcept;
+
 }  // namespace Orvel::Detail
