@@ -52,11 +52,13 @@ set(orvelLoggingSources
 # foundation: class records, errors, exceptions, the number locale, time parsing, UTF-8; needs
 # logging
 set(orvelFoundationSources
+  foundation/chain_text.h
   foundation/decimal_text.h
   foundation/dismissed_error.h
   foundation/dyn_object.cpp
   foundation/error.cpp
   foundation/error_chain.cpp
+  foundation/error_chain_xml.cpp
   foundation/exception.cpp
   foundation/foreign_error.h
   foundation/locale.cpp

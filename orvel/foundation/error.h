@@ -78,7 +78,10 @@ class MError : public MDynObject {
   /// The code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;
   /// XML text of an earlier chain of errors that this one follows, from which `MException` rebuilds
-  /// that chain. Empty here; for subclasses that carry one.
+  /// that chain. Empty here; for subclasses that carry one. Such texts are read in every program
+  /// that calls `MException::GetChainXml` or `AppendChainXml` somewhere, or builds an exception
+  /// from an object of the subclass itself; only then does the XML parser become part of the
+  /// program.
   [[nodiscard]] virtual std::wstring GetChainText() const;
 
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.

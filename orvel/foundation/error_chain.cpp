@@ -1,20 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Errors and chains in tagged form and as UTF-8: the one place of this layer that knows the filers.
-#include <string_view>
+// Errors and chains in tagged form. With error_chain_xml.cpp the one place of this layer that knows
+// the filers: here their interfaces alone, because every error has these operations.
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged.h"
-#include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged.h"
-#include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/exception.h"
-#include "orvel/foundation/foreign_error.h"
-#include "orvel/foundation/utf8.h"
 
 namespace {
 
-constexpr const wchar_t* kChainElement = L"Exception";
 constexpr const wchar_t* kErrorElement = L"Error";
 constexpr const wchar_t* kCodeElement = L"Code";
 constexpr const wchar_t* kParameterElement = L"Parameter";
@@ -130,37 +125,4 @@ bool MException::ReadChain(const MFilerPair& filer) {
     Append(error);
   }
   return true;
-}
-
-std::string MException::GetChainDescriptionUtf8() const {
-  return Orvel::Detail::EncodeUtf8Replacing(GetChainDescription());
-}
-
-std::wstring MException::GetChainXml() const {
-  MOutFilerTaggedXml filer;
-  if (!WriteChain({nullptr, &filer}, kChainElement)) return {};
-  return filer.TakeText();
-}
-
-bool MException::AppendChainXml(std::wstring xmlText) {
-  MInFilerTaggedXml filer(std::move(xmlText));
-  MException inner;
-  if (!filer.BeginSection(kChainElement) || !inner.ReadChain({&filer, nullptr}) ||
-      !filer.EndSection()) {
-    return false;
-  }
-  for (auto& error : inner.errors_) errors_.push_back(std::move(error));
-  return true;
-}
-
-MError Orvel::Detail::ForeignError(const MRaiseSite& site, const std::exception& exception) {
-  const char* const what = exception.what();
-  const std::string_view bytes = what != nullptr ? what : "";
-  std::wstring text;
-  if (DecodeUtf8(bytes, text)) {
-    for (const char byte : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(byte));
-  }
-  MError error(site, L"StandardException");
-  error.AddParameter(L"errorMessage", std::move(text));
-  return error;
 }

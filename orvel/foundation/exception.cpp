@@ -4,14 +4,21 @@
 #include <atomic>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include "orvel/foundation/chain_text.h"
 #include "orvel/foundation/dismissed_error.h"
+#include "orvel/foundation/foreign_error.h"
+#include "orvel/foundation/utf8.h"
 
 namespace {
 
 // Release in SetDismissedErrorHook, acquire where it is called.
 constinit std::atomic<Orvel::Detail::DismissedErrorHook> dismissedErrorHook{nullptr};
+// The same with SetChainTextReader. Null in a program without chain texts: calling the reader by
+// its name would link the XML document into every program that raises errors.
+constinit std::atomic<Orvel::Detail::ChainTextReader> chainTextReader{nullptr};
 
 void RecordAsDismissed(const MFlowPoint& point, const void* object,
                        const MException& exception) noexcept {
@@ -32,9 +39,15 @@ void Orvel::Detail::SetDismissedErrorHook(DismissedErrorHook hook) noexcept {
   dismissedErrorHook.store(hook, std::memory_order_release);
 }
 
+void Orvel::Detail::SetChainTextReader(ChainTextReader reader) noexcept {
+  chainTextReader.store(reader, std::memory_order_release);
+}
+
 MException::MException(const MError& error) {
-  std::wstring chainText = error.GetChainText();
-  if (!chainText.empty()) AppendChainXml(std::move(chainText));
+  if (const auto read = chainTextReader.load(std::memory_order_acquire)) {
+    std::wstring chainText = error.GetChainText();
+    if (!chainText.empty()) read(*this, std::move(chainText));
+  }
   Append(error);
 }
 
@@ -85,6 +98,10 @@ std::wstring MException::GetChainDescription() const {
   return text;
 }
 
+std::string MException::GetChainDescriptionUtf8() const {
+  return Orvel::Detail::EncodeUtf8Replacing(GetChainDescription());
+}
+
 const char* MException::what() const noexcept { return "Unknown exception"; }
 
 void RaiseError(const MRaiseSite& site, const wchar_t* errorName) {
@@ -103,4 +120,16 @@ void RecordDismissed(const MFlowPoint& point, const void* object,
   RecordAsDismissed(point, object, exception);
   const Orvel::Detail::DismissedErrorHook hook = dismissedErrorHook.load(std::memory_order_acquire);
   if (hook != nullptr) hook(point, object, exception);
+}
+
+MError Orvel::Detail::ForeignError(const MRaiseSite& site, const std::exception& exception) {
+  const char* const what = exception.what();
+  const std::string_view bytes = what != nullptr ? what : "";
+  std::wstring text;
+  if (DecodeUtf8(bytes, text)) {
+    for (const char byte : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+  }
+  MError error(site, L"StandardException");
+  error.AddParameter(L"errorMessage", std::move(text));
+  return error;
 }
