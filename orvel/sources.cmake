@@ -15,6 +15,8 @@ set(orvelPlatformSources
   platform/wide_search.h
   platform/windows_api.h)
 set(orvelPlatformWindowsSources
+  platform/c_locale.cpp
+  platform/c_locale.h
   platform/com_apartment.cpp
   platform/com_apartment.h
   platform/crash_hooks.cpp

@@ -3,12 +3,11 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <exception>
 #include <new>
 
 #include "orvel/foundation/exception.h"
-#include "orvel/platform/windows_api.h"
+#include "orvel/platform/c_locale.h"
 
 namespace {
 
@@ -31,22 +30,13 @@ MSourceContext& ConstructionContext() {
   return context;
 }
 
-std::wstring Widen(const char* text) {
-  std::size_t units = 0;
-  if (::mbstowcs_s(&units, nullptr, 0, text, 0) != 0) return {};
-  std::wstring wide(units, L'\0');  // the count includes the terminating zero
-  if (::mbstowcs_s(&units, wide.data(), wide.size(), text, _TRUNCATE) != 0) return {};
-  wide.resize(units - 1);
-  return wide;
-}
-
 std::locale BuildBaseLocale(const std::string& name, const MLocale* object) {
   try {
     return std::locale(name.c_str());
   } catch (const std::exception& failure) {
     MError error(ConstructionContext().At(__LINE__, object), L"BadCppLocale");
-    error.AddParameter(L"errorMessage", Widen(failure.what()));
-    error.AddParameter(L"name", Widen(name.c_str()));
+    error.AddParameter(L"errorMessage", Orvel::Detail::WidenText(failure.what()));
+    error.AddParameter(L"name", Orvel::Detail::WidenText(name.c_str()));
     throw MException(error);
   }
 }
@@ -57,10 +47,10 @@ MLocale::MLocale(const char* name) : name_(RepairLocaleName(name)) {
   const std::string requestedName = name_;
   baseLocale_ = BuildBaseLocale(requestedName, this);
   name_ = RepairLocaleName(baseLocale_.name().c_str());
-  cLocale_.reset(::_create_locale(LC_ALL, name_.c_str()));
+  cLocale_.reset(Orvel::Detail::CreateCLocale(name_.c_str()));
   if (cLocale_ == nullptr) {
     MError error(ConstructionContext().At(__LINE__, this), L"BadCLocale");
-    error.AddParameter(L"name", Widen(requestedName.c_str()));
+    error.AddParameter(L"name", Orvel::Detail::WidenText(requestedName.c_str()));
     throw MException(error);
   }
   const auto& punctuation = std::use_facet<std::numpunct<wchar_t>>(baseLocale_);
@@ -85,5 +75,5 @@ std::string MLocale::RepairLocaleName(const char* name) {
 }
 
 void MLocale::CLocaleDeleter::operator()(void* locale) const noexcept {
-  ::_free_locale(static_cast<_locale_t>(locale));
+  Orvel::Detail::FreeCLocale(locale);
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/platform/clocks.h"
 
+#include <time.h>
+
+#include <chrono>
 #include <iterator>
 
 #include "orvel/platform/windows_api.h"
@@ -8,9 +11,11 @@
 namespace Orvel::Detail {
 
 WallClockTime ReadWallClock() noexcept {
-  struct __timeb64 now {};
-  ::_ftime64_s(&now);
-  return {now.time, now.millitm};
+  using std::chrono::milliseconds;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
+  return {seconds.count(),
+          static_cast<std::uint16_t>(std::chrono::floor<milliseconds>(now - seconds).count())};
 }
 
 bool FormatWallClock(std::int64_t seconds, std::string& text) {

@@ -19,7 +19,4 @@
 
 #include <windows.h>
 
-#include <locale.h>
 #include <process.h>
-#include <sys/timeb.h>
-#include <time.h>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/threads/engine_thread.h"
 
+#include <process.h>
+
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -10,7 +12,6 @@
 #include "orvel/foundation/system_error.h"
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/misuse.h"
-#include "orvel/platform/windows_api.h"
 #include "orvel/threads/event_operations.h"
 #include "orvel/threads/generic_guard.h"
 #include "orvel/threads/scoped_lock.h"

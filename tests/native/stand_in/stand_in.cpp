@@ -18,9 +18,6 @@
 #include <utility>
 #include <vector>
 
-#include <locale.h>
-#include <sys/time.h>
-
 #include "tests/support/system_call_hook.h"
 
 using Orvel::Testing::SystemCall;
@@ -293,29 +290,7 @@ std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*entry)(void*), void* a
   return reinterpret_cast<std::uintptr_t>(handle);
 }
 
-int _ftime64_s(__timeb64* now) {
-  timeval time{};
-  gettimeofday(&time, nullptr);
-  now->time = time.tv_sec;
-  now->millitm = static_cast<unsigned short>(time.tv_usec / 1000);
-  return 0;
-}
-
 int _ctime64_s(char* buffer, std::size_t, const __time64_t* time) {
   const std::time_t seconds = *time;
   return ctime_r(&seconds, buffer) != nullptr ? 0 : errno;
-}
-
-_locale_t _create_locale(int, const char* name) {
-  return newlocale(LC_ALL_MASK, name, static_cast<locale_t>(nullptr));
-}
-
-void _free_locale(_locale_t locale) { freelocale(static_cast<locale_t>(locale)); }
-
-int mbstowcs_s(std::size_t* converted, wchar_t* destination, std::size_t size, const char* source,
-               std::size_t) {
-  const std::size_t units = std::mbstowcs(destination, source, size);
-  if (units == static_cast<std::size_t>(-1)) return EILSEQ;
-  *converted = units + 1;
-  return 0;
 }

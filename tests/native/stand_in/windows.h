@@ -27,7 +27,6 @@ using HANDLE = void*;
 #define ERROR_INVALID_HANDLE 6u
 #define ERROR_INVALID_PARAMETER 87u
 #define ERROR_NO_SYSTEM_RESOURCES 1450u
-#define _TRUNCATE (static_cast<std::size_t>(-1))
 
 union _LARGE_INTEGER {
   LONGLONG QuadPart;
@@ -64,16 +63,5 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, D
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds,
                                   DWORD wakeMask, DWORD flags);
 
-struct __timeb64 {
-  std::int64_t time;
-  unsigned short millitm;
-};
 using __time64_t = std::int64_t;
-int _ftime64_s(__timeb64* now);
 int _ctime64_s(char* buffer, std::size_t size, const __time64_t* time);
-
-using _locale_t = void*;
-_locale_t _create_locale(int category, const char* name);
-void _free_locale(_locale_t locale);
-int mbstowcs_s(std::size_t* converted, wchar_t* destination, std::size_t size, const char* source,
-               std::size_t count);
