@@ -164,7 +164,7 @@ TEST(FolderAuditTest, KeepsItsSettings) {
   TemporaryFolder folder;
   const std::wstring file = folder.Expect(L"audit.xml");
   EXPECT_EQ(RunAudit({L"--save", file, folder.GetPath() + L"\\."}, key).exitCode, 0);
-  EXPECT_EQ(RunAudit({folder.GetPath()}, key).exitCode, 0);
+  EXPECT_EQ(RunAudit({folder.GetPath(), L"--jobs", L"64"}, key).exitCode, 0);
   const ProgramRun settings = RunAudit({L"--settings"}, key);
   EXPECT_EQ(settings.exitCode, 0);
   EXPECT_THAT(settings.output,
@@ -269,6 +269,7 @@ TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
       {{L"a", L"b"}, 2, "--help"},
       {{L"--settings", L"."}, 2, "--help"},
       {{L".", L"--jobs", L"0"}, 2, "--jobs needs a number from 1 to 64"},
+      {{L".", L"--jobs", L"65"}, 2, "--jobs needs"},
       {{L".", L"--crash", L"x"}, 2, "no such crash: x"},
       {{path + L"\\none"}, 4, "CannotListFolder (folder = "},
       {{path, L"--flow-log", path + L"\\none\\log"},

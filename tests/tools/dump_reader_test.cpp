@@ -94,11 +94,11 @@ TEST(DumpReaderTest, NamesComeBackWhateverTheyHold) {
 TEST(DumpReaderTest, HeadGivesTheWallClock) {
   const auto read = [](const std::string& head) { return ReadDump(head + "\n%%\n"); };
   const Dump dump = read(
-      "%% Reference time: -0.000217 is approximately 412ms past Tue Nov 24 "
+      "%% Reference time: -0.000217 is approximately 412ms past Wed Nov  4 "
       "13:00:07 2026");
   EXPECT_TRUE(dump.hasHead);
   EXPECT_EQ(dump.loggerTime, -217);
-  const std::chrono::sys_days day(std::chrono::year(2026) / 11 / 24);
+  const std::chrono::sys_days day(std::chrono::year(2026) / 11 / 4);
   const auto wallClock = day + std::chrono::hours(13) + std::chrono::milliseconds(7412);
   EXPECT_EQ(
       dump.loggerWallClock,
