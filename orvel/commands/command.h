@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// A unit of work for an `MCommandProcessor`. Owned by the caller until it is queued, then by the
-/// processor, which deletes it after it has run, or unexecuted when the processor was stopped.
+/// A unit of work for an `MCommandProcessor`. The caller owns it until it is queued, then the
+/// processor, which deletes it after it has run, or without running it when it was stopped.
+///
+/// Thread-compatible: built on any thread, run on the worker, and deleted there or, when the
+/// processor was stopped, on a thread that queues a command.
 class MCommand {
  public:
   MCommand() = default;
@@ -10,8 +13,9 @@ class MCommand {
   MCommand& operator=(const MCommand&) = delete;
   virtual ~MCommand() = default;
 
-  /// The work, run once on the processor's worker. An `MException` that it raises ends the worker:
-  /// work that can fail keeps its error, as `MCommandSynchronous` does. Work that queues itself
-  /// again ends when the processor's `IsStopRequested` says so, else no flush and no stop would.
+  /// The work, run once on the processor's worker. An `MException` that it raises ends the worker,
+  /// so work that can fail has to catch and keep its error, as `MCommandSynchronous` does. Work
+  /// that queues itself again has to stop doing so when the processor's `IsStopRequested` returns
+  /// true; otherwise no flush and no stop would end.
   virtual void Execute() = 0;
 };

@@ -132,7 +132,7 @@ void MCommandProcessor::ThreadFunction() {
       try {
         if (!WaitForEvents(idleTimeoutMs_)) RunIdleCallback();
       } catch (const MException& exception) {
-        // A stop runs what was queued before it, whatever the command raises that it came upon.
+        // A stop runs what was queued before it, even when the command that ran meanwhile raises.
         if (!IsStopPending()) throw;
         RecordDismissed(point, this, exception);
       }

@@ -12,20 +12,22 @@ class CommandCompletion;
 
 }  // namespace Orvel::Detail
 
-/// A command whose caller waits until it has run, and gets the error that it raised. Base of all
-/// such commands: a subclass supplies `ExecuteCommand` and is handed to
+/// A command whose caller waits until it has run and then has its error. The base of all such
+/// commands: a subclass supplies `ExecuteCommand` and is passed to
 /// `MCommandProcessor::ExecuteSynchronously`.
+///
+/// Thread-compatible, as `MCommand` is. The caller must not touch the error slot while it waits.
 class MCommandSynchronous : public MCommand {
  public:
-  /// `errorSlot` is shared with the caller and receives the command's error: an empty exception
-  /// means that it succeeded. The caller may look into it once `ExecuteSynchronously` has
-  /// returned. When it is null, errors go to the flow log only.
+  /// `errorSlot` is shared with the caller and receives the command's error; an empty exception
+  /// means success. The caller may read it once `ExecuteSynchronously` has returned. When it is
+  /// null, an error is only recorded in the flow log.
   explicit MCommandSynchronous(std::shared_ptr<MException> errorSlot = nullptr);
   ~MCommandSynchronous() override;
 
-  /// Runs `ExecuteCommand`, keeps an `MException` that it raises in the error slot and wakes the
-  /// caller. Any other exception passes through and the caller is not woken. Raises
-  /// "ErrorAccessingEvent" when the caller cannot be woken. Worker only.
+  /// Runs `ExecuteCommand` unless the caller has already left with an error, stores an `MException`
+  /// that it raises in the error slot, and wakes the caller. Lets any other exception pass, without
+  /// waking the caller. Raises "ErrorAccessingEvent" when the caller cannot be woken. Worker only.
   void Execute() final;
 
  protected:

@@ -11,20 +11,20 @@
 
 namespace Orvel::Detail {
 
-/// The completions of one processor, which its synchronous commands use by turns: creating and
-/// closing an event costs more than waiting for it. Lives as long as the processor and all that is
-/// lent. Thread-safe, without a lock.
+/// The completions of one processor, which its synchronous commands use in turn: creating and
+/// closing an event for each would cost more than waiting for it. Exists as long as the processor
+/// and everything that is lent. Thread-safe, without a lock.
 class CompletionPool : public std::enable_shared_from_this<CompletionPool> {
  public:
-  /// Only by `std::make_shared`. The processor is borrowed for the flow log.
+  /// To be called by `std::make_shared` only. The processor is borrowed for the flow log.
   explicit CompletionPool(const void* processor) noexcept : processor_(processor) {}
   CompletionPool(const CompletionPool&) = delete;
   CompletionPool& operator=(const CompletionPool&) = delete;
   ~CompletionPool();
 
-  /// A completion, unsignalled and open, for one command and its caller. It comes back when both
-  /// have let go of it; one whose signal the caller has not taken is closed then. Raises
-  /// "ErrorAccessingEvent" ("winErrorCode") and `std::bad_alloc`.
+  /// Returns an unsignalled completion for one command and its caller. It comes back when both have
+  /// released it, and is then closed if the caller's wait has not taken its signal. Raises
+  /// "ErrorAccessingEvent" ("winErrorCode") at `site`, and `std::bad_alloc`. Any thread.
   [[nodiscard]] std::shared_ptr<CommandCompletion> Lend(const MRaiseSite& site);
 
  private:
@@ -33,7 +33,7 @@ class CompletionPool : public std::enable_shared_from_this<CompletionPool> {
   static constexpr std::size_t kMaxResting = 8;
 
   const void* const processor_;
-  // Owned; each is taken out by an exchange, as a whole.
+  // Owned. A thread that takes one out exchanges its pointer for null.
   std::array<std::atomic<CommandCompletion*>, kMaxResting> resting_{};
 };
 

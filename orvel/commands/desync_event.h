@@ -6,8 +6,10 @@
 
 #include "orvel/commands/function_executor.h"
 
-/// Work that an `MDesyncEventScheduler` runs apart from the thread that scheduled it. The scheduler
-/// owns it from then on and deletes it after it has run.
+/// Work that an `MDesyncEventScheduler` runs on its own thread instead of on the one that schedules
+/// it. The scheduler owns it once it is scheduled and deletes it after it has run.
+///
+/// Thread-compatible: built on any thread, run and deleted on the scheduler's.
 class MDesyncEvent {
  public:
   MDesyncEvent() = default;
@@ -20,8 +22,8 @@ class MDesyncEvent {
   virtual void Execute() = 0;
 };
 
-/// An event that calls `function` without arguments and drops its result. The function is moved or
-/// copied into the event and destroyed with it.
+/// Returns an event that calls `function` without arguments and ignores its result. The function is
+/// moved or copied into the event and destroyed with it.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MDesyncEvent> MakeDesyncEvent(Function&& function) {
   return Orvel::Detail::MakeExecutor<MDesyncEvent>(std::forward<Function>(function));

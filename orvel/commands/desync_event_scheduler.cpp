@@ -77,7 +77,8 @@ void MDesyncEventScheduler::Flush() {
   const Orvel::Libraries::GenericGuard asking([this] { ++flushers_; }, [this] { --flushers_; });
   const std::uint64_t before = flushesBegun_.load(std::memory_order_acquire);
   thread_.Flush();
-  // A thread that is not there was not flushed; one that began before may have left out the last.
+  // Without a thread nothing was flushed; a flush that began before may have left out the last
+  // event.
   if (flushesDone_.load(std::memory_order_acquire) > before) return;
   if (queue_.GetSize() != 0) RaiseError(context.At(__LINE__, this), L"SchedulerDisabled");
 }
@@ -108,13 +109,13 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
   static const MFlowPoint point(kClassName, L"OnSchedulerEvent");
   const MFlowScope scope(point, this);
   MDesyncEvent* next = nullptr;
-  // The queue is asked at least once: one that woke the thread without an event takes back its
-  // signal then.
+  // Pop is called at least once: a queue that woke the thread without having an event then resets
+  // its signal.
   std::int32_t left = queue_.GetSize();
   do {
     if (!queue_.Pop(next)) return;
     ++taken_;
-    // The linter takes two events that the queue gave for one.
+    // The linter takes two events of the queue for one.
     const std::unique_ptr<MDesyncEvent> event(next);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
     try {
       event->Execute();

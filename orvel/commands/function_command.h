@@ -22,16 +22,16 @@ class FunctionCommandSynchronous final : public FunctionAdapter<MCommandSynchron
 
 }  // namespace Orvel::Detail
 
-/// A command that calls `function` without arguments and drops its result. The function is moved
-/// or copied into the command and destroyed with it.
+/// Returns a command that calls `function` without arguments and ignores its result. The function
+/// is moved or copied into the command and destroyed with it.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommand> MakeCommand(Function&& function) {
   return Orvel::Detail::MakeExecutor<MCommand>(std::forward<Function>(function));
 }
 
 /// The same for a command whose caller waits. What `function` borrows must outlive the call of
-/// `ExecuteSynchronously`, which ends, also with an error, only when the function does not run and
-/// will not be called; what it owns is destroyed with the command, which may be later.
+/// `ExecuteSynchronously`: that returns or raises only when the function is not running and will
+/// not run. What the function owns is destroyed with the command, which may be later.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
     std::shared_ptr<MException> errorSlot, Function&& function) {

@@ -9,7 +9,7 @@
 
 namespace Orvel::Detail {
 
-/// A piece of work, of the kind `Base`, that is a function.
+/// A command or an event that calls a function. `Base` is its class.
 template <class Base, class Function>
 class FunctionExecutor final : public FunctionAdapter<Base, Function> {
  public:

@@ -17,23 +17,24 @@ namespace Orvel::Detail {
 
 enum class RunKind { kSynchronous, kAsynchronous };
 
-/// What whoever waits for a function is to raise for the exception that is being handled.
+/// Returns what is to be raised, for the exception that is being handled, on the thread that waits
+/// for the function. To be called in a handler only.
 [[nodiscard]] std::exception_ptr FailureForCaller(MCommandProcessor& processor,
                                                   RunKind kind) noexcept;
 
 }  // namespace Orvel::Detail
 
-/// Runs `function` on `processor`'s worker, after what is queued already, and waits, without limit,
-/// for its end. Returns what it returns: a value by move, a reference as it is. Returns and raises
-/// only when the function does not run and will not run, so it may borrow all that the caller has.
-/// Any thread but the worker; waits for `Start` when the processor is yet to be started.
+/// Runs `function` on `processor`'s worker, after everything that is queued already, and waits,
+/// without limit, for its end. Returns its result: a value is moved, a reference stays one. Returns
+/// and raises only when the function is not running and will not run, so it may use the caller's
+/// local variables. Any thread but the worker. Before `Start` it waits for that as well.
 ///
-/// Raises what `MCommandProcessor::ExecuteSynchronously` raises when the function cannot be run and
-/// waited for, and on the calling thread what the function raised; the worker lives on in any case:
-/// - an `MException` with its whole chain,
-/// - for a `std::exception` an `MException` with "StandardException", its text as "errorMessage";
-///   when there is no memory for that, the exception itself,
-/// - anything else as it is.
+/// Raises what `MCommandProcessor::ExecuteSynchronously` raises, and, on the calling thread, what
+/// the function raised; an exception of the function does not end the worker:
+/// - an `MException` comes with its whole chain,
+/// - a `std::exception` becomes an `MException` with "StandardException" and its text as
+///   "errorMessage"; if there is no memory for that, it comes as it is,
+/// - anything else comes as it is.
 template <std::invocable Function>
 std::invoke_result_t<Function> RunSynchronously(MCommandProcessor& processor, Function&& function) {
   using Result = std::invoke_result_t<Function>;
@@ -64,16 +65,16 @@ std::invoke_result_t<Function> RunSynchronously(MCommandProcessor& processor, Fu
   }
 }
 
-/// Queues `function` for `processor`'s worker and returns at once. The future gets what the
-/// function returns, or raises what it raised, as `RunSynchronously` says. When the function is
-/// dropped without being run, because the processor was stopped, the future raises
-/// `std::future_error` (`std::future_errc::broken_promise`). A processor that is destroyed without
-/// ever having been started drops nothing: its futures never become ready.
+/// Queues `function` for `processor`'s worker and returns at once. The future receives the result
+/// of the function, or raises what the function raised, as `RunSynchronously` does. When the
+/// function is destroyed without being run, because the processor was stopped, the future raises
+/// `std::future_error` (`std::future_errc::broken_promise`). If the processor is destroyed without
+/// ever having been started, the future never becomes ready.
 ///
-/// The function is moved or copied; what it borrows must live until it has run or was dropped, also
-/// when nobody waits for the future, and what it owns may be destroyed after the future is ready.
-/// Any thread, but to wait for the future on the worker itself is to wait for ever. Raises what
-/// `MCommandProcessor::QueueCommand` raises; the function is not run then.
+/// The function is moved or copied. What it borrows must exist until it has run or was destroyed,
+/// even when nobody waits for the future; what it owns may be destroyed after the future is ready.
+/// Any thread; but whoever waits for the future on the worker itself waits for ever. Raises what
+/// `MCommandProcessor::QueueCommand` raises; the function does not run then.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::future<std::invoke_result_t<std::decay_t<Function>&>> RunAsync(
     MCommandProcessor& processor, Function&& function) {

@@ -10,7 +10,7 @@
 
 namespace Orvel::Detail {
 
-/// A new file that a crash report writes to, without memory from the heap. Also the buffer of a
+/// A new file that a crash report writes to, without using the heap. It is also the buffer of a
 /// stream that writes to it.
 ///
 /// Thread-compatible.
@@ -18,23 +18,23 @@ class CrashFile final : public std::streambuf {
  public:
   CrashFile() noexcept { setp(buffer_.data(), buffer_.data() + buffer_.size()); }
 
-  /// Creates the file; 0, or the system's error code, which is ERROR_FILE_EXISTS when it is there
-  /// already.
+  /// Creates the file. Returns 0 or the system's error code, ERROR_FILE_EXISTS when there is one of
+  /// that name.
   [[nodiscard]] std::uint32_t Open(const wchar_t* path) noexcept;
-  /// Puts what was written onto the disk and closes the file. 0, or the error code of the first
-  /// step that failed since it was opened.
+  /// Writes what is buffered to the disk and closes the file. Returns 0, or the error code of the
+  /// first step that failed since the file was opened.
   std::uint32_t Close() noexcept;
 
   [[nodiscard]] bool IsOpen() const noexcept { return static_cast<bool>(handle_); }
   [[nodiscard]] void* GetHandle() const noexcept { return handle_.Get(); }
 
-  /// Adds to the text. Wide characters become UTF-8, control characters blanks.
+  /// Appends text. Wide characters become UTF-8, control characters become blanks.
   CrashFile& operator<<(std::string_view text) noexcept;
   CrashFile& operator<<(std::wstring_view text) noexcept;
-  /// Adds a number in decimal, or in hexadecimal with `digits` digits.
+  /// Appends a number in decimal, or in hexadecimal with `digits` digits.
   CrashFile& AddDecimal(std::uint64_t number) noexcept;
   CrashFile& AddHex(std::uint64_t number, int digits) noexcept;
-  /// Ends the line and hands it to the system: what comes next may fail.
+  /// Ends the line and hands it to the system, as the next step of the report may crash.
   void EndLine() noexcept;
 
  protected:

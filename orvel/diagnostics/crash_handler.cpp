@@ -11,8 +11,8 @@
 namespace {
 
 constinit std::array<std::atomic<ICrashHandler*>, MCrashHandlerRegistration::kMaxHandlers> handlers;
-// The handler that runs. Sequentially consistent like the places: either the destructor sees the
-// call or the call sees the empty place.
+// The handler that runs. Sequentially consistent, as the places are: either the destructor sees the
+// call, or the call sees the empty place.
 constinit std::atomic<ICrashHandler*> running{nullptr};
 
 std::size_t TakePlace(ICrashHandler& handler, const void* registration) {

@@ -74,7 +74,8 @@ const wchar_t* CrashReportFolder::NameOf(const CrashPath& path) noexcept {
 }
 
 std::uint32_t CrashReportFolder::Create() const noexcept {
-  // From the top down; what is there already, a drive too, is refused and no matter.
+  // From the top down. The system refuses what exists already, drives included; that does not
+  // matter.
   std::uint32_t code = 0;
   for (std::size_t end = 0; end != folder_.size();) {
     end = folder_.find(L'\\', end + 1);

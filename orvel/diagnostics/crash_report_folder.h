@@ -8,7 +8,7 @@
 
 namespace Orvel::Detail {
 
-/// Path of a file, ending in 0, in room of its own: a crash report takes no memory from the heap.
+/// Path of a file, ending in 0. An array, because a crash report does not use the heap.
 using CrashPath = std::array<wchar_t, 280>;
 
 /// The names of the reports of one program in one folder. Immutable; any thread.
@@ -18,23 +18,23 @@ class CrashReportFolder {
   /// reports, 0 for all.
   CrashReportFolder(std::wstring folder, std::wstring programName, std::size_t reportsKept);
 
-  /// The longest that folder and program's name may be together, so that every path keeps to the
+  /// The largest length of folder and program name together with which every path stays within the
   /// system's limit.
   static constexpr std::size_t kMaxLength = 200;
 
-  /// The path of a report's files without the ending, for a report of now: the program's name, the
-  /// date and time of Greenwich, which sort as they follow one another, and the process.
-  /// `attempt` counts from 1 and tells reports of one second apart.
+  /// Returns the path of the files of a report that is written now, without their extension. The
+  /// name consists of the program's name, the date and time in UTC, in an order in which names sort
+  /// by age, and the process. `attempt`, from 1 on, distinguishes reports of the same second.
   [[nodiscard]] CrashPath MakeStem(std::uint32_t attempt) const noexcept;
-  /// A stem with an ending.
+  /// Returns a stem with an extension appended.
   [[nodiscard]] static CrashPath Join(const CrashPath& stem, const wchar_t* ending) noexcept;
-  /// The part of a path behind the last backslash.
+  /// Returns the part of a path after the last backslash.
   [[nodiscard]] static const wchar_t* NameOf(const CrashPath& path) noexcept;
 
-  /// Creates the folder when it is missing. 0, or the system's error code.
+  /// Creates the folder when it is missing. Returns 0 or the system's error code.
   [[nodiscard]] std::uint32_t Create() const noexcept;
-  /// Removes the oldest reports, so that `kept` stay. What cannot be removed stays. The cost is the
-  /// number of files times that of the reports to remove, without memory for their names.
+  /// Removes the oldest reports beyond the number that is kept. Skips what cannot be removed. Keeps
+  /// no names in memory: the cost is the number of files times the number of reports to remove.
   void RemoveOldest() const noexcept;
 
  private:

@@ -25,16 +25,18 @@
 
 namespace Orvel::Detail {
 
-/// A module's reporter: the thread that writes and what crashed threads meet at.
+/// A module's reporter: the thread that writes the report, and the events through which crashed
+/// threads and this one wait for each other.
 class CrashReporterState {
  public:
   CrashReporterState(const MRaiseSite& site, CrashReportFolder&& folder, std::wstring programPath,
                      const MCrashReporterOptions& options, KernelHandle&& marker);
 
-  /// On whichever thread crashed.
+  /// Called on the crashed thread, whichever that is.
   void OnCrash(const CrashSite& site) noexcept;
   void OnSurvived() noexcept;
-  /// Ends the reporter's thread. False when it is stuck in a report: then this object has to stay.
+  /// Ends the reporter's thread. Returns false when that is stuck in a report: this object must
+  /// then not be destroyed.
   [[nodiscard]] bool End() noexcept;
 
  private:
@@ -186,8 +188,8 @@ void CrashReporterState::OnCrash(const CrashSite& site) noexcept {
   if (crashedId_.compare_exchange_strong(crashedId, threadId)) {
     Report(site);
   } else if (crashedId == threadId) {
-    // On its way through the handlers of before. Or else there is something wrong with what it
-    // was handling.
+    // The same crash, passed on by the earlier handlers; or a new one, in the look for the
+    // exception that the thread was handling.
     if (std::exchange(isAskingForException_, false)) FinishReport();
   } else {
     static_cast<void>(WaitForOne(done_.Get(), static_cast<std::uint32_t>(timeLimit_.count())));
@@ -208,7 +210,7 @@ void CrashReporterState::Report(const CrashSite& site) noexcept {
   static_cast<void>(SetKernelEvent(request_.Get()));
   if (!WaitFor(firstPartDone_)) return;
   if (site.HasStack()) {
-    // With what is most important in the report: to ask may take memory, and the heap be damaged.
+    // What matters most is in the report by now: this may need memory, and the heap may be damaged.
     isAskingForException_ = true;
     writer_.SetException(std::current_exception());
     if (!std::exchange(isAskingForException_, false)) return;
@@ -263,7 +265,7 @@ std::wstring ProgramPath() {
   }
 }
 
-/// The name of a file without its path and ending.
+/// Returns the name of a file without its path and extension.
 std::wstring StemOf(const std::wstring& path) {
   const std::size_t start = path.find_last_of(L"\\/") + 1;
   return path.substr(start, path.rfind(L'.') - start);
@@ -278,7 +280,8 @@ std::wstring FullPath(const std::wstring& path) {
   return full;
 }
 
-/// The mark of the process that has a reporter; empty when another module has put it there.
+/// Marks the process as one that has a reporter. Returns an empty owner when another module has
+/// done so before.
 KernelHandle MarkProcess(const MRaiseSite& site) {
   const std::wstring name =
       L"Local\\Orvel.MCrashReporter." + std::to_wstring(::GetCurrentProcessId());

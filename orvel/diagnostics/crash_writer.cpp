@@ -15,7 +15,8 @@
 namespace Orvel::Detail {
 namespace {
 
-// The order of a report: what needs least comes first. The crashed thread has a word in the middle.
+// The order of a report: what depends on least comes first. Between the parts the crashed thread
+// looks for the exception that it was handling.
 namespace Step {
 constexpr std::uint32_t kWhat = 0;
 constexpr std::uint32_t kWhere = 1;
@@ -55,7 +56,7 @@ constexpr CodeName kCodeNames[] = {
 
 }  // namespace
 
-/// What handlers write to.
+/// Passes the lines of handlers on to the report.
 class CrashWriter::Lines final : public MCrashReportLines {
  public:
   explicit Lines(CrashWriter& writer) noexcept : writer_(writer) {}
@@ -196,8 +197,8 @@ void CrashWriter::WritePlace(std::uint64_t address) noexcept {
 
 void CrashWriter::WriteWhere() noexcept {
   std::array<std::uint64_t, 64> addresses{};
-  // The thread may have run into the end of a stack that is one recursion from end to end: what
-  // began it is out of sight.
+  // After a stack overflow the stack may be one recursion from end to end: its beginning is then
+  // beyond these places.
   const std::size_t count = WalkStack(context_, addresses);
   // A stand-in's first place is the handler that captured it.
   const std::size_t first = kind_ != CrashKind::kException && count > 1 ? 1 : 0;
@@ -228,7 +229,7 @@ void CrashWriter::WriteThread() noexcept {
         (text_ << "Thread in the flow log: " << std::string_view(name)).EndLine();
       }
     } catch (const std::bad_alloc&) {
-      // The number has to do.
+      // The report has the thread's number.
     }
   }
 }
@@ -316,7 +317,7 @@ void CrashWriter::CallHandler(std::size_t place) noexcept {
     try {
       WriteChain(exception.GetChainDescription());
     } catch (...) {
-      // What is above says enough.
+      // The line above has to do.
     }
     lines.AddLine(L")");
   } catch (...) {

@@ -16,26 +16,27 @@
 
 namespace Orvel::Detail {
 
-/// Writes the files of one report, step by step in two parts. Each step runs once, so that a thread
-/// that crashes in one can have another go on with the next.
+/// Writes the files of one report, in two parts of several steps. Each step runs at most once, so
+/// when the writing thread crashes in one, another thread can go on with the next.
 ///
-/// One thread at a time: the crashed thread hands over what it knows while the reporter's waits for
-/// it, and the other way round.
+/// Thread-compatible: crashed thread and reporter's thread use it in turn, each while the other
+/// waits.
 class CrashWriter {
  public:
   CrashWriter(const CrashReportFolder& folder, std::wstring programPath, bool writesFlowLog,
               bool writesMiniDump);
 
-  /// Begins a report of the calling thread's crash.
+  /// Begins the report of the calling thread's crash.
   void Begin(const CrashSite& site) noexcept;
-  /// Adds what the crashed thread was handling. Between the two parts; may be left out.
+  /// Sets the exception that the crashed thread was handling. To be called between the two parts,
+  /// or not at all.
   void SetException(std::exception_ptr exception) noexcept;
 
-  /// Runs the steps that are left of the present part. False when there are no more parts.
+  /// Runs the remaining steps of the present part. Returns false when that was the last part.
   bool RunPart() noexcept;
-  /// Notes that the step which is running crashed.
+  /// Notes in the report that the present step has crashed.
   void NoteCrashedStep(const CrashSite& site) noexcept;
-  /// True from `Begin` to the end of the last part.
+  /// Returns true from `Begin` to the end of the last part.
   [[nodiscard]] bool IsBusy() const noexcept { return isBusy_.load(std::memory_order_acquire); }
 
  private:
@@ -54,7 +55,7 @@ class CrashWriter {
   void WriteCode(const EXCEPTION_RECORD& record) noexcept;
   void WritePlace(std::uint64_t address) noexcept;
   void WriteChain(const std::wstring& description) noexcept;
-  /// Ends the line on one of the other files with what became of it.
+  /// Ends the line about one of the other files with its name or the error.
   void EndFileLine(const CrashPath& path, std::uint32_t code) noexcept;
 
   const CrashReportFolder& folder_;

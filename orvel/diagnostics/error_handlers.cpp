@@ -23,7 +23,7 @@ void OnDismissedError(const MFlowPoint& point, const void* object,
                       const MException& error) noexcept {
   static const MFlowPoint handlerPoint(L"ISpontaneousErrorHandler", L"OnSpontaneousError");
   SpontaneousErrorHandlers& handlers = TheSpontaneousErrorHandlers();
-  if (handlers.IsCalling()) return;  // else its own errors would come back to it without end
+  if (handlers.IsCalling()) return;  // otherwise a handler's own errors would call it without end
   handlers.CallEach(object, handlerPoint, [&](ISpontaneousErrorHandler& handler) {
     handler.OnSpontaneousError(point, object, error);
   });

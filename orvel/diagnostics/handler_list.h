@@ -14,20 +14,21 @@
 
 namespace Orvel::Detail {
 
-/// Handlers of one kind that are in use, each under a number. Thread-safe; no lock is held while a
-/// handler runs.
+/// The handlers of one kind that are in use, each with a number. Thread-safe; no lock is held while
+/// a handler runs.
 template <class Handler>
 class HandlerList {
  public:
-  /// Puts `handler` into use for errors that concern `subject`, null for all. Both are borrowed
-  /// until it is removed. Raises `std::bad_alloc`.
+  /// Puts `handler` into use for the errors of `subject`, or for all if it is null, and returns the
+  /// handler's number. Borrows both until the handler is removed. Raises `std::bad_alloc`.
   [[nodiscard]] std::uint64_t Add(Handler& handler, const void* subject) {
     const MScopedLock lock(mutex_, lockDepth_);
     entries_.push_back({lastNumber_ + 1, &handler, subject});
     return ++lastNumber_;
   }
 
-  /// After this the handler is called no more, and no call of it is under way on another thread.
+  /// Takes a handler out of use and waits for calls of it on other threads. It is not called after
+  /// this.
   void Remove(std::uint64_t number) noexcept {
     {
       const MScopedLock lock(mutex_, lockDepth_);
@@ -36,13 +37,13 @@ class HandlerList {
     while (IsCalledElsewhere(number)) YieldThread();
   }
 
-  /// True while a handler of the list runs on the calling thread.
+  /// Returns true while a handler of the list runs on the calling thread.
   [[nodiscard]] bool IsCalling() noexcept {
     const MScopedLock lock(mutex_, lockDepth_);
     return AnyCall([](const Call& call) { return call.threadId == CurrentThreadId(); });
   }
 
-  /// Calls `invoke` with each handler for `subject` that is in use as its turn comes. What it
+  /// Calls `invoke` with each handler for `subject` that is in use when its turn comes. What that
   /// raises is recorded at `point` and swallowed.
   template <class Invoke>
   void CallEach(const void* subject, const MFlowPoint& point, const Invoke& invoke) noexcept {
@@ -64,14 +65,15 @@ class HandlerList {
     Handler* handler;
     const void* subject;
   };
-  /// One round of calls; lives on the calling thread's stack.
+  /// One round of calls, on the calling thread's stack.
   struct Call {
     std::uint32_t threadId = 0;
     std::uint64_t number = 0;  // of the handler that runs
     Call* next = nullptr;
   };
 
-  /// Ends the call that `call` stands for and begins the next one; null when there is none left.
+  /// Ends the present call of a round and begins the next one. Returns its handler, null when none
+  /// is left.
   Handler* BeginNext(Call& call, const void* subject) noexcept {
     const MScopedLock lock(mutex_, lockDepth_);
     const auto next = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {

@@ -6,7 +6,11 @@
 #include <type_traits>
 #include <utility>
 
-/// A callback without arguments and result. Whoever receives one owns it.
+/// A callback without arguments and without a result. A function that takes one by
+/// `std::unique_ptr` owns it from then on.
+///
+/// Thread-compatible: one thread at a time may call it, and its documentation or that of its owner
+/// says which one does.
 class MCallbackFunctor {
  public:
   MCallbackFunctor() = default;
@@ -14,12 +18,12 @@ class MCallbackFunctor {
   MCallbackFunctor& operator=(const MCallbackFunctor&) = delete;
   virtual ~MCallbackFunctor() = default;
 
-  /// Runs the callback, on whichever thread the owner documents. May raise.
+  /// Runs the callback. May raise.
   virtual void Invoke() = 0;
 };
 
 /// A callback that calls a member function of an object. The object is borrowed and must outlive
-/// every call.
+/// every call. Thread-compatible, as far as the member function is.
 template <class T>
 class MCallbackFunctorImp final : public MCallbackFunctor {
  public:
@@ -34,7 +38,8 @@ class MCallbackFunctorImp final : public MCallbackFunctor {
   void (T::*memberFunction_)();
 };
 
-/// Shorthand: a callback that calls `memberFunction` of `object`, which is borrowed.
+/// Returns a callback that calls `memberFunction` of `object`. The object is borrowed and must
+/// outlive every call.
 template <class T>
 [[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(T* object,
                                                              void (T::*memberFunction)()) {
@@ -43,7 +48,7 @@ template <class T>
 
 namespace Orvel::Detail {
 
-/// A function that can be kept, by moving or copying it, and called later without arguments.
+/// A function that can be moved or copied into an object and called later without arguments.
 template <class Function>
 concept CallableLater = std::constructible_from<std::decay_t<Function>, Function> &&
     std::invocable<std::add_lvalue_reference_t<std::decay_t<Function>>>;
@@ -58,7 +63,7 @@ class FunctionAdapter : public Base {
       : Base(std::forward<BaseArguments>(baseArguments)...), function_(std::move(function)) {}
 
  protected:
-  /// Calls the function and drops its result.
+  /// Calls the function and ignores its result.
   void CallFunction() { static_cast<void>(function_()); }
 
  private:
@@ -74,9 +79,10 @@ class FunctionCallback final : public FunctionAdapter<MCallbackFunctor, Function
 
 }  // namespace Orvel::Detail
 
-/// A callback that calls `function` (a lambda, a `std::function`, what `std::bind` gives) without
-/// arguments and drops its result. The function is moved or copied into the callback and destroyed
-/// with it; it need not be copyable. It is not checked for being empty.
+/// Returns a callback that calls `function` without arguments and ignores its result. The function
+/// may be a lambda, a `std::function` or the result of `std::bind`. It is moved or copied into the
+/// callback and destroyed with it, so a function that can only be moved will do. An empty
+/// `std::function` is not refused: the call then raises `std::bad_function_call`.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(Function&& function) {
   return std::make_unique<Orvel::Detail::FunctionCallback<std::decay_t<Function>>>(

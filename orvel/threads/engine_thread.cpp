@@ -329,7 +329,7 @@ bool MEngineThread::ServeStopRequest() {
     try {
       OnFlushWrapper();
     } catch (const MException& exception) {
-      // Whoever waits for this flush is told by the worker's end that it failed.
+      // The worker's end tells whoever waits for this flush that it failed.
       RecordDismissed(context, this, exception);
     }
   }
@@ -367,7 +367,7 @@ void MEngineThread::OnStopWrapper() {
   const MFlowScope scope(point, this);
   if (stopIsServed_) return;
   stopIsServed_ = true;
-  // Whoever set the event may not have come to say so.
+  // The thread that set the event may not have marked it yet.
   stopIsAsked_.store(true, std::memory_order_release);
   OnStop();
 }

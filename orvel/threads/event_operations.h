@@ -15,9 +15,8 @@ namespace Orvel::Detail {
 void SetEventOrRaise(const MRaiseSite& site, void* event);
 void ResetEventOrRaise(const MRaiseSite& site, void* event);
 
-/// Raises the error for a wait on `handleCount` handles that ended in none of the ways its caller
-/// takes for success: "Abandoned" with "status", "WaitFailed" with "winErrorCode", else
-/// "Unexpected" with "status".
+/// Raises the error for a wait on `handleCount` handles whose outcome its caller does not expect:
+/// "Abandoned" with "status", "WaitFailed" with "winErrorCode", or else "Unexpected" with "status".
 [[noreturn]] void RaiseWaitFailure(const MRaiseSite& site, const WaitOutcome& outcome,
                                    std::uint32_t handleCount);
 

@@ -11,14 +11,14 @@ namespace Orvel::Libraries {
 /// Thread-affine, like any local.
 class [[nodiscard]] GenericGuard : public NonCopyable {
  public:
-  /// Calls `setUp` at once and keeps `cleanUp`; either may be empty. When `setUp` raises there is
-  /// no guard and `cleanUp` is not called.
+  /// Calls `setUp` at once and keeps `cleanUp` for later; either may be empty. When `setUp` raises,
+  /// `cleanUp` is not called.
   GenericGuard(const std::function<void()>& setUp, std::function<void()> cleanUp);
   /// Calls the clean-up function. An `MException` that it raises is recorded in the flow log and
   /// swallowed; any other exception ends the process, as it does in every destructor.
   virtual ~GenericGuard();
 
-  /// Drops the clean-up function.
+  /// Destroys the clean-up function without calling it.
   void Dismiss() noexcept { cleanUp_ = nullptr; }
 
  private:

@@ -5,7 +5,9 @@
 
 #include "orvel/platform/thread_annotations.h"
 
-/// A mutex as the framework's classes see it. Lock it through `MScopedLock`.
+/// A mutex: the interface that the framework's classes use, mostly through `MScopedLock`.
+///
+/// Thread-safe, apart from destruction: the mutex must be neither held nor waited for then.
 class ORVEL_CAPABILITY("mutex") MMutexImp {
  public:
   MMutexImp() = default;
@@ -13,13 +15,15 @@ class ORVEL_CAPABILITY("mutex") MMutexImp {
   MMutexImp& operator=(const MMutexImp&) = delete;
   virtual ~MMutexImp() = default;
 
-  /// Waits for the mutex; true when the calling thread now holds it.
+  /// Waits, without limit, for the mutex. Returns true when the calling thread now holds it.
   virtual bool Lock() ORVEL_ACQUIRE() = 0;
-  /// Takes the mutex only if that needs no waiting; true when the calling thread now holds it.
+  /// Takes the mutex if that is possible without waiting. Returns true when the calling thread now
+  /// holds it.
   virtual bool TryLock() ORVEL_TRY_ACQUIRE(true) = 0;
-  /// Gives the mutex back, once for each time it was taken. The calling thread holds it.
+  /// Releases the mutex, which the calling thread must hold; to be called once for each time that
+  /// it was taken.
   virtual void Unlock() ORVEL_RELEASE() = 0;
 };
 
-/// A new `MMutexWinImp`, for owners that need to know the interface only. Raises `std::bad_alloc`.
+/// Returns a new `MMutexWinImp`, for owners that know only the interface. Raises `std::bad_alloc`.
 [[nodiscard]] std::unique_ptr<MMutexImp> MakeWinMutex();

@@ -4,11 +4,11 @@
 #include "orvel/platform/critical_section.h"
 #include "orvel/threads/mutex_imp.h"
 
-/// The framework's mutex: a Windows critical section. Recursive, within one process, and free of
-/// system calls while nobody else wants it. Thread-safe.
+/// The framework's mutex: a Windows critical section. It is recursive, works within one process,
+/// and makes no system call unless threads compete for it. Thread-safe, as `MMutexImp` is.
 class MMutexWinImp final : public MMutexImp {
  public:
-  /// Always true.
+  /// Waits, without limit, for the mutex. Returns true.
   bool Lock() override ORVEL_NO_THREAD_SAFETY_ANALYSIS;
   bool TryLock() override ORVEL_NO_THREAD_SAFETY_ANALYSIS;
   void Unlock() override ORVEL_NO_THREAD_SAFETY_ANALYSIS;

@@ -3,7 +3,7 @@
 
 namespace Orvel::Libraries {
 
-/// Base of classes that are neither copied nor assigned.
+/// Base of classes that can be neither copied nor assigned. Has no state: thread-safe.
 class NonCopyable {
  public:
   NonCopyable(const NonCopyable&) = delete;

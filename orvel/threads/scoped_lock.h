@@ -7,12 +7,12 @@
 #include "orvel/platform/thread_annotations.h"
 #include "orvel/threads/mutex_imp.h"
 
-/// Holds an owner's mutex for a scope and keeps count of the depth in the owner's counter, which
-/// is bookkeeping for people who debug: no decision depends on it. Without a mutex nothing happens.
-/// Thread-affine, like any local; both arguments are borrowed.
+/// Holds an owner's mutex for a scope and counts the locks held in the owner's counter, which is
+/// there for people who debug and decides nothing. With a null mutex it does nothing. Mutex and
+/// counter are borrowed. Thread-affine, like any local.
 class [[nodiscard]] ORVEL_SCOPED_CAPABILITY MScopedLock {
  public:
-  /// Waits for the mutex, which may be null, and counts `depth` up.
+  /// Waits, without limit, for the mutex and then increments `depth`. The mutex may be null.
   MScopedLock(const std::unique_ptr<MMutexImp>& mutex, std::int32_t& depth)
       ORVEL_ACQUIRE(*mutex) ORVEL_NO_THREAD_SAFETY_ANALYSIS : mutex_(mutex.get()),
                                                               depth_(depth) {

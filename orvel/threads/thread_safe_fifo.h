@@ -14,31 +14,33 @@
 #include "orvel/threads/mutex_imp.h"
 #include "orvel/threads/scoped_lock.h"
 
-/// The consumer's end of a queue: the input of whoever takes elements. `T` is the element type,
-/// `R` the type in which producers pass one; for pointers both are the same.
+/// The end of a queue from which a consumer takes elements. `T` is the type of the elements, `R`
+/// the type in which producers pass them; for pointers both are the same. Threads: see
+/// `MThreadSafeFifo`.
 template <class T, class R = T>
 class MThreadSafeFifoInput {
  public:
-  /// Time-out of a wait that never gives up.
+  /// The time-out of a wait without limit.
   static constexpr std::uint32_t kWaitForever = Orvel::Detail::kWaitForever;
 
   MThreadSafeFifoInput(const MThreadSafeFifoInput&) = delete;
   MThreadSafeFifoInput& operator=(const MThreadSafeFifoInput&) = delete;
 
-  /// Copies the oldest element into `item` and leaves it queued; false, with `item` untouched,
-  /// when there is none.
+  /// Copies the oldest element into `item`, leaves it queued and returns true. Returns false, with
+  /// `item` unchanged, when the queue is empty.
   virtual bool Peek(T& item) = 0;
-  /// Moves the oldest element into `item`; false, with `item` untouched, when there is none.
+  /// Moves the oldest element into `item` and returns true. Returns false, with `item` unchanged,
+  /// when the queue is empty.
   virtual bool Pop(T& item) = 0;
-  /// True when the not-empty event is unsignalled.
+  /// Returns true when the not-empty event is unsignalled.
   virtual bool IsEmpty() = 0;
-  /// Elements queued.
+  /// Returns the number of elements.
   virtual std::int32_t GetSize() = 0;
-  /// Waits up to `timeoutMs` milliseconds for an element; 0 only looks, `kWaitForever` never gives
-  /// up. A time-out and a failed wait are both false.
+  /// Waits up to `timeoutMs` milliseconds for an element: 0 does not wait, `kWaitForever` waits
+  /// without limit. Returns true when the queue has one, false after a time-out or a failed wait.
   virtual bool WaitNotEmpty(std::uint32_t timeoutMs) = 0;
-  /// The not-empty event, a manual-reset one that is signalled while anything is queued. It stays
-  /// the queue's: only wait on it.
+  /// Returns the handle of the not-empty event, a manual-reset event that is signalled while the
+  /// queue has elements. It belongs to the queue: do not set, reset or close it.
   virtual void* GetEvent() = 0;
 
  protected:
@@ -46,18 +48,18 @@ class MThreadSafeFifoInput {
   ~MThreadSafeFifoInput() = default;
 };
 
-/// The producers' end of a queue, into which they output.
+/// The end of a queue into which producers put elements. Threads: see `MThreadSafeFifo`.
 template <class T, class R = T>
 class MThreadSafeFifoOutput {
  public:
   MThreadSafeFifoOutput(const MThreadSafeFifoOutput&) = delete;
   MThreadSafeFifoOutput& operator=(const MThreadSafeFifoOutput&) = delete;
 
-  /// Appends `item`. Raises `std::bad_alloc`, "ErrorAccessingEvent" ("winErrorCode") when the
-  /// event cannot be set and "QueueFull" when a queue that cannot grow is full; the queue is then
-  /// as it was and the item still the caller's.
+  /// Appends `item`. Raises "ErrorAccessingEvent" ("winErrorCode") when the event cannot be set,
+  /// "QueueFull" when the queue is full and cannot grow, and `std::bad_alloc`. After an error the
+  /// queue is unchanged and the item still belongs to the caller.
   virtual void Push(R item) = 0;
-  /// Drops all elements, undeleted, and the buffer.
+  /// Removes all elements, without deleting what they point to, and frees the buffer.
   virtual void Clear() = 0;
 
  protected:
@@ -74,27 +76,28 @@ void SetFifoEvent(const void* fifo, void* event);
 
 }  // namespace Orvel::Detail
 
-/// First-in, first-out queue through which threads hand pointers to one consumer, with an event to
-/// wait on. To run code on another thread use MCommandProcessor; this only hands over data.
+/// A first-in, first-out queue with an event to wait for, through which threads pass pointers to
+/// one consumer. It passes data only; to run code on another thread use `MCommandProcessor`.
 ///
-/// Thread-safe, for any number of producers and one consumer. Owns no element: `Clear` and the
-/// destructor drop them undeleted. Must outlive every wait on its event, which costs a system call
-/// only when the queue ceases to be empty and when it becomes so. A push that finds the buffer full
-/// grows it by the growth step, copying every element; it shrinks in `Clear` only.
+/// Thread-safe, for any number of producers and one consumer. It does not own what its elements
+/// point to: `Clear` and the destructor do not delete it. It must outlive every wait for its event.
+/// The event costs a system call only when the queue becomes empty and when it stops being empty. A
+/// push that finds the buffer full enlarges it by the growth step and moves every element; only
+/// `Clear` makes it smaller.
 template <class T, class R = T>
 class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
                               public MThreadSafeFifoOutput<T, R> {
  public:
-  /// `growthStep` is the number of slots added when a push finds the buffer full; a queue with a
-  /// step below 1 takes nothing. Raises "ErrorAccessingEvent" ("winErrorCode") when the system has
-  /// no event left.
+  /// `growthStep` is the number of slots added when a push finds the buffer full; with a step below
+  /// 1 each push raises "QueueFull". Raises "ErrorAccessingEvent" ("winErrorCode") when the system
+  /// cannot create an event.
   explicit MThreadSafeFifo(std::int32_t growthStep = 1)
       : growthStep_(growthStep),
         mutex_(MakeWinMutex()),
         notEmpty_(Orvel::Detail::CreateFifoEvent(this)) {}
   ~MThreadSafeFifo() = default;
 
-  /// Changes the step by which pushes grow the buffer from now on; what is queued stays.
+  /// Sets the number of slots that a push adds from now on. The elements stay. Any thread.
   void SetGrowthStep(std::int32_t growthStep) {
     const MScopedLock lock(mutex_, lockDepth_);
     growthStep_ = growthStep;
@@ -110,7 +113,7 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
   bool Pop(T& item) override {
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == 0) {
-      // Signalled for nothing it would keep the consumer awake.
+      // If it stayed signalled, the consumer would wake for nothing again and again.
       if (eventIsStale_) ResetEvent();
       return false;
     }
@@ -139,8 +142,8 @@ class MThreadSafeFifo final : public MThreadSafeFifoInput<T, R>,
     const MScopedLock lock(mutex_, lockDepth_);
     if (count_ == capacity_) Grow();
     if (count_ == 0) {
-      // The event goes first, so that a refusal leaves the queue as it was; whoever wakes by it
-      // cannot pop before this lock is released.
+      // The event is set first, so that a refusal leaves the queue unchanged. The consumer that it
+      // wakes cannot pop before this lock is released.
       Orvel::Detail::SetFifoEvent(this, notEmpty_.Get());
       eventIsStale_ = true;  // unless the element gets in
     }

@@ -15,7 +15,7 @@ using TimerTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>
 
 inline constexpr TimerTicks kLongestDelay = std::chrono::hours(1000 * 365 * 24);
 
-/// `delay` rounded up, but at most the longest; 0 for one that is negative or not a number.
+/// Returns `delay` rounded up, at most the longest; 0 when it is negative or not a number.
 template <class Rep, class Period>
 [[nodiscard]] constexpr TimerTicks ToTimerTicks(const std::chrono::duration<Rep, Period>& delay) {
   using Seconds = std::chrono::duration<double>;
@@ -27,16 +27,16 @@ template <class Rep, class Period>
 
 }  // namespace Orvel::Detail
 
-/// How a timer that has fired falls back to unsignalled.
+/// What resets a timer that has fired.
 enum class MTimerReset {
-  kAutomatic,  ///< by the wait that it releases
-  kManual      ///< only when it is set again or cancelled
+  kAutomatic,  ///< the wait that it ends
+  kManual      ///< only setting it again or cancelling it
 };
 
-/// A timer of the system that is signalled when a time comes, once or again and again. To be waited
-/// for by an `MEngineThread` (`AddEvent`) or an `MSchedulerThread` (`RegisterSchedulerEvent`),
-/// whose handler then runs for each signal; declare the timer before the thread, which borrows its
-/// handle.
+/// A timer of the system, which is signalled at a set time, once or periodically. Give its handle
+/// to an `MEngineThread` (`AddEvent`) or an `MSchedulerThread` (`RegisterSchedulerEvent`), whose
+/// handler then runs for each signal. The thread borrows the handle, so declare the timer before
+/// it.
 ///
 ///     MWaitableTimer timer;
 ///     MSchedulerThread thread;
@@ -44,48 +44,49 @@ enum class MTimerReset {
 ///     thread.Start();
 ///     timer.SetPeriodic(std::chrono::seconds(5));
 ///
-/// Setting a timer ends what it was set to before and takes back a signal that nobody has taken. It
-/// is as accurate as the system's clock, about 16 ms either way as that is usually set; a handler
-/// runs when its thread comes to it. A periodic timer does not wait for its handler, but has one
-/// signal only: what was missed is not made up for.
+/// Setting a timer replaces its earlier setting and clears a signal that no wait has taken. It is
+/// as accurate as the system's clock, usually about 16 ms early or late; the handler runs when its
+/// thread gets to it. A periodic timer does not wait for its handler and has only one signal: a
+/// handler that takes longer than a period is not called again for the periods that it missed.
 ///
-/// Durations of any unit are taken, rounded up to the system's 100 ns, periods to milliseconds.
-/// Delays below zero are zero, ones beyond 1,000 years count as 1,000 years. When the system's
-/// clock is changed, a point in time that a timer waits for follows it; a delay does not.
+/// Durations may be of any unit. Delays are rounded up to 100 ns, periods to milliseconds. Delays
+/// below zero count as zero, those beyond 1,000 years as 1,000 years. A timer that was set to a
+/// point in time follows changes of the system's clock; one that was set to a delay does not.
 ///
 /// Thread-safe: the operations may be called from any thread, handlers included. Each raises
-/// "ErrorAccessingTimer" ("winErrorCode") when the system refuses; what the timer was set to stays.
+/// "ErrorAccessingTimer" ("winErrorCode") when the system refuses; the timer's setting is then
+/// unchanged.
 class MWaitableTimer : public Orvel::Libraries::NonCopyable {
  public:
-  /// A timer that is not set.
+  /// Creates a timer that is not set. Raises "ErrorAccessingTimer" ("winErrorCode").
   explicit MWaitableTimer(MTimerReset reset = MTimerReset::kAutomatic);
   ~MWaitableTimer();
 
-  /// Fires once, after `delay`; with zero at once.
+  /// Fires once, after `delay`; at once when it is zero.
   template <class Rep, class Period>
   void SetOnce(const std::chrono::duration<Rep, Period>& delay) {
     SetOnceTicks(Orvel::Detail::ToTimerTicks(delay));
   }
-  /// Fires after `period` and each time that it has passed again. Raises "BadPeriod" ("periodMs")
-  /// unless it is above zero and at most 2^31 - 1 milliseconds, some 24 days.
+  /// Fires after `period` and then once in each period. Raises "BadPeriod" ("periodMs") unless the
+  /// period is above zero and at most 2^31 - 1 milliseconds, some 24 days.
   template <class Rep, class Period>
   void SetPeriodic(const std::chrono::duration<Rep, Period>& period) {
     SetPeriodic(period, period);
   }
-  /// The same, for the first time after `delay`, with zero at once.
+  /// The same, but fires for the first time after `delay`, at once when it is zero.
   template <class Rep, class Period, class OtherRep, class OtherPeriod>
   void SetPeriodic(const std::chrono::duration<Rep, Period>& delay,
                    const std::chrono::duration<OtherRep, OtherPeriod>& period) {
     SetPeriodicTicks(Orvel::Detail::ToTimerTicks(delay), Orvel::Detail::ToTimerTicks(period));
   }
-  /// Fires once, when the system's clock shows `time`; at once when that is past.
+  /// Fires once, when the system's clock shows `time`; at once when that has passed.
   void SetAt(std::chrono::system_clock::time_point time);
 
-  /// Ends what the timer was set to and takes back its signal. A handler that runs already, or is
-  /// about to on its own thread, is not kept from it; on that thread none runs afterwards.
+  /// Stops the timer and clears its signal. On the handler's own thread no handler runs for it
+  /// after this; on another thread, one may be running or about to run.
   void Cancel();
 
-  /// The handle to wait for; it is open as long as the timer lives. Only wait on it.
+  /// Returns the handle to wait for. It belongs to the timer and is open as long as that exists.
   [[nodiscard]] void* GetHandle() const noexcept { return timer_.Get(); }
 
  private:

@@ -6,11 +6,11 @@ class MException;
 
 namespace Orvel::Detail {
 
-/// Called on a worker that an error ends, after the error was recorded, without a lock held.
+/// Called on a worker that ends by an error, after the error was recorded. No lock is held.
 using WorkerFailureHook = void (*)(MEngineThread& engine, const MException& error) noexcept;
 
-/// Installs the process's hook, which layers above fill; null for none. Any thread; a call that is
-/// under way goes on.
+/// Installs the process's only hook, for the layers above this one; null removes it. A call that is
+/// under way goes on. Any thread.
 void SetWorkerFailureHook(WorkerFailureHook hook) noexcept;
 
 /// Calls the hook, if there is one.
