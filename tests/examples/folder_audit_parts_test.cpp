@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
+#include <atomic>
 #include <stop_token>
-#include <thread>
 
 #include "folder_audit/audit_comparison.h"
 #include "folder_audit/audit_file.h"
@@ -67,33 +66,34 @@ TEST(FileHasherTest, RefusesAFileThatChangedMeanwhileAndWorksAgain) {
   EXPECT_TRUE(folder.LockAway(L"log")) << "left open";
 }
 
-struct SilentObserver final : IAuditObserver {
-  void OnFileStarted(const std::wstring&) override {}
+/// Requests a stop when so many files have been begun.
+struct StoppingObserver final : IAuditObserver {
+  void OnFileStarted(const std::wstring&) override {
+    if (++begun == last) stop.request_stop();
+  }
   void OnBytesRead(std::uint64_t) noexcept override {}
   void OnEntry(const AuditEntry&) override {}
+
+  std::atomic<std::size_t> begun{0};
+  std::size_t last = 0;
+  std::stop_source stop{};
 };
 
 TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntriesInTheOrderOfTheWalk) {
   TemporaryFolder folder;
-  constexpr std::size_t kFiles = 40;
+  constexpr std::size_t kFiles = 12;
   for (std::size_t i = 0; i < kFiles; ++i) {
-    folder.WriteFile(std::to_wstring(i), std::string(1000 * i, 'x'));
+    folder.WriteFile(std::to_wstring(i), std::string(10'000 * i, 'x'));
   }
   Options options;
   options.folder = folder.GetPath();
-  SilentObserver observer;
-  for (int round = 0; round < 40; ++round) {
-    options.jobs = static_cast<std::size_t>(round % 3) + 1;
-    std::stop_source stop;
-    std::jthread stopper([&, round] {
-      std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
-      stop.request_stop();
-    });
-    const AuditResult result = Audit(options, observer, stop.get_token()).Run();
-    EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles);
-    EXPECT_TRUE(std::is_sorted(
-        result.entries.begin(), result.entries.end(),
-        [](const AuditEntry& a, const AuditEntry& b) { return a.relativePath < b.relativePath; }));
+  for (std::size_t round = 0; round < 3 * (kFiles + 2); ++round) {
+    options.jobs = round % 3 + 1;
+    StoppingObserver observer;
+    observer.last = round / 3;
+    const AuditResult result = Audit(options, observer, observer.stop.get_token()).Run();
+    EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles) << result.entries.size();
+    EXPECT_TRUE(std::ranges::is_sorted(result.entries, {}, &AuditEntry::relativePath));
     for (const AuditEntry& entry : result.entries) {
       EXPECT_FALSE(entry.error.has_value());
       EXPECT_EQ(entry.sha256.size(), 64u);
