@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
-#include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
@@ -50,56 +48,9 @@ inline __m128i LoadNarrow(const wchar_t* text) noexcept {
   }
 }
 
-/// The same for a text of 8 to 16 characters, some of them twice.
-inline __m128i LoadNarrowEnds8(std::wstring_view text) noexcept {
-  const auto load = [](const wchar_t* half) {
-    const auto* const blocks = reinterpret_cast<const __m128i*>(half);
-    if constexpr (sizeof(wchar_t) == 2)
-      return _mm_loadu_si128(blocks);
-    else
-      return _mm_packs_epi32(_mm_loadu_si128(blocks), _mm_loadu_si128(blocks + 1));
-  };
-  return _mm_packus_epi16(load(text.data()), load(text.data() + text.size() - 8));
-}
-
-/// The same for a text of 4 to 8 characters.
-inline __m128i LoadNarrowEnds4(std::wstring_view text) noexcept {
-  const auto* const first = reinterpret_cast<const __m128i*>(text.data());
-  const auto* const last = reinterpret_cast<const __m128i*>(text.data() + text.size() - 4);
-  __m128i ends;
-  if constexpr (sizeof(wchar_t) == 2)
-    ends = _mm_unpacklo_epi64(_mm_loadl_epi64(first), _mm_loadl_epi64(last));
-  else
-    ends = _mm_packs_epi32(_mm_loadu_si128(first), _mm_loadu_si128(last));
-  return _mm_packus_epi16(ends, ends);
-}
-
-/// The shortest text for HoldsAnyNarrow().
-inline constexpr std::size_t kShortestNarrow = 4;
-
-/// True when `getBits` returns a bit for any character of a text of kShortestNarrow characters or
-/// more. It is called with 16 of them at a time, as LoadNarrow() returns them.
-template <class GetBits>
-bool HoldsAnyNarrow(std::wstring_view text, GetBits getBits) noexcept {
-  constexpr auto kLanes = static_cast<std::size_t>(kNarrowLanes);
-  if (text.size() <= 8) return getBits(LoadNarrowEnds4(text)) != 0;
-  if (text.size() <= kLanes) return getBits(LoadNarrowEnds8(text)) != 0;
-  for (std::size_t i = 0; i + kLanes < text.size(); i += kLanes) {
-    if (getBits(LoadNarrow(text.data() + i)) != 0) return true;
-  }
-  return getBits(LoadNarrow(text.data() + text.size() - kLanes)) != 0;
-}
-
 /// All bits set in each byte that is `character`.
 inline __m128i EqualBytes(__m128i bytes, char character) noexcept {
   return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(character));
-}
-
-/// All bits set in each byte that is one of `characters`.
-inline __m128i EqualAnyByte(__m128i bytes, std::initializer_list<char> characters) noexcept {
-  __m128i hits = _mm_setzero_si128();
-  for (const char c : characters) hits = _mm_or_si128(hits, EqualBytes(bytes, c));
-  return hits;
 }
 
 /// All bits set in each byte from `first` to `last`.
@@ -158,27 +109,6 @@ inline bool EqualWide(const wchar_t* a, const wchar_t* b, std::size_t count) noe
     if (load(a + i) != load(b + i)) return false;
   }
   return load(a + count - kStep) == load(b + count - kStep);
-}
-
-/// The same for parts of one text that ends at `end`, `a` in front of `b`: so that what stands
-/// behind them may be read, in one step whatever the count is.
-inline bool EqualWideInText(const wchar_t* a, const wchar_t* b, std::size_t count,
-                            const wchar_t* end) noexcept {
-#ifdef ORVEL_WIDE_SEARCH_SSE2
-  constexpr auto kAtOnce = static_cast<std::size_t>(2 * kWideLanes);
-  if (count <= kAtOnce && static_cast<std::size_t>(end - b) >= kAtOnce) {
-    const auto* const blocksA = reinterpret_cast<const __m128i*>(a);
-    const auto* const blocksB = reinterpret_cast<const __m128i*>(b);
-    const __m128i same =
-        _mm_packs_epi16(EqualLanes(_mm_loadu_si128(blocksA), _mm_loadu_si128(blocksB)),
-                        EqualLanes(_mm_loadu_si128(blocksA + 1), _mm_loadu_si128(blocksB + 1)));
-    const std::uint64_t wanted = (std::uint64_t{1} << (count * sizeof(wchar_t) / 2)) - 1;
-    return (~static_cast<std::uint64_t>(ByteBits(same)) & wanted) == 0;
-  }
-#else
-  static_cast<void>(end);
-#endif
-  return EqualWide(a, b, count);
 }
 
 }  // namespace Orvel::Detail

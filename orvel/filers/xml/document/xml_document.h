@@ -58,7 +58,7 @@ enum class MXmlReferences {
 /// never fails with an exception: it leaves the document as indexed as possible, a first error in
 /// GetErrorText() and the answer of IsWellFormed(). It takes time in proportion to the text,
 /// whatever the text is, and beside the text only 32 bytes for each element. Where end tags have no
-/// start tag it may take some 20 to 40 bytes more, until it ends, for each open element and each
+/// start tag it may take some 100 bytes more, until it ends, for each open element and each
 /// bracket in the name of one.
 ///
 /// Offsets and lengths count `wchar_t` units. Elements are named by numbers, which hold until the

@@ -87,14 +87,16 @@ std::size_t AppendReference(std::wstring_view text, std::wstring& output) {
 }  // namespace
 
 bool HoldsXmlTextEscape(std::wstring_view text) noexcept {
+  const wchar_t* next = text.data();
+  const wchar_t* const end = next + text.size();
 #ifdef ORVEL_WIDE_SEARCH_SSE2
-  if (text.size() >= kShortestNarrow) {
-    return HoldsAnyNarrow(text, [](__m128i bytes) {
-      return ByteBits(EqualAnyByte(bytes, {'<', '>', '&'}));
-    });
+  for (; end - next >= kNarrowLanes; next += kNarrowLanes) {
+    const __m128i bytes = LoadNarrow(next);
+    const __m128i brackets = _mm_or_si128(EqualBytes(bytes, '<'), EqualBytes(bytes, '>'));
+    if (ByteBits(_mm_or_si128(brackets, EqualBytes(bytes, '&'))) != 0) return true;
   }
 #endif
-  return HoldsXmlChar(text, kXmlTextEscape);
+  return FindXmlChar(next, end, kXmlTextEscape) != end;
 }
 
 void AppendXmlEscaped(std::wstring_view text, XmlEscapeOptions options, WideBuffer& output) {

@@ -7,8 +7,6 @@
 namespace Orvel::Detail {
 namespace {
 
-constexpr std::size_t kFirstSlots = 64;
-
 constexpr bool IsBracket(wchar_t c) noexcept { return c == L'[' || c == L']'; }
 
 }  // namespace
@@ -19,9 +17,6 @@ bool EndTagMatches(std::wstring_view endName, std::wstring_view startName,
   if (endName.size() < startName.size() && !IsBracket(startName[endName.size()])) return false;
   return EqualXmlNames(endName, startName.substr(0, endName.size()), ignoreCase);
 }
-
-XmlOpenNames::XmlOpenNames(bool ignoreCase)
-    : ignoreCase_(ignoreCase), slots_(kFirstSlots, kNoEntry) {}
 
 void XmlOpenNames::Push(std::wstring_view name) {
   names_.push_back(name);
@@ -35,34 +30,16 @@ void XmlOpenNames::Push(std::wstring_view name) {
 }
 
 void XmlOpenNames::Enter(std::uint64_t hash) {
-  if ((used_ + 1) * 2 > slots_.size()) GrowSlots();
-  const auto shortHash = static_cast<std::uint32_t>(hash);
-  std::uint32_t& slot = slots_[FindSlot(shortHash)];
-  entries_.push_back({shortHash, static_cast<std::uint32_t>(names_.size() - 1), slot});
-  if (slot == kNoEntry) ++used_;
-  slot = static_cast<std::uint32_t>(entries_.size() - 1);
-}
-
-/// The slot of a hash, or the free one where it belongs.
-std::size_t XmlOpenNames::FindSlot(std::uint32_t hash) const noexcept {
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t i = hash & mask;
-  while (slots_[i] != kNoEntry && entries_[slots_[i]].hash != hash) i = (i + 1) & mask;
-  return i;
-}
-
-void XmlOpenNames::GrowSlots() {
-  slots_ = std::vector<std::uint32_t>(slots_.size() * 2, kNoEntry);
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    slots_[FindSlot(entries_[i].hash)] = static_cast<std::uint32_t>(i);
-  }
+  std::uint32_t& innermost = innermost_.try_emplace(hash, kNoEntry).first->second;
+  entries_.push_back({hash, static_cast<std::uint32_t>(names_.size() - 1), innermost});
+  innermost = static_cast<std::uint32_t>(entries_.size() - 1);
 }
 
 void XmlOpenNames::PopTo(std::size_t count) noexcept {
   while (!entries_.empty() && entries_.back().depth >= count) {
-    std::uint32_t& slot = slots_[FindSlot(entries_.back().hash)];
-    slot = entries_.back().outer;
-    if (slot == kNoEntry) --used_;
+    const auto innermost = innermost_.find(entries_.back().hash);
+    innermost->second = entries_.back().outer;
+    if (innermost->second == kNoEntry) innermost_.erase(innermost);
     entries_.pop_back();
   }
   names_.resize(count);
@@ -71,7 +48,8 @@ void XmlOpenNames::PopTo(std::size_t count) noexcept {
 std::size_t XmlOpenNames::Find(std::wstring_view name) const noexcept {
   XmlNameHash hash(ignoreCase_);
   hash.Add(name);
-  std::uint32_t i = slots_[FindSlot(static_cast<std::uint32_t>(hash.Get()))];
+  const auto innermost = innermost_.find(hash.Get());
+  std::uint32_t i = innermost == innermost_.end() ? kNoEntry : innermost->second;
   while (i != kNoEntry && !EndTagMatches(name, names_[entries_[i].depth], ignoreCase_)) {
     i = entries_[i].outer;
   }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Orvel::Detail {
@@ -19,7 +20,7 @@ class XmlOpenNames {
  public:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-  explicit XmlOpenNames(bool ignoreCase);
+  explicit XmlOpenNames(bool ignoreCase) noexcept : ignoreCase_(ignoreCase) {}
 
   /// Enters the name of an element that was opened in the innermost one. The view must hold as long
   /// as the entry.
@@ -34,7 +35,7 @@ class XmlOpenNames {
 
  private:
   struct Entry {
-    std::uint32_t hash;   // of a name that closes the element
+    std::uint64_t hash;   // of a name that closes the element
     std::uint32_t depth;  // the element's place in names_
     std::uint32_t outer;  // entry with the same hash below this one, kNoEntry if there is none
   };
@@ -42,18 +43,11 @@ class XmlOpenNames {
   static constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;  // a text has fewer units
 
   void Enter(std::uint64_t hash);
-  [[nodiscard]] std::size_t FindSlot(std::uint32_t hash) const noexcept;
-  void GrowSlots();
 
   bool ignoreCase_;
   std::vector<std::wstring_view> names_;  // of the open elements, outermost first
   std::vector<Entry> entries_;            // in the order of names_
-
-  // Hash table of the innermost entry of each hash, with linear probing; a power of two of slots,
-  // at most half of them used. What was entered last is removed first, so a slot that falls free is
-  // in nobody's way.
-  std::vector<std::uint32_t> slots_;
-  std::size_t used_ = 0;
+  std::unordered_map<std::uint64_t, std::uint32_t> innermost_;  // entry of each hash
 };
 
 /// True when an end tag of the name `endName` closes a start tag of the name `startName`.

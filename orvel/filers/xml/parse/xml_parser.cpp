@@ -173,8 +173,7 @@ std::size_t XmlParser::CloseInnermost(const wchar_t* begin, const wchar_t* end) 
   const std::size_t length = std::size_t{innermost.nameLength} + 3;
   if (length > MXmlElementRecord::kMaxEndTagLength ||
       length > static_cast<std::size_t>(end - begin) || begin[1] != L'/' ||
-      begin[length - 1] != L'>' ||
-      !EqualWideInText(innermost.name, begin + 2, innermost.nameLength, end)) {
+      begin[length - 1] != L'>' || !EqualWide(innermost.name, begin + 2, innermost.nameLength)) {
     return 0;
   }
   EndInnermost(static_cast<std::uint32_t>(begin - text_.data()),

@@ -38,9 +38,6 @@ namespace Orvel::Detail {
 }
 #endif
 
-/// True when a text holds a character that ends tag names.
-[[nodiscard]] bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept;
-
 /// First character in the range that ends a tag name, or `end`.
 [[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,
                                                       const wchar_t* end) noexcept {
@@ -57,6 +54,11 @@ namespace Orvel::Detail {
 [[nodiscard]] inline std::size_t XmlTagNameLength(const wchar_t* begin,
                                                   const wchar_t* end) noexcept {
   return static_cast<std::size_t>(FindXmlTagNameEnd(begin, end) - begin);
+}
+
+/// True when a text holds a character that ends tag names.
+[[nodiscard]] inline bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
+  return XmlTagNameLength(text.data(), text.data() + text.size()) != text.size();
 }
 
 /// The name in a start tag.

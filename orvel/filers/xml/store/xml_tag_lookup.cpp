@@ -26,7 +26,7 @@ std::uint32_t XmlTagLookup::FindFirst(std::uint32_t parent, std::wstring_view na
     if (level->slots.empty()) BuildTable(*level, ignoreCase);
     return FindSlot(*level, name, ShortHash(name, ignoreCase), ignoreCase).number;
   }
-  if (XmlTagNameLength(name.data(), name.data() + name.size()) != name.size()) return 0;
+  if (HoldsXmlTagNameEnd(name)) return 0;
   std::uint32_t steps = 0;
   std::uint32_t child = elements_.index.At(parent).firstChild;
   while (child != 0 && !elements_.HasTagName(child, name, ignoreCase)) {
