@@ -24,18 +24,18 @@ enum class MRegistryRoot : std::uint32_t {
 /// are, which sections are open, and the change stamp. Used through `IOutFilerTaggedRegistry` and
 /// `IInFilerTaggedRegistry`.
 ///
-/// A value is stored under its tag in the key of the sections that are open: below the root, the
-/// software key and the framework's key comes the application key, then a key for each section, the
-/// outermost first. No key stays open between two operations, so several filers, processes too, may
-/// use the same keys at once; each value is then read and written whole.
+/// A value is stored under its tag in the key of the open sections: below the root, the software
+/// key and the framework's key is the application key, and below that a key for each section, the
+/// outermost first. No key stays open between two operations. So several filers, also in different
+/// processes, may use the same keys at once; each value is read and written as a whole.
 ///
-/// Names are those of the registry, which keeps their case but does not tell them apart by it. A
-/// `\` in a section's tag nests: `A\B` is the section B of the section A. A section can be opened
-/// with any tag, but when a name in it is empty, longer than 255 characters or holds a zero
-/// character, no key can be meant: until that section is closed, every value in it and below is
-/// refused, with false. A value's tag may be empty, which names the key's default value, may hold
-/// `\`, which means nothing there, and has up to 16383 characters without zero characters; others
-/// are refused. The registry itself refuses more than 512 levels.
+/// The registry keeps the case of names but ignores it when it compares them. A `\` in a section's
+/// tag nests: `A\B` is the section B of the section A. Any tag can be opened as a section. But when
+/// a name in it is empty, longer than 255 characters or holds a zero character, it cannot be a key:
+/// every operation on a value in that section or below it then returns false. The tag of a value
+/// may be empty, which means the key's default value; a `\` in it is an ordinary character. A
+/// value's tag that has more than 16383 characters or holds a zero character is refused. The
+/// registry itself refuses more than 512 levels.
 ///
 /// Thread-unsafe.
 class IFilerTaggedRegistryBase {
@@ -43,45 +43,46 @@ class IFilerTaggedRegistryBase {
   IFilerTaggedRegistryBase(const IFilerTaggedRegistryBase&) = delete;
   IFilerTaggedRegistryBase& operator=(const IFilerTaggedRegistryBase&) = delete;
 
-  /// The number that this filer took when it last ended a section, from a count that all registry
-  /// filers of the process share and that goes up by one each time; 0 before the first.
+  /// Returns the number that this filer got when it last ended a section; 0 before the first. All
+  /// registry filers of the process share one counter, which goes up by one each time.
   [[nodiscard]] std::uint32_t GetChangeStamp() const noexcept { return changeStamp_; }
 
  protected:
-  /// `applicationKey` is the key below the framework's own, several levels with `\` between them.
+  /// `applicationKey` is the path of the application's key below the framework's key; its levels
+  /// are separated by `\`.
   IFilerTaggedRegistryBase(MRegistryRoot root, std::wstring applicationKey);
   ~IFilerTaggedRegistryBase();
 
-  /// How one key is opened below another.
+  /// A way to open one key below another.
   using OpenOperation = Orvel::Detail::RegistryKey (*)(void* parent, const wchar_t* path);
   ///@{
-  /// The ways to open one.
+  /// The ways there are. Each returns an empty object when the key cannot be opened.
   static Orvel::Detail::RegistryKey OpenToRead(void* parent, const wchar_t* path);
   static Orvel::Detail::RegistryKey CreateToReadAndWrite(void* parent, const wchar_t* path);
   ///@}
-  /// `CreateToReadAndWrite`, to read only where that is refused.
+  /// As `CreateToReadAndWrite`, but only to read where writing is refused.
   static Orvel::Detail::RegistryKey CreateToReadAtLeast(void* parent, const wchar_t* path);
 
-  /// Opens the key of the open sections, each stretch of the way with the operation given for it.
-  /// Empty when any cannot be opened.
+  /// Opens the key of the open sections. The keys on the way there are opened with the operation
+  /// given for their part of the path. Returns an empty object when one cannot be opened.
   [[nodiscard]] Orvel::Detail::RegistryKey OpenValueKey(OpenOperation frameworkKey,
                                                         OpenOperation applicationKey,
                                                         OpenOperation sectionKeys) const;
 
-  /// Opens a section. When memory runs out it stays closed.
+  /// Opens a section. When memory runs out, it is not open.
   void BeginTag(std::wstring_view tag);
-  /// Closes the section opened last and takes a new change stamp; false when none is open.
+  /// Closes the innermost section and takes a new change stamp. Returns false when none is open.
   bool EndTag() noexcept;
-  /// Closes the section opened last as if it had not been opened.
+  /// Closes the innermost section as if it had never been opened.
   void DropTag() noexcept;
-  /// Number of sections that are open.
+  /// Returns the number of open sections.
   [[nodiscard]] std::size_t GetDepth() const noexcept { return openTags_.size(); }
 
-  /// Takes note of what an operation returns, and returns it: a section that is open when the filer
-  /// is destroyed is no mistake then.
+  /// Returns `succeeded`, and remembers a failure: a section that is still open when the filer is
+  /// destroyed is not reported as a mistake then.
   bool Note(bool succeeded) noexcept { return balance_.Note(succeeded); }
 
-  /// True when `tag` can name a value.
+  /// True when `tag` can be the name of a value.
   [[nodiscard]] static bool IsValueName(const std::wstring& tag) noexcept;
 
  private:

@@ -9,14 +9,15 @@
 /// Reader of the named values that an `IOutFilerTagged` wrote. Implemented over XML and over the
 /// registry.
 ///
-/// A read first sets its destination to the default it was given, then returns true when it found
-/// a value of that tag and kind in the open section and could convert it. Values are found in any
-/// order; of several with one tag the first is read. No operation raises for what it reads; when
-/// memory runs out, `std::bad_alloc` comes out and the reader is where it was.
+/// A read operation returns true when the open section has a value of that tag and kind that can be
+/// converted; if not, it returns false and sets the destination to the default. Values can be read
+/// in any order; if several have the same tag, the first one is read. No operation raises because
+/// of what is stored. When memory runs out, `std::bad_alloc` is raised and the same section stays
+/// open.
 ///
-/// Sections are to be ended before a filer is destroyed. A library that was built with assertions
-/// aborts with a message when one was forgotten: when no operation failed since the outermost
-/// section was opened, and no exception ends the filer.
+/// End every section before the filer is destroyed. A library built with assertions aborts with a
+/// message if one was forgotten, unless an operation has failed since the outermost section was
+/// opened, or the filer is destroyed by an exception.
 ///
 /// Thread-unsafe.
 class IInFilerTagged {
@@ -26,7 +27,7 @@ class IInFilerTagged {
   virtual ~IInFilerTagged() = default;
 
   ///@{
-  /// Reads the value of that kind under `tag` in the section that is open.
+  /// Reads the value of that kind under `tag` in the open section.
   virtual bool ReadString(const std::wstring& tag, std::wstring& value,
                           const std::wstring& defaultValue) = 0;
   virtual bool ReadChar(const std::wstring& tag, char& value, char defaultValue) = 0;
@@ -44,26 +45,29 @@ class IInFilerTagged {
   virtual bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) = 0;
   ///@}
 
-  /// Gives the number that this filer took when it last ended a section, from a count that goes up
-  /// with every section that any filer of the store ends in this process; 0 before the first.
-  /// False, with `stamp` untouched, where the store has none.
+  /// Sets `stamp` to the number that this filer got when it last ended a section; 0 before the
+  /// first. The numbers come from a counter that goes up whenever a filer of this store ends a
+  /// section in this process. Returns false, with `stamp` unchanged, if the store has no such
+  /// counter.
   virtual bool ReadChangeStamp(std::uint32_t& stamp) = 0;
-  /// Opens the first section with the tag in the section that is open. False when there is none.
+  /// Opens the first section with the tag inside the open section. Returns false when there is
+  /// none.
   virtual bool BeginSection(const std::wstring& tag) = 0;
-  /// Closes the section opened last. False, and nothing changes, when none is open.
+  /// Closes the innermost section. Returns false, and changes nothing, when none is open.
   virtual bool EndSection() = 0;
-  /// Gives a value or section as an XML document of its own. False, with `xmlText` empty, when
-  /// there is none.
+  /// Sets `xmlText` to a value or section as a complete XML document. Returns false, with `xmlText`
+  /// empty, when there is none.
   virtual bool ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) = 0;
-  /// Opens the next section with the tag after the one closed last at this level, the first when
-  /// none was opened here. False when there is no further one, and by default.
+  /// Opens the next section with the tag after the one last closed at this level, or the first one
+  /// when none was opened here. Returns false when there are no more, and if a reader does not
+  /// override it.
   virtual bool BeginNextSection([[maybe_unused]] const std::wstring& tag) { return false; }
 
  protected:
-  /// Raises what `MLocale::Instance` does.
+  /// Raises what `MLocale::Instance` raises.
   IInFilerTagged() : locale_(MLocale::Instance()) {}
 
-  /// The locale through which numbers are read.
+  /// Returns the locale that numbers are read with.
   [[nodiscard]] const MLocale& GetLocale() const noexcept { return locale_; }
 
  private:

@@ -10,27 +10,28 @@
 #include "orvel/filers/filer_tagged_registry_base.h"
 #include "orvel/filers/in_filer_tagged.h"
 
-/// Reads the tagged values that `IOutFilerTaggedRegistry` wrote, and whatever else stands in the
-/// registry at their place; `IFilerTaggedRegistryBase` says where that is. Nothing that stands
-/// there is trusted.
+/// Reads the tagged values that `IOutFilerTaggedRegistry` wrote, or that anything else stored in
+/// their place; `IFilerTaggedRegistryBase` describes where they are. What is stored is not trusted.
 ///
-/// A read answers false, with the default in its destination, when a key or the value is missing or
-/// may not be read, when the value does not fit, and when the tag is refused. No operation raises
-/// but `std::bad_alloc`. What fits:
-/// - for integers, up to four bytes of any type, the low ones first; missing ones are zero, and of
-///   the number the low bits count that the destination holds;
-/// - for booleans, a double word. From a value of any other type and size the destination receives
-///   whether its first four bytes are not all zero, and the answer is false;
-/// - for strings, a string, also one with variables to expand, which are left as they stand. It
-///   ends at its first zero character or with its last whole character;
-/// - for floating numbers, a string that begins with a number; one too large is an infinity.
+/// A read returns false, and sets its destination to the default, when a key or the value is
+/// missing or may not be read, when the value does not fit, and when the tag is refused. Only
+/// `std::bad_alloc` is raised. What fits:
+/// - for integers: up to four bytes of any type, the lowest first. Missing bytes are zero, and a
+///   smaller destination receives the low bits;
+/// - for booleans: a double word. For a value of another type or size the read returns false, but
+///   sets the destination to whether the first four bytes hold anything but zero;
+/// - for strings: a string, also an expandable one, whose variables are not expanded. It ends at
+/// its
+///   first zero character or with its last complete character;
+/// - for floating-point numbers: a string that begins with a number. One too large becomes
+/// infinity.
 ///
 /// Thread-unsafe.
 class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedRegistryBase {
  public:
-  /// `applicationKey` is as for the writer. With `createsWhenReading` a read creates the keys on
-  /// its way that are missing, and opens all but the software key to read and write where that is
-  /// allowed. Raises what `MLocale::Instance` does.
+  /// `applicationKey` is the same as for the writer. With `createsWhenReading` each read creates
+  /// the missing keys on its way, and opens all keys but the software key for reading and writing
+  /// where that is allowed. Raises what `MLocale::Instance` raises.
   IInFilerTaggedRegistry(MRegistryRoot root, std::wstring applicationKey,
                          bool createsWhenReading = false);
 
@@ -47,18 +48,18 @@ class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedR
   bool ReadUnsignedInt(const std::wstring& tag, std::uint32_t& value,
                        std::uint32_t defaultValue) override;
   bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) override;
-  /// Always true: the number of `GetChangeStamp`, 0 until this filer has ended a section.
+  /// Sets `stamp` to what `GetChangeStamp` returns. Always returns true.
   bool ReadChangeStamp(std::uint32_t& stamp) override;
-  /// Always true, also when there is no such section: what is read in it then is missing. To find
-  /// out, and to read what may be missing as a whole, use `BeginNextSection`.
+  /// Always returns true, also when there is no such section: then every value in it is missing.
+  /// Use `BeginNextSection` to find out whether a section exists.
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
-  /// The text of the document as it was written. False, with `xmlText` empty, when the value is no
-  /// string or its text no document.
+  /// Sets `xmlText` to the document as it was written. Returns false, with `xmlText` empty, when
+  /// the value is not a string or the string not a well-formed document.
   bool ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) override;
-  /// Opens the section if it exists, once for each time that the section around it is opened, and
-  /// not after `BeginSection` opened it there: the registry keeps one section of a tag. Creates
-  /// nothing.
+  /// Opens the section if it exists. As the registry keeps one section per tag, this succeeds only
+  /// once each time the section around it is opened, and not after `BeginSection` has opened it
+  /// there. Creates no keys.
   bool BeginNextSection(const std::wstring& tag) override;
 
  private:

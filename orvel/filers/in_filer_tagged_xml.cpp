@@ -60,7 +60,7 @@ bool MInFilerTaggedXml::ReadValue(const std::wstring& tag, const MXmlConstantAtt
   if (document_ == nullptr) return false;
   const std::uint32_t element = Find(tag);
   if (!balance_.Note(element != 0)) return false;
-  // Where an element has no end nobody knows which text was meant.
+  // Without an end tag it is unclear which text was meant.
   return balance_.Note(!document_->GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded) &&
                        document_->GetAttribute(element, type.GetName(), attribute_) &&
                        attribute_ == type.GetValue() && convert(document_->GetData(element)));

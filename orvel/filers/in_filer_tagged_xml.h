@@ -12,27 +12,28 @@
 #include "orvel/filers/section_balance.h"
 #include "orvel/filers/xml/document/xml_document.h"
 
-/// Reads the tagged values that `MOutFilerTaggedXml` wrote. The type of a value must be the one
-/// that the operation expects: "float" for both floating kinds, "uint" and "int" for 16 and 32
+/// Reads the tagged values that `MOutFilerTaggedXml` wrote. The "type" of a value must be the one
+/// that the operation expects: "float" for `double` and `float`, "uint" and "int" for 16 and 32
 /// bits, "byte", "bool", "char" and "string".
 ///
-/// Integers are read as a stream reads them: white space before them is skipped, what follows them
-/// ignored, and one out of range leaves the default. A byte is read as a 16-bit number whose low
-/// byte counts, and so is a char that does not stand as one character. Floating numbers out of
-/// range become infinities.
+/// Integers are read as a stream reads them: leading white space is skipped, what follows the
+/// number is ignored, and a number out of range yields the default. For a byte, a 16-bit number is
+/// read and its low byte used; the same goes for a char, unless the text is a single character.
+/// Floating-point numbers out of range become infinities.
 ///
-/// No element has the empty tag: reading it returns false. So does reading an element without an
-/// end tag, as a value or as a sub-document.
+/// Reading the empty tag returns false, since no element has it. So does reading an element without
+/// an end tag, as a value or as a sub-document.
 ///
-/// A text that is not well-formed, or whose root is another, makes a reader whose every operation
-/// returns false. When memory runs out in an operation, `std::bad_alloc` comes out and the reader
-/// is where it was. Thread-unsafe.
+/// If the text is not well-formed or has another root element, every operation returns false. When
+/// memory runs out, `std::bad_alloc` is raised and the same section stays open.
+///
+/// Thread-unsafe.
 class MInFilerTaggedXml final : public IInFilerTagged {
  public:
-  /// Parses `text`, which is taken over without a copy when it is moved here.
+  /// Parses `text`. Does not copy a text that is moved in.
   explicit MInFilerTaggedXml(std::wstring text);
-  /// Reads a UTF-8 file, with or without byte order mark. One that cannot be read, or is not UTF-8,
-  /// makes a reader whose every operation answers false.
+  /// Reads a UTF-8 file, with or without byte order mark. If it cannot be read or is not UTF-8,
+  /// every operation of the reader returns false.
   [[nodiscard]] static std::unique_ptr<MInFilerTaggedXml> FromFile(const std::wstring& path);
 
   ~MInFilerTaggedXml() override;
@@ -50,24 +51,26 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   bool ReadUnsignedInt(const std::wstring& tag, std::uint32_t& value,
                        std::uint32_t defaultValue) override;
   bool ReadInt(const std::wstring& tag, std::int32_t& value, std::int32_t defaultValue) override;
-  /// Always false: a text has no change stamp.
+  /// Always returns false: a text has no change stamp.
   bool ReadChangeStamp(std::uint32_t& stamp) override;
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
-  /// The element, with everything in it, under the root element "MFilerTaggedXml".
+  /// Sets `xmlText` to a document with the root element "MFilerTaggedXml" and the element, content
+  /// included, as its child.
   bool ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) override;
   bool BeginNextSection(const std::wstring& tag) override;
 
-  /// True when the text could be read; when not, the operations below say why.
+  /// True when the text could be read. If not, the operations below return the reason.
   [[nodiscard]] bool IsValid() const noexcept { return document_ != nullptr; }
-  /// Why nothing can be read, in one place: the file that could not be opened, with the system's
-  /// code, the text that is not well-formed, or the root that is another. Nothing when the reader
+  /// Returns why nothing can be read: the file could not be opened (with the system's code), the
+  /// text is not well-formed, or the root element is another one. An empty failure when the reader
   /// is valid.
   [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
-  /// What was wrong with the text; empty if nothing was, and when only the root is another.
+  /// Returns the error of the text; empty when it has none, even if its root element is another
+  /// one.
   [[nodiscard]] const std::wstring& GetErrorText() const noexcept { return errorText_; }
-  /// Where in the text that was, for people. Empty when nothing was wrong, and when there is no
-  /// text to look in: it is empty, or its file could not be read.
+  /// Returns line and column of that error. No value when there is no error, when the text is
+  /// empty, or when its file could not be read.
   [[nodiscard]] const std::optional<MXmlLineAndColumn>& GetErrorPlace() const noexcept {
     return errorPlace_;
   }

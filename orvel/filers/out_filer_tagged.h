@@ -9,13 +9,13 @@
 /// Writer of named values of ten scalar kinds, in nested sections. Implemented over XML and over
 /// the registry.
 ///
-/// Every operation returns true when it wrote what it was given, and false, with nothing written,
-/// when it could not; none raises for bad input. When memory runs out, `std::bad_alloc` comes out
-/// and the writer is as it was.
+/// Every operation returns true when it has written, and false, with nothing written, when it could
+/// not. None raises because of its arguments. When memory runs out, `std::bad_alloc` is raised and
+/// the writer is unchanged.
 ///
-/// Sections are to be ended before a filer is destroyed. A library that was built with assertions
-/// aborts with a message when one was forgotten: when no operation failed since the outermost
-/// section was opened, and no exception ends the filer.
+/// End every section before the filer is destroyed. A library built with assertions aborts with a
+/// message if one was forgotten, unless an operation has failed since the outermost section was
+/// opened, or the filer is destroyed by an exception.
 ///
 /// Thread-unsafe.
 class IOutFilerTagged {
@@ -25,7 +25,7 @@ class IOutFilerTagged {
   virtual ~IOutFilerTagged() = default;
 
   ///@{
-  /// Writes a value of that kind under `tag` into the section that is open.
+  /// Writes a value of that kind under `tag` into the open section.
   virtual bool WriteChar(const std::wstring& tag, char value) = 0;
   virtual bool WriteString(const std::wstring& tag, const std::wstring& value) = 0;
   virtual bool WriteDouble(const std::wstring& tag, double value) = 0;
@@ -38,19 +38,19 @@ class IOutFilerTagged {
   virtual bool WriteInt(const std::wstring& tag, std::int32_t value) = 0;
   ///@}
 
-  /// Opens a section; what is written until its end belongs to it.
+  /// Opens a section: everything written until it is closed goes into it.
   virtual bool BeginSection(const std::wstring& tag) = 0;
-  /// Closes the section opened last. False, and nothing changes, when none is open.
+  /// Closes the innermost section. Returns false, and changes nothing, when none is open.
   virtual bool EndSection() = 0;
-  /// Writes a whole XML document as one value. False when the text is not well-formed, and in XML
-  /// when the levels would get too many.
+  /// Writes a whole XML document as one value. Returns false when the text is not well-formed; in
+  /// an XML store also when there would be too many levels.
   virtual bool WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) = 0;
 
  protected:
-  /// Raises what `MLocale::Instance` does.
+  /// Raises what `MLocale::Instance` raises.
   IOutFilerTagged() : locale_(MLocale::Instance()) {}
 
-  /// The locale through which numbers become text.
+  /// Returns the locale that numbers are written with.
   [[nodiscard]] const MLocale& GetLocale() const noexcept { return locale_; }
 
  private:

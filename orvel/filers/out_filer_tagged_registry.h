@@ -11,22 +11,25 @@ namespace Orvel::Detail {
 enum class RegistryType : std::uint32_t;
 }
 
-/// Writes tagged values into the registry, creating the keys on the way. Read them back with
-/// `IInFilerTaggedRegistry`; `IFilerTaggedRegistryBase` says where they are.
+/// Writes tagged values into the registry and creates the keys they need. Read them back with
+/// `IInFilerTaggedRegistry`; `IFilerTaggedRegistryBase` describes where they are.
 ///
-/// Booleans and integers are stored as double words, negative ones of 8 and 16 bits without their
-/// sign extended; strings, and floating numbers as text, with 14 digits after the point for doubles
-/// and 6 for floats, as strings. A value replaces one of its tag, whatever type that has. A string
-/// is stored whole, but whoever reads it stops at its first zero character.
+/// Booleans and integers are stored as double words; negative numbers of 8 and 16 bits are not
+/// sign-extended. Strings are stored as strings, and so are floating-point numbers, as text with 14
+/// digits after the point for doubles and 6 for floats. A value replaces any value of the same tag.
+/// A string is stored completely, but readers stop at its first zero character.
 ///
-/// Each operation writes at once, so nothing is lost when the process ends. False when a key cannot
-/// be opened or created, when the value cannot be set, and when the tag is refused. No operation
-/// raises but `std::bad_alloc`. Thread-unsafe.
+/// Every operation writes immediately, so nothing is lost when the process ends. It returns false
+/// when a key cannot be opened or created, when the value cannot be stored, and when the tag is
+/// refused. Only `std::bad_alloc` is raised.
+///
+/// Thread-unsafe.
 class IOutFilerTaggedRegistry final : public IOutFilerTagged, public IFilerTaggedRegistryBase {
  public:
-  /// `applicationKey` is the name of the key below the framework's, or several joined by `\`. When
-  /// a name is empty, longer than 255 characters or holds a zero character, every write answers
-  /// false. Raises what `MLocale::Instance` does.
+  /// `applicationKey` is the name of the key below the framework's key, or several names separated
+  /// by
+  /// `\`. If a name is empty, longer than 255 characters or holds a zero character, every write
+  /// returns false. Raises what `MLocale::Instance` raises.
   IOutFilerTaggedRegistry(MRegistryRoot root, std::wstring applicationKey);
 
   bool WriteChar(const std::wstring& tag, char value) override;
@@ -39,9 +42,8 @@ class IOutFilerTaggedRegistry final : public IOutFilerTagged, public IFilerTagge
   bool WriteShort(const std::wstring& tag, std::int16_t value) override;
   bool WriteUnsignedInt(const std::wstring& tag, std::uint32_t value) override;
   bool WriteInt(const std::wstring& tag, std::int32_t value) override;
-  /// Always true. Creates nothing yet: the section's key comes with the first value in it. A
-  /// section of that tag that is there is continued. In one whose tag cannot name a key every write
-  /// returns false.
+  /// Always returns true. Continues an existing section. The key of a new one is created with its
+  /// first value. If the tag cannot be a key, every write in the section returns false.
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
   /// Stores the document's text as a string.

@@ -10,16 +10,18 @@
 #include "orvel/filers/section_balance.h"
 #include "orvel/filers/xml/document/xml_document.h"
 
-/// Writes tagged values as XML text: the root element "ExceptionChain", in it an element for each
+/// Writes tagged values as XML text. The root element "ExceptionChain" contains an element for each
 /// value, with its type in the attribute "type", and for each section. Read it back with
 /// `MInFilerTaggedXml`. Numbers look the same in every locale.
 ///
-/// A tag that cannot name an element (it holds white space or one of `<>=\/?!`) is refused; the
-/// empty tag is written as it is, though no parser reads it. A string is read back unchanged if it
-/// holds nothing that XML cannot carry.
+/// A tag that cannot be the name of an element (it holds white space or one of `<>=\/?!`) is
+/// refused. The empty tag is written, though no parser accepts it. A string is read back unchanged
+/// if XML can represent all of its characters.
 ///
-/// When construction fails half-way every operation returns false. When memory runs out in an
-/// operation, `std::bad_alloc` comes out and the document is as it was. Thread-unsafe.
+/// If the document could not be set up on construction, every operation returns false. When memory
+/// runs out in an operation, `std::bad_alloc` is raised and the document is unchanged.
+///
+/// Thread-unsafe.
 class MOutFilerTaggedXml final : public IOutFilerTagged {
  public:
   MOutFilerTaggedXml();
@@ -37,21 +39,21 @@ class MOutFilerTaggedXml final : public IOutFilerTagged {
   bool WriteInt(const std::wstring& tag, std::int32_t value) override;
   bool BeginSection(const std::wstring& tag) override;
   bool EndSection() override;
-  /// The root element of `xmlText` becomes the child of an element with the tag.
+  /// Writes an element with the tag, and the root element of `xmlText` as its child.
   bool WriteSubDocument(const std::wstring& tag, const std::wstring& xmlText) override;
 
-  /// The document as written so far; sections that are open are closed in it. Empty when there is
-  /// no document.
+  /// Returns the document as written so far; the open sections have their end tags in it. Empty
+  /// when there is no document.
   [[nodiscard]] std::wstring GetText() const;
-  /// Hands the text out without a copy; every operation returns false from then on, also
-  /// `EndSection` of a section that is still open.
+  /// Moves the text out, without a copy. From then on every operation returns false, also
+  /// `EndSection` for a section that is still open.
   [[nodiscard]] std::wstring TakeText();
-  /// Writes the text to a file as UTF-8. A file that is there is replaced in one step once
-  /// everything is on disk, and keeps what `MXmlDocument::SaveFile` keeps; after a failure it is
-  /// the old one. False when the file cannot be written, the text has unpaired surrogates or there
-  /// is no text: `GetFailure` says why.
+  /// Writes the text to a file as UTF-8. An existing file is replaced in one step once everything
+  /// is on disk, and keeps what `MXmlDocument::SaveFile` keeps; after a failure it is the old one.
+  /// Returns false when the file cannot be written, the text has unpaired surrogates or there is no
+  /// text: `GetFailure` returns the reason.
   [[nodiscard]] bool SaveFile(const std::wstring& path);
-  /// Why the last `SaveFile` returned false; nothing after one that returned true.
+  /// Returns why the last `SaveFile` returned false; an empty failure after one that returned true.
   [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
 
  private:

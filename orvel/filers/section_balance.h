@@ -6,21 +6,22 @@
 
 namespace Orvel::Detail {
 
-/// Finds out, when a tagged filer is destroyed, whether its user forgot to end a section, and
-/// reports that as misuse.
+/// Detects that a tagged filer is destroyed with a section still open, and reports it as misuse.
 ///
-/// It is none when an exception ends the filer, or when an operation failed since the outermost
-/// section was opened: then the user is on the way out. Thread-unsafe.
+/// It is not misuse when the filer is destroyed by an exception, or when an operation has failed
+/// since the outermost section was opened: then the caller is giving up.
+///
+/// Thread-unsafe.
 class SectionBalance {
  public:
-  /// To be called when the outermost section is opened.
+  /// Call it when the outermost section is opened.
   void Start() noexcept { hasFailed_ = false; }
-  /// Takes note of what an operation returns, and returns it.
+  /// Returns `succeeded`, the result of an operation, and remembers a failure.
   bool Note(bool succeeded) noexcept {
     hasFailed_ = hasFailed_ || !succeeded;
     return succeeded;
   }
-  /// To be called by the destructor of the filer, with a message in case sections are open.
+  /// Call it in the filer's destructor: reports `message` when it is misuse that sections are open.
   void CheckAtEnd(std::size_t openSections, const wchar_t* message) const noexcept;
 
  private:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// One name for writing and one for reading tagged values of many types, in every store. Built on
-// the operations of IOutFilerTagged and IInFilerTagged and nothing else.
+// One function that writes and one that reads tagged values of many types, in every store. Uses
+// only the public operations of IOutFilerTagged and IInFilerTagged.
 
 #include <chrono>
 #include <concepts>
@@ -28,23 +28,23 @@ namespace Orvel::Detail {
 [[nodiscard]] std::wstring TaggedDurationText(std::int64_t ticks, std::intmax_t numerator,
                                               std::intmax_t denominator);
 
-// False, with the destination untouched, when the text is not one that the operations above write
-// or its value does not fit.
+// These return false, with the destination unchanged, when the text is not one that the functions
+// above write, or its value does not fit.
 [[nodiscard]] bool ParseTaggedText(std::wstring_view text, std::int64_t& value) noexcept;
 [[nodiscard]] bool ParseTaggedText(std::wstring_view text, std::uint64_t& value) noexcept;
 [[nodiscard]] bool ParseTaggedText(std::wstring_view text, std::vector<std::byte>& bytes);
 [[nodiscard]] bool ParseTaggedDuration(std::wstring_view text, std::intmax_t numerator,
                                        std::intmax_t denominator, std::int64_t& ticks) noexcept;
 
-/// Integers that are numbers: no boolean and no character, `signed char` and `unsigned char` apart.
+/// Integers that stand for numbers: not `bool` and not the character types, but `signed char` and
+/// `unsigned char`.
 template <class Value>
 concept TaggedInteger =
     std::integral<Value> && !std::same_as<Value, bool> && !std::same_as<Value, char> &&
     !std::same_as<Value, wchar_t> && !std::same_as<Value, char8_t> &&
     !std::same_as<Value, char16_t> && !std::same_as<Value, char32_t>;
 
-/// Enumerations of which every number of the underlying type is a value; the others are those
-/// declared without a type.
+/// Enumerations that are declared with an underlying type, so that each of its numbers is a value.
 template <class Value>
 concept TaggedEnumeration = std::is_enum_v<Value> && requires {
   Value{0};
@@ -70,7 +70,7 @@ template <class Value>
 concept TaggedReadable = TaggedScalar<Value> || std::same_as<Value, std::wstring> ||
     std::same_as<Value, std::vector<std::byte>>;
 
-/// The type as which an integer is stored. One of 8 bits with a sign takes 16, for want of a kind.
+/// The type that an integer is stored as. A signed one of 8 bits takes 16: there is no such kind.
 template <TaggedInteger Value>
 using TaggedStored = std::conditional_t<
     std::is_signed_v<Value>,
@@ -131,11 +131,11 @@ bool ReadTaggedInteger(IInFilerTagged& in, const std::wstring& tag, Value& value
   return true;
 }
 
-/// False, with `value` untouched, when there is none.
+/// Returns false, with `value` unchanged, when there is no such value.
 template <class Value>
 bool ReadTaggedValue(IInFilerTagged& in, const std::wstring& tag, Value& value) {
   if constexpr (std::same_as<Value, bool>) {
-    // Apart: the registry gives what it finds also when it is no boolean.
+    // Through a variable of its own: the registry's reader sets it also when it returns false.
     bool flag = false;
     if (!in.ReadBool(tag, flag, false)) return false;
     value = flag;
@@ -171,16 +171,17 @@ bool ReadTaggedValue(IInFilerTagged& in, const std::wstring& tag, Value& value) 
 
 }  // namespace Orvel::Detail
 
-/// Writes `value` under `tag` and returns whether the filer did. By the type of the value:
+/// Writes `value` under `tag`. Returns what the filer's operation returns. By the type of the
+/// value:
 ///
-/// - `bool`, `char`, `double`, `float` and integers of up to 32 bits, `long` too, go to the
-///   operation of that kind, `signed char` to that of 16 bits. Characters of other types are
-///   refused by the compiler.
-/// - Enumerations that are declared with a type, as every `enum class` is, go as their number.
-/// - What converts to `std::wstring_view` is a string: `std::wstring`, a literal, a
+/// - `bool`, `char`, `double`, `float` and integers of up to 32 bits, `long` included, use the
+///   operation for that kind; `signed char` uses the one for 16 bits. Other character types do not
+///   compile.
+/// - Enumerations with an underlying type, such as every `enum class`, are written as their number.
+/// - Whatever converts to `std::wstring_view` is a string: `std::wstring`, a literal, a
 ///   `const wchar_t*`, which must not be null.
 ///
-/// The rest is a string in every store:
+/// The following are strings in every store:
 ///
 /// - Integers of 64 bits in decimal: "-42".
 /// - `std::filesystem::path` as its native text.
@@ -189,7 +190,7 @@ bool ReadTaggedValue(IInFilerTagged& in, const std::wstring& tag, Value& value) 
 ///   second: "25 [1/30]s". More than 2^63 - 1 ticks are refused, with false.
 /// - What converts to `std::span<const std::byte>` as two hexadecimal digits a byte: "00ff7a".
 ///
-/// Raises nothing but `std::bad_alloc`.
+/// Raises only `std::bad_alloc`. As thread-unsafe as the filer.
 template <Orvel::Detail::TaggedWritable Value>
 bool WriteTagged(IOutFilerTagged& out, std::wstring_view tag, const Value& value) {
   using Orvel::Detail::TaggedText;
@@ -224,17 +225,17 @@ bool WriteTagged(IOutFilerTagged& out, std::wstring_view tag, const Value& value
   }
 }
 
-/// Reads what `WriteTagged` wrote for a value of the type, and returns whether it was there and
-/// could be read; when not, `value` is the default.
+/// Reads what `WriteTagged` wrote for a value of that type. Returns false, with `value` set to the
+/// default, when there is none or it cannot be converted.
 ///
-/// What `WriteTagged` makes a string of is read whole and exactly: a number with something before
-/// or behind it, one out of range, a duration that is no whole number of ticks of the type and an
-/// odd number of digits are refused. A duration may have been written in another unit, and the
-/// number of an enumeration need not be one of its enumerators.
+/// Where `WriteTagged` writes a string, the whole string must fit: a number with anything before or
+/// behind it, a number out of range, a duration that is not a whole number of ticks of the type,
+/// and an odd number of hexadecimal digits are refused. A duration may have been written in another
+/// unit. The number of an enumeration need not be one of its enumerators.
 ///
-/// Strings are read into `std::wstring`, bytes into `std::vector<std::byte>`, the rest into the
-/// type that was written. Raises nothing but `std::bad_alloc`; then `value` is as it was, or the
-/// default.
+/// Strings are read into `std::wstring`, bytes into `std::vector<std::byte>`, everything else into
+/// the type that was written. Raises only `std::bad_alloc`; then `value` is unchanged or the
+/// default. As thread-unsafe as the filer.
 template <Orvel::Detail::TaggedReadable Value>
 bool ReadTagged(IInFilerTagged& in, std::wstring_view tag, Value& value,
                 const std::type_identity_t<Value>& defaultValue) {

@@ -10,11 +10,11 @@ class MXmlDocument;
 
 namespace Orvel::Detail::XmlFilerFormat {
 
-/// What the tagged XML writer and reader agree on.
+/// The root elements that the tagged XML writer and reader agree on.
 inline constexpr const wchar_t* kRootTag = L"ExceptionChain";
 inline constexpr const wchar_t* kSubDocumentRootTag = L"MFilerTaggedXml";
 
-// The attribute of a value, by the kind of value.
+// The attribute of a value, for each kind of value.
 inline constexpr MXmlConstantAttribute kFloatType(L"type", L"float");
 inline constexpr MXmlConstantAttribute kBoolType(L"type", L"bool");
 inline constexpr MXmlConstantAttribute kByteType(L"type", L"byte");
@@ -23,8 +23,8 @@ inline constexpr MXmlConstantAttribute kSignedType(L"type", L"int");
 inline constexpr MXmlConstantAttribute kCharType(L"type", L"char");
 inline constexpr MXmlConstantAttribute kStringType(L"type", L"string");
 
-/// Levels of elements of a document whose root element can become an element of another one; 0 when
-/// `text` is no such document.
+/// Returns the number of element levels of a document; 0 when its root element cannot become an
+/// element of another document, because the text is not well-formed or the root has no end tag.
 [[nodiscard]] std::size_t CountSubDocumentLevels(const std::wstring& text);
 
 /// Writes the XML declaration and a root element into an empty document and enters the root.

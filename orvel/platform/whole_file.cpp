@@ -20,7 +20,7 @@ constexpr std::size_t kChunk = std::size_t{1} << 20;
 constexpr int kNameAttempts = 100;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-/// What a file that is replaced hands on to its successor.
+/// The file to replace, and what the new one keeps of it.
 struct Target {
   std::wstring path;  // where the file itself is, not a link to it
   bool exists = false;
@@ -29,8 +29,8 @@ struct Target {
   std::vector<std::byte> accessRights;  // a security descriptor; empty when the volume has none
 };
 
-/// The text that `call(buffer, units)` writes, as the system's calls for paths do: they return its
-/// length, or a greater number than fits. Empty when the call fails.
+/// Returns the text that `call(buffer, units)` writes, as the system's calls for paths do: they
+/// return its length, or a number greater than `units`. Empty when the call fails.
 template <class Call>
 std::wstring PathOf(Call call) {
   std::wstring path(MAX_PATH, L'\0');
@@ -53,7 +53,7 @@ std::vector<std::byte> AccessRights(HANDLE file) {
   return descriptor;
 }
 
-/// Looks at the file that is to be replaced. An error code when there is one that must not be.
+/// Fills in `target`. Returns an error code when there is a file that must not be replaced.
 DWORD FindTarget(const std::wstring& path, Target& target) {
   constexpr DWORD kLook = FILE_READ_ATTRIBUTES | READ_CONTROL;
   const auto open = [&path](DWORD access) {
@@ -97,7 +97,7 @@ DWORD FindTarget(const std::wstring& path, Target& target) {
 /// the file has.
 class NewFile {
  public:
-  /// Creates the file; GetCreationCode() says why it could not be.
+  /// Creates the file; GetCreationCode() returns the error code if that failed.
   NewFile(const std::wstring& path, const Target& target) noexcept : file_(Create(path, target)) {
     if (!file_) creationCode_ = ::GetLastError();
   }
@@ -113,7 +113,7 @@ class NewFile {
 
   [[nodiscard]] DWORD GetCreationCode() const noexcept { return creationCode_; }
 
-  /// Writes the bytes through to the disk. An error code when that fails.
+  /// Writes the bytes through to the disk. Returns an error code when that fails.
   DWORD Write(std::string_view bytes) noexcept {
     while (!bytes.empty()) {
       const auto wanted = static_cast<DWORD>((std::min)(bytes.size(), kChunk));
@@ -126,7 +126,7 @@ class NewFile {
     return ::FlushFileBuffers(file_.Get()) != FALSE ? NO_ERROR : ::GetLastError();
   }
 
-  /// Takes the place of `target`. An error code when that fails. Raises `std::bad_alloc`.
+  /// Takes the place of `target`. Returns an error code when that fails. Raises `std::bad_alloc`.
   DWORD Replace(const Target& target) {
     constexpr int kAttempts = 10;
     constexpr DWORD kPauseMs = 100;
@@ -158,7 +158,7 @@ class NewFile {
     constexpr DWORD kKept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
                             FILE_ATTRIBUTE_NOT_CONTENT_INDEXED | FILE_ATTRIBUTE_ENCRYPTED;
     const DWORD attributes = target.attributes & kKept;
-    // From the start, so that nobody sees the text who could not see it before.
+    // With the access rights from the start, so that nobody can read it who could not before.
     SECURITY_ATTRIBUTES security{};
     security.nLength = sizeof security;
     security.lpSecurityDescriptor = const_cast<std::byte*>(target.accessRights.data());
@@ -173,8 +173,8 @@ class NewFile {
   bool isKept_ = false;
 };
 
-/// A name in the folder of `path` that no other call in this process gets soon and hardly one
-/// elsewhere. Short, so that it fits wherever a name does.
+/// Returns a name in the folder of `path` that no other call in this process gets soon, and hardly
+/// any in another. Short, so that it fits wherever a name does.
 std::wstring MakeTemporaryPath(const std::wstring& path) {
   static std::atomic<std::uint32_t> counter{0};
   constexpr std::uint32_t kSpread = 0x9E3779B9;  // keeps neighbouring processes' numbers apart

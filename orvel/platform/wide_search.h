@@ -18,7 +18,7 @@ namespace Orvel::Detail {
 
 inline constexpr std::ptrdiff_t kWideLanes = 16 / static_cast<std::ptrdiff_t>(sizeof(wchar_t));
 
-/// All bits set in each lane of `block` that holds the character of `pattern`.
+/// Returns all bits set in each lane where the two blocks are equal.
 inline __m128i EqualLanes(__m128i block, __m128i pattern) noexcept {
   if constexpr (sizeof(wchar_t) == 2)
     return _mm_cmpeq_epi16(block, pattern);
@@ -26,7 +26,7 @@ inline __m128i EqualLanes(__m128i block, __m128i pattern) noexcept {
     return _mm_cmpeq_epi32(block, pattern);
 }
 
-/// `character` in every lane.
+/// Returns a block with `character` in every lane.
 inline __m128i FillLanes(wchar_t character) noexcept {
   if constexpr (sizeof(wchar_t) == 2)
     return _mm_set1_epi16(static_cast<short>(character));
@@ -36,7 +36,8 @@ inline __m128i FillLanes(wchar_t character) noexcept {
 
 inline constexpr std::ptrdiff_t kNarrowLanes = 16;
 
-/// The 16 characters at `text`, a byte each: those below 256 as they are, others as 0 or 255.
+/// Returns the 16 characters at `text`, a byte each: those below 256 as they are, others as 0 or
+/// 255.
 inline __m128i LoadNarrow(const wchar_t* text) noexcept {
   const auto* const blocks = reinterpret_cast<const __m128i*>(text);
   if constexpr (sizeof(wchar_t) == 2) {
@@ -48,32 +49,32 @@ inline __m128i LoadNarrow(const wchar_t* text) noexcept {
   }
 }
 
-/// All bits set in each byte that is `character`.
+/// Returns all bits set in each byte that is `character`.
 inline __m128i EqualBytes(__m128i bytes, char character) noexcept {
   return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(character));
 }
 
-/// All bits set in each byte from `first` to `last`.
+/// Returns all bits set in each byte from `first` to `last`.
 inline __m128i BytesInRange(__m128i bytes, char first, char last) noexcept {
   const __m128i distance = _mm_sub_epi8(bytes, _mm_set1_epi8(first));
   const __m128i bound = _mm_set1_epi8(static_cast<char>(last - first));
   return _mm_cmpeq_epi8(_mm_min_epu8(distance, bound), distance);
 }
 
-/// A bit for each byte of a mask, the first one lowest.
+/// Returns a bit for each byte of a mask, the first one lowest.
 inline unsigned ByteBits(__m128i mask) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(mask));
 }
 
-/// Position of the lowest bit that is set; there must be one. Without a sign, which would have to
-/// be extended before a pointer can move on: searches wait for each such step.
+/// Returns the position of the lowest bit that is set; there must be one. Unsigned, since a sign
+/// would have to be extended before a pointer can be moved by it, and searches wait for that.
 inline unsigned FirstBit(unsigned bits) noexcept {
   return static_cast<unsigned>(std::countr_zero(bits));
 }
 
 #endif
 
-/// First `wanted` in the range, or `end`. Reads nothing outside the range.
+/// Returns the first `wanted` in the range, or `end`. Reads nothing outside the range.
 inline const wchar_t* FindWide(const wchar_t* begin, const wchar_t* end, wchar_t wanted) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
   const __m128i pattern = FillLanes(wanted);
@@ -90,8 +91,8 @@ inline const wchar_t* FindWide(const wchar_t* begin, const wchar_t* end, wchar_t
   return begin;
 }
 
-/// True when `count` characters are the same. For short texts, where a call costs more than the
-/// comparison.
+/// True when `count` characters are equal. For short texts, where a call of the runtime takes
+/// longer than the comparison.
 inline bool EqualWide(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
   constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
   const auto load = [](const wchar_t* text) {

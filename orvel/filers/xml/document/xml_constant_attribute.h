@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <string_view>
 
-/// An attribute that many elements have alike, put into words and checked when it is compiled, so
-/// that MXmlDocument::AddElement() has nothing but to copy it:
+/// An attribute that is the same in many elements. Its text is built and checked at compile time,
+/// so that MXmlDocument::AddElement() only has to copy it:
 ///
 ///     constexpr MXmlConstantAttribute kUnit(L"unit", L"mm");
+///
+/// Immutable: any thread may use it at any time.
 class MXmlConstantAttribute {
  public:
   /// Does not compile unless the name is made of ASCII letters, digits, hyphens, underscores,
@@ -29,14 +31,14 @@ class MXmlConstantAttribute {
     append(L"\"");
   }
 
-  /// As it stands in a tag, with the blank in front of it.
+  /// Returns the attribute as it is written into a tag: ` unit="mm"`, with the leading blank.
   [[nodiscard]] constexpr std::wstring_view GetText() const noexcept { return {text_, length_}; }
 
-  /// The attribute's name.
+  /// Returns the name.
   [[nodiscard]] constexpr std::wstring_view GetName() const noexcept {
     return GetText().substr(1, valueStart_ - 3);
   }
-  /// The attribute's value, without quotes.
+  /// Returns the value without its quotes.
   [[nodiscard]] constexpr std::wstring_view GetValue() const noexcept {
     return GetText().substr(valueStart_, length_ - valueStart_ - 1);
   }

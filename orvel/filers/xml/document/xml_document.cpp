@@ -112,8 +112,8 @@ bool MXmlDocument::FindElement(std::wstring_view name) {
   return true;
 }
 
-/// `element`, or the first one behind it in its level that is there and has the tag, any if that is
-/// empty; 0 if there is none.
+/// Returns the first of `element` and its following siblings that exists and has the tag, if that
+/// is not empty; 0 if there is none.
 std::uint32_t MXmlDocument::FindFrom(std::uint32_t element, std::wstring_view tag) const noexcept {
   if (HoldsXmlChar(tag, kXmlTagNameEnd)) return 0;
   while (element != 0 && !(tag.empty() ? store_->IsElement(element)

@@ -152,8 +152,8 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
   return true;
 }
 
-/// Replaces name and data of an element by copies in the scratch text, the data escaped. The
-/// scratch text holds the element's attribute or nothing.
+/// Replaces name and data of an element by copies in the scratch text, and escapes the data. The
+/// scratch text may already hold the element's attribute.
 void MXmlDocument::MakeWritable(ElementText& element, MXmlReferences references) {
   WideBuffer& scratch = store_->scratch;
   const std::size_t attributeEnd = scratch.GetSize();

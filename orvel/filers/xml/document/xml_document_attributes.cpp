@@ -14,12 +14,12 @@ using Orvel::Detail::AppendXmlUnescaped;
 using Orvel::Detail::IsXmlAttributeName;
 using Orvel::Detail::XmlAttributeScanner;
 
-/// Where the attributes of a tag stand in the text.
+/// Where the attributes of a tag are in the text.
 struct MXmlDocument::Attributes {
   bool exist = false;  // false when there is no such tag
   std::size_t start = 0;
   std::size_t length = 0;
-  std::uint32_t element = 0;  // 0 for a node that is none
+  std::uint32_t element = 0;  // 0 for an instruction
 };
 
 MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) const noexcept {
@@ -98,7 +98,7 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
     removed = scanner.GetEnd() - scanner.GetAssignmentStart();
     AppendXmlAssignment(value, references, store_->scratch);
   } else if (scanner.HasOpenString()) {
-    return false;  // what is added would be a part of it
+    return false;  // the new attribute would become a part of the string
   } else {
     const std::size_t last = attributes.find_last_not_of(L" \t\n\r");
     const bool lacksValue = last != std::wstring_view::npos && attributes[last] == L'=';

@@ -109,7 +109,7 @@ bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
   return true;
 }
 
-/// True when an end tag of that name would end a child of an element that was not ended.
+/// True when an end tag of that name would close a child that has no end tag of its own.
 bool MXmlDocument::CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept {
   for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
        child = store_->index.At(child).nextSibling) {
@@ -139,8 +139,8 @@ bool MXmlDocument::RemoveElement(std::uint32_t element) {
   return true;
 }
 
-/// Where the removal of what stands from `start` to `end` begins: at the line break before it if it
-/// has a line to itself and lines matter.
+/// Returns where the removal of the text from `start` to `end` has to begin: at the line break
+/// before it if it has a line to itself and line breaks are written.
 std::size_t MXmlDocument::FindLine(std::size_t start, std::size_t end) const noexcept {
   const Orvel::Detail::XmlText& text = store_->text;
   if (!WritesLineBreaks() || (end != text.GetSize() && GetLineBreakLength(end) == 0)) return start;
@@ -151,8 +151,8 @@ std::size_t MXmlDocument::FindLine(std::size_t start, std::size_t end) const noe
   return line != 0 && text.GetUnit(line - 1) == L'\r' ? line - 1 : line;
 }
 
-/// Replaces a part of an element's text, its children aside, or of the current node's when
-/// `element` is 0.
+/// Replaces a part of an element outside of its children, or of the current node when `element` is
+/// 0.
 void MXmlDocument::SpliceText(std::uint32_t element, std::size_t begin, std::size_t end,
                               std::wstring_view added) {
   store_->index.MoveGap(end, store_->text.GetSize());
@@ -165,8 +165,9 @@ void MXmlDocument::SpliceText(std::uint32_t element, std::size_t begin, std::siz
   store_->lastAdded = {};
 }
 
-/// Puts positions at or inside elements that were removed, and all in the level of `emptied`, at
-/// `place`. Those at nodes behind a removed element get the one before it from there.
+/// Moves positions at or inside removed elements, and all positions in the level of `emptied`, to
+/// `place`. Positions at other nodes behind a removed element get `place.element` as the element
+/// before them.
 void MXmlDocument::LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied) noexcept {
   const auto isRemoved = [this](std::uint32_t number) {
     return number != 0 && !store_->IsElement(number);
@@ -185,8 +186,9 @@ void MXmlDocument::LeaveRemoved(const MXmlPosition& place, std::uint32_t emptied
   for (auto& [name, position] : savedPositions_) leave(position);
 }
 
-/// Adjusts the positions at nodes that are no elements to a change of the text from `begin` to
-/// `end`. It is inside the node that it overlaps, or cuts off the end of it.
+/// Adjusts positions at nodes other than elements after the text from `begin` to `end` was replaced
+/// by one that is `difference` longer. With `insideNode` a node that overlaps it grows; if not, the
+/// node ends there.
 void MXmlDocument::MovePositions(std::size_t begin, std::size_t end, std::uint32_t difference,
                                  bool insideNode) noexcept {
   const auto move = [=](MXmlPosition& position) {

@@ -21,7 +21,7 @@ using Orvel::Detail::XmlTokenKind;
 
 namespace {
 
-/// The name that a declaration, such as a document type, declares: its second word.
+/// Returns the name that a declaration, such as a document type, declares: its second word.
 std::wstring_view GetDeclaredName(std::wstring_view node) noexcept {
   const wchar_t* const end = node.data() + node.size();
   const wchar_t* next = FindXmlChar(node.data() + 2, end, kXmlSpace | kXmlTagNameEnd);
@@ -31,14 +31,14 @@ std::wstring_view GetDeclaredName(std::wstring_view node) noexcept {
   return std::wstring_view(name, next);
 }
 
-/// The tag name that begins `skipped` units behind the start of a node.
+/// Returns the tag name that begins `skipped` units behind the start of a node.
 std::wstring_view GetNameAt(std::wstring_view node, std::size_t skipped) noexcept {
   const wchar_t* const end = node.data() + node.size();
   const wchar_t* const name = node.data() + skipped;
   return std::wstring_view(name, FindXmlChar(name, end, kXmlTagNameEnd));
 }
 
-/// Appends the text and CDATA in a piece of content without elements, unescaped.
+/// Appends the text, unescaped, and the CDATA of a piece of content without elements.
 void AppendOwnText(std::wstring_view content, std::wstring& data) {
   const wchar_t* next = content.data();
   const wchar_t* const end = next + content.size();

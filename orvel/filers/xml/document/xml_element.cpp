@@ -20,7 +20,7 @@ std::vector<MXmlAttribute> MXmlElement::GetAttributes() const {
 std::wstring MXmlElement::GetSubDocument() const { return document_->GetSubDocument(number_); }
 
 MXmlChildren MXmlElement::GetChildren(std::wstring_view tag) const noexcept {
-  // The children of the document are those of no element.
+  // 0 means no element here, but the document to GetChildren().
   return document_->GetChildren(number_ != 0 ? number_ : document_->GetRecordCount(), tag);
 }
 

@@ -17,47 +17,48 @@ struct MXmlAttribute;
 
 namespace Orvel::Detail {
 
-/// A string that is gone when the statement that made it ends.
+/// A string that is destroyed at the end of the statement that created it.
 template <class T>
 concept TemporaryString = std::same_as<std::remove_const_t<T>, std::wstring>;
 
 }  // namespace Orvel::Detail
 
-/// An element of a document, as walks through children hand it out: a number, with what can be read
-/// of the element. It is copied freely and must not outlive the document object.
+/// An element of a document: its number, and the operations that read it. Loops over children
+/// produce these objects. Cheap to copy. Must not outlive the document object.
 ///
-/// Edits keep it valid. When the element is removed or the document is replaced, it is harmless: it
-/// answers as the document does for a number that no element has.
+/// Stays valid while the document is edited. Once the element has been removed, or the document
+/// replaced, everything that is read from it is empty.
 ///
-/// Thread-compatible as far as the document is: its operations are const ones of the document.
+/// As thread-compatible as the document: all operations call const operations of the document.
 class MXmlElement {
  public:
-  /// The element of that number, which need not exist. Borrows the document.
+  /// Refers to the element with that number, which need not exist. Borrows the document.
   MXmlElement(const MXmlDocument& document, std::uint32_t number) noexcept
       : document_(&document), number_(number) {}
 
-  /// The number that the document's operations for elements take.
+  /// Returns the number under which the document's operations know the element.
   [[nodiscard]] std::uint32_t GetNumber() const noexcept { return number_; }
 
-  /// The tag; empty when there is no such element.
+  /// Returns the tag name; empty when the element does not exist.
   [[nodiscard]] std::wstring GetTagName() const;
 
-  /// Text and CDATA, unescaped and joined, as MXmlDocument::GetData() returns them.
+  /// Returns the text and CDATA, unescaped and joined, as MXmlDocument::GetData() does.
   [[nodiscard]] std::wstring GetData() const;
 
-  /// An attribute, unescaped; the first one if the name repeats, none when it is missing.
+  /// Returns the value of an attribute, unescaped; of the first one if the name repeats. No value
+  /// when the attribute is missing.
   [[nodiscard]] std::optional<std::wstring> GetAttribute(std::wstring_view name) const;
 
-  /// All attributes, in their order.
+  /// Returns all attributes in document order.
   [[nodiscard]] std::vector<MXmlAttribute> GetAttributes() const;
 
-  /// The text of the element with everything in it. Empty when there is no such element.
+  /// Returns the text of the element, tags and content included; empty when it does not exist.
   [[nodiscard]] std::wstring GetSubDocument() const;
 
-  /// The children, to be walked; with a tag, those of them that have it. The tag is not copied.
+  /// Returns the children to loop over, or only those with the given tag. The tag is not copied.
   [[nodiscard]] MXmlChildren GetChildren(std::wstring_view tag = {}) const noexcept;
 
-  /// A tag that is gone before the walk begins does not compile.
+  /// Deleted: the loop would use the tag after it was destroyed.
   template <Orvel::Detail::TemporaryString T>
   MXmlChildren GetChildren(T&& tag) const = delete;
 
@@ -66,21 +67,22 @@ class MXmlElement {
   std::uint32_t number_;
 };
 
-/// The children of an element, or those of them with a certain tag, for a range-based `for`. Takes
-/// no memory; each step takes the time of the children that it passes. The document object and the
-/// tag must outlive it.
+/// The children of an element, or those with a certain tag, for a range-based `for`. Allocates
+/// nothing. Each step takes time in proportion to the children it skips. The document object and
+/// the tag must outlive it.
 ///
-/// The document may be edited during the walk: children that are added behind the one at hand are
-/// met, and that one may be removed.
+/// The document may be edited inside the loop: the loop reaches children that are added behind the
+/// current one, and the current one may be removed.
 ///
-/// Thread-compatible as far as the document is: walking reads.
+/// As thread-compatible as the document: looping only reads.
 class MXmlChildren {
  public:
-  /// A forward iterator whose elements are values. One at the end is equal to any other there.
+  /// A forward iterator that yields MXmlElement values. All iterators at the end are equal.
+  /// Thread-compatible, like the children.
   class Iterator {
    public:
     ///@{
-    /// What the standard library wants to know of an iterator.
+    /// The types that the standard library expects of an iterator.
     using iterator_concept = std::forward_iterator_tag;
     using iterator_category = std::input_iterator_tag;
     using value_type = MXmlElement;
@@ -89,23 +91,24 @@ class MXmlChildren {
     using reference = MXmlElement;
     ///@}
 
-    /// One at the end.
+    /// Creates an iterator at the end.
     Iterator() = default;
 
-    /// The element at hand; there must be one.
+    /// Returns the current element. The iterator must not be at the end.
     [[nodiscard]] MXmlElement operator*() const noexcept { return {*document_, number_}; }
 
-    /// Goes to the next child; there must be one at hand, or one that was and is removed.
+    /// Moves to the next child. The iterator must not be at the end; its child may have been
+    /// removed.
     Iterator& operator++() noexcept;
 
-    /// The same, and returns what was at hand before.
+    /// The same; returns the iterator as it was before.
     Iterator operator++(int) noexcept {
       const Iterator before = *this;
       ++*this;
       return before;
     }
 
-    /// True at the same child, and when both are at the end.
+    /// True when both are at the same child, or both at the end.
     [[nodiscard]] friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a.number_ == b.number_;
     }
@@ -122,12 +125,12 @@ class MXmlChildren {
   };
 
   ///@{
-  /// The first child, and the place behind the last one.
+  /// Return iterators to the first child and behind the last one.
   [[nodiscard]] Iterator begin() const noexcept;
   [[nodiscard]] Iterator end() const noexcept { return {}; }
   ///@}
 
-  /// True when there is no such child.
+  /// True when there are no such children.
   [[nodiscard]] bool empty() const noexcept { return begin() == end(); }
 
  private:

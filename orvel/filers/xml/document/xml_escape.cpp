@@ -28,8 +28,7 @@ constexpr bool ContinuesReference(wchar_t c) noexcept {
   return c == L'-' || c == L'.' || (c >= L'0' && c <= L'9') || (StartsReference(c) && c != L'#');
 }
 
-/// The length of the well-formed reference that `text`, which begins with `&`, begins with; 0 if
-/// there is none.
+/// Returns the length of the well-formed reference at the start of `text`, an `&`; 0 if it is none.
 std::size_t ReferenceLength(std::wstring_view text) noexcept {
   if (text.size() < 2 || !StartsReference(text[1])) return 0;
   std::size_t i = 2;
@@ -49,8 +48,8 @@ void AppendCodePoint(std::uint32_t code, std::wstring& output) {
   output.append(units, WriteCodePoint(code, units));
 }
 
-/// Resolves the number behind `&#` at the start of `text`. Returns its length, 0 when it is no
-/// number of a character.
+/// Resolves the numeric reference, `&#...;`, at the start of `text`. Returns its length; 0 when it
+/// is not one of a valid character.
 std::size_t AppendNumericReference(std::wstring_view text, std::wstring& output) {
   std::size_t i = 2;
   std::uint32_t base = 10;
@@ -72,8 +71,7 @@ std::size_t AppendNumericReference(std::wstring_view text, std::wstring& output)
   return i + 1;
 }
 
-/// Resolves the reference at the start of `text`, which begins with `&`. Returns its length, 0
-/// when it is none.
+/// Resolves the reference at the start of `text`, an `&`. Returns its length; 0 when it is none.
 std::size_t AppendReference(std::wstring_view text, std::wstring& output) {
   if (text.size() > 1 && text[1] == L'#') return AppendNumericReference(text, output);
   for (const NamedReference& reference : kNamedReferences) {

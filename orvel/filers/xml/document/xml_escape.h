@@ -14,7 +14,7 @@ struct XmlEscapeOptions {
   bool keepReferences = false;  ///< an `&` that begins a well-formed reference stays as it is
 };
 
-/// True when a text holds a character that must be escaped in text.
+/// True when a text contains a character that must be escaped in text.
 [[nodiscard]] bool HoldsXmlTextEscape(std::wstring_view text) noexcept;
 
 /// Appends `text` to `output` with `<`, `&` and `>` (and quotes, if asked for) replaced by

@@ -9,14 +9,14 @@ enum class MXmlStep {
   kNone,     ///< none: nothing failed
   kOpen,     ///< opening the file; when saving, the one that is to be replaced
   kRead,     ///< reading it to its end
-  kLength,   ///< keeping to the greatest length of a document
-  kDecode,   ///< taking its bytes as UTF-8 without zero characters
+  kLength,   ///< checking its length: it is too long for a document
+  kDecode,   ///< converting its bytes from UTF-8: they are malformed, or hold a zero character
   kParse,    ///< finding a well-formed document in the text
-  kRoot,     ///< finding the root element of tagged values, which is another
-  kEncode,   ///< bringing the text into UTF-8, which has no unpaired surrogates
+  kRoot,     ///< finding the expected root element: a reader of tagged values found another one
+  kEncode,   ///< converting the text to UTF-8: it has an unpaired surrogate
   kCreate,   ///< creating a file in the folder of the one that is written
   kWrite,    ///< writing the new file to the disk
-  kReplace,  ///< putting it in the place of the old one
+  kReplace,  ///< replacing the old file by the new one
 };
 
 /// Why loading or saving failed. A value; thread-compatible.
@@ -26,7 +26,7 @@ struct MXmlFailure {
       0;                ///< the system's code for it; 0 when no call of the system failed
   std::wstring detail;  ///< what was wrong with a text; empty for calls of the system
 
-  /// The failure in words, for people: "Cannot open: Access denied", in the language of
+  /// Returns a message for users: "Cannot open: Access denied", in the language of
   /// `SystemErrorText`, or the detail. Empty when nothing failed.
   [[nodiscard]] std::wstring GetText() const;
 };

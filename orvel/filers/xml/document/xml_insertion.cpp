@@ -5,7 +5,7 @@ using Orvel::Detail::kLongestXmlName;
 using Orvel::Detail::kXmlEmptyTagEnd;
 using Orvel::Detail::kXmlEndTagFrame;
 
-/// The place at the current position.
+/// Returns the place at the current position.
 MXmlDocument::Place MXmlDocument::FindPlace(bool breaksLine) const noexcept {
   Place place;
   place.parent = position_.parent;
@@ -22,7 +22,7 @@ MXmlDocument::Place MXmlDocument::FindPlace(bool breaksLine) const noexcept {
   return place;
 }
 
-/// The place in a level without a current node is behind everything that the level contains.
+/// Completes the place at the end of a level, for when there is no current node.
 void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
   place.previous = store_->index.GetLastChild(place.parent);
   place.offset = store_->GetContentEnd(place.parent);
@@ -43,15 +43,14 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
   }
 }
 
-/// False when an empty element would get too long an end tag, or would still be an empty one
-/// without the "/" that makes it one.
+/// False when the end tag of an empty element would be too long, or when the element would still be
+/// empty without its "/" because another one stands before it.
 bool MXmlDocument::CanBeOpened(std::uint32_t element, std::size_t nameLength) const noexcept {
   const std::size_t tagClose = store_->GetContentStart(element) - kXmlEmptyTagEnd.size();
   return nameLength <= kLongestXmlName && store_->text.GetUnit(tagClose - 1) != L'/';
 }
 
-/// Writes the end tag of an element that gets its first child, which ends its start tag if that was
-/// an empty one.
+/// Writes the end tag of an element that gets its first child, and updates the lengths of its tags.
 void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool endsStartTag,
                              wchar_t* endTag) noexcept {
   MXmlElementRecord& parent = store_->index.At(number);
@@ -61,7 +60,7 @@ void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool 
   parent.flagsAndLevel &= ~(MXmlElementRecord::kSelfClosed | MXmlElementRecord::kNotEnded);
 }
 
-/// Saved positions at nodes behind an element that was added get it as the element before them.
+/// Makes a new element the one before them for saved positions at nodes behind it.
 void MXmlDocument::LinkSavedPositions(std::uint32_t parent, std::uint32_t previous,
                                       std::uint32_t number) noexcept {
   const std::size_t start = store_->GetStart(number);

@@ -10,7 +10,7 @@ bool IsXmlAttributeName(std::wstring_view name) noexcept {
   return !name.empty() && !HoldsXmlChar(name, kXmlSeparator | kXmlQuote | kXmlTagStart);
 }
 
-/// Points behind the string that begins at `quote`.
+/// Returns the place behind the string that begins at `quote`.
 const wchar_t* XmlAttributeScanner::SkipString(const wchar_t* quote) noexcept {
   const wchar_t* const twin = FindWide(quote + 1, end_, *quote);
   if (twin != end_) return twin + 1;
@@ -23,7 +23,7 @@ bool XmlAttributeScanner::Next() noexcept {
     next_ = SkipXmlChars(next_, end_, kXmlSeparator);
     if (next_ == end_) return false;
     if (!IsXmlChar(*next_, kXmlQuote)) break;
-    next_ = SkipString(next_);  // it belongs to no name
+    next_ = SkipString(next_);  // a string without a name
   }
   const wchar_t* const name = next_;
   next_ = FindXmlChar(next_, end_, kXmlSeparator | kXmlQuote);

@@ -9,25 +9,27 @@ namespace Orvel::Detail {
 /// True when an attribute can have that name.
 [[nodiscard]] bool IsXmlAttributeName(std::wstring_view name) noexcept;
 
-/// The attributes in the part of a tag behind its name and before its end, one after the other.
-/// Tolerates whatever stands there. Holds a view: the text must not change meanwhile.
+/// Iterates over the attributes of a tag: what is between its name and its end. Accepts malformed
+/// attributes. Borrows the text, which must not change in the meantime.
+///
+/// Thread-unsafe.
 class XmlAttributeScanner {
  public:
   explicit XmlAttributeScanner(std::wstring_view attributes) noexcept
       : begin_(attributes.data()), next_(begin_), end_(begin_ + attributes.size()) {}
 
-  /// Moves to the next attribute; false behind the last one.
+  /// Moves to the next attribute. Returns false after the last one.
   bool Next() noexcept;
 
-  /// True when a string that has no end was met, as an instruction may hold one.
+  /// True when an unterminated string was found, which instructions may contain.
   [[nodiscard]] bool HasOpenString() const noexcept { return hasOpenString_; }
   [[nodiscard]] std::wstring_view GetName() const noexcept { return name_; }
-  /// The text between the quotes, still escaped; empty when there is none.
+  /// Returns the text between the quotes, still escaped; empty when there is no value.
   [[nodiscard]] std::wstring_view GetRawValue() const noexcept { return value_; }
-  /// Offset from the start of the attributes of what stands behind the name: `=`, the value and
-  /// its quotes.
+  /// Returns the offset, from the start of the attributes, of what follows the name: `=`, the value
+  /// and its quotes.
   [[nodiscard]] std::size_t GetAssignmentStart() const noexcept { return assignmentStart_; }
-  /// Offset of the end of the attribute.
+  /// Returns the offset of the end of the attribute.
   [[nodiscard]] std::size_t GetEnd() const noexcept {
     return static_cast<std::size_t>(next_ - begin_);
   }

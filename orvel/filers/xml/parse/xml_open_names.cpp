@@ -22,7 +22,7 @@ void XmlOpenNames::Push(std::wstring_view name) {
   names_.push_back(name);
   XmlNameHash hash(ignoreCase_);
   for (std::size_t i = 0; i < name.size(); ++i) {
-    if (i > MXmlElementRecord::kMaxEndTagLength) return;  // no end tag is as long
+    if (i > MXmlElementRecord::kMaxEndTagLength) return;  // no end tag is that long
     if (IsBracket(name[i])) Enter(hash.Get());
     hash.Add(name[i]);
   }

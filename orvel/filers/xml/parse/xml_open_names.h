@@ -9,11 +9,12 @@
 
 namespace Orvel::Detail {
 
-/// Finds the innermost open element that an end tag belongs to without a search through all that
-/// are open. Needed only for documents with unbalanced tags.
+/// Finds the innermost open element that an end tag closes, without searching through all open
+/// ones. Needed only for documents with unbalanced tags.
 ///
-/// An end tag belongs to a start tag of the same name, or to one whose name goes on behind it with
-/// a bracket; so a start tag is entered once for its name and once for each bracket in it.
+/// An end tag closes a start tag of the same name, or one whose name continues with a bracket. So
+/// each start tag is entered under its whole name and under each part of it that ends before a
+/// bracket.
 ///
 /// Thread-unsafe.
 class XmlOpenNames {
@@ -22,32 +23,32 @@ class XmlOpenNames {
 
   explicit XmlOpenNames(bool ignoreCase) noexcept : ignoreCase_(ignoreCase) {}
 
-  /// Enters the name of an element that was opened in the innermost one. The view must hold as long
-  /// as the entry.
+  /// Enters the name of an element that was opened inside the innermost one. The view must stay
+  /// valid until the element is removed again.
   void Push(std::wstring_view name);
 
   /// Removes all elements but the outermost `count`.
   void PopTo(std::size_t count) noexcept;
 
-  /// How many elements are around the innermost one that the end tag of that name closes, kNone if
-  /// there is none.
+  /// Returns the depth of the innermost element that an end tag of that name closes, 0 for the
+  /// outermost one; kNone if there is none.
   [[nodiscard]] std::size_t Find(std::wstring_view name) const noexcept;
 
  private:
   struct Entry {
     std::uint64_t hash;   // of a name that closes the element
     std::uint32_t depth;  // the element's place in names_
-    std::uint32_t outer;  // entry with the same hash below this one, kNoEntry if there is none
+    std::uint32_t outer;  // the next entry outwards with the same hash, or kNoEntry
   };
 
-  static constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;  // a text has fewer units
+  static constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;  // there are fewer entries than units
 
   void Enter(std::uint64_t hash);
 
   bool ignoreCase_;
   std::vector<std::wstring_view> names_;  // of the open elements, outermost first
   std::vector<Entry> entries_;            // in the order of names_
-  std::unordered_map<std::uint64_t, std::uint32_t> innermost_;  // entry of each hash
+  std::unordered_map<std::uint64_t, std::uint32_t> innermost_;  // entry for each hash
 };
 
 /// True when an end tag of the name `endName` closes a start tag of the name `startName`.

@@ -15,8 +15,8 @@
 namespace Orvel::Detail {
 namespace {
 
-// Room is made at first for the records of a text that is full of short elements, so that few texts
-// need more; memory that no record is written to costs next to nothing.
+// Records are allocated for a text full of short elements at first, so that few texts need more.
+// Memory that is never written to costs next to nothing.
 constexpr std::size_t kUnitsPerElement = 40;
 
 class XmlParser {
@@ -71,7 +71,7 @@ class XmlParser {
   std::vector<OpenElement> open_;          // innermost last
   std::uint32_t lastChild_ = 0;            // of the innermost open element, or of the document
   std::optional<XmlOpenNames> openNames_;  // of all of open_, once it was needed
-  std::size_t vainSteps_ = 0;              // of searches that found nothing
+  std::size_t vainSteps_ = 0;              // of searches that failed
   XmlParseError error_;
 };
 
@@ -81,7 +81,7 @@ void XmlParser::ParseChildren() {
   const wchar_t* next = begin;
   while (next != end) {
     if (*next != L'<') {
-      // Markup often follows markup on the next line: worth a look before a search.
+      // Often there is just a line break between two tags: check that before starting a search.
       ++next;
       if (next != end && *next != L'<') next = FindWide(next, end, L'<');
       continue;
@@ -165,8 +165,8 @@ void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
   EndInnermost(start, static_cast<std::uint32_t>(token.length));
 }
 
-/// Closes the innermost open element if its end tag, without any white space, begins at `begin`: no
-/// need to scan what is known. Returns the length of the tag, 0 if it is not there.
+/// Closes the innermost open element if exactly its end tag, without white space, is at `begin`.
+/// This is the usual case, and faster than scanning the tag. Returns the length of the tag, or 0.
 std::size_t XmlParser::CloseInnermost(const wchar_t* begin, const wchar_t* end) {
   if (open_.empty()) return 0;
   const OpenElement& innermost = open_.back();
@@ -190,10 +190,11 @@ void XmlParser::EndInnermost(std::uint32_t start, std::uint32_t length) {
   if (openNames_) openNames_->PopTo(open_.size());
 }
 
-/// Place of the innermost open element that an end tag closes, kNone if there is none. A search
-/// through the stack that finds one is paid by the elements that are closed with it. One that finds
-/// none is not; so when such searches cost more than the text that was parsed, the names are
-/// indexed.
+/// Returns the depth of the innermost open element that an end tag closes, kNone if there is none.
+///
+/// A search through the stack that succeeds closes every element it passed, so all of these
+/// searches together are linear. Those that fail are not. Once they have cost more than the text
+/// parsed so far, the names of the open elements are put into an index.
 std::size_t XmlParser::FindOpen(std::wstring_view name, std::size_t offset) {
   if (!openNames_) {
     for (std::size_t depth = open_.size(); depth-- > 0;) {
@@ -209,9 +210,9 @@ std::size_t XmlParser::FindOpen(std::wstring_view name, std::size_t offset) {
   return openNames_->Find(name);
 }
 
-/// Closes the open elements from place `from` on as not ended. What they contain, each other too,
-/// becomes content of the element around them, in one pass: an open element is the last child of
-/// the one around it, so its children come to stand right behind it.
+/// Closes the open elements from depth `from` on as not ended. What they contain, each other
+/// included, moves into the element around them. One pass is enough: each open element is the last
+/// child of the one before, so its own children follow directly behind it.
 void XmlParser::CloseUnended(std::size_t from) {
   const std::uint32_t parent = from == 0 ? 0 : open_[from - 1].number;
   std::uint32_t last = 0;

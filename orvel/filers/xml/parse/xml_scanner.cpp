@@ -6,7 +6,7 @@
 namespace Orvel::Detail {
 namespace {
 
-/// Points behind the first `ending` in the range; null when there is none.
+/// Returns the place behind the first `ending` in the range; null when there is none.
 const wchar_t* FindBehind(const wchar_t* begin, const wchar_t* end,
                           std::wstring_view ending) noexcept {
   for (;;) {
@@ -17,7 +17,7 @@ const wchar_t* FindBehind(const wchar_t* begin, const wchar_t* end,
   }
 }
 
-/// Points behind the `>` that closes a declaration whose own `<` is already passed; null when
+/// Returns the place behind the `>` that closes a declaration, from behind its own `<`; null when
 /// there is none.
 const wchar_t* FindDeclarationEnd(const wchar_t* begin, const wchar_t* end) noexcept {
   std::size_t depth = 1;

@@ -14,10 +14,10 @@ namespace Orvel::Detail {
 enum class XmlTokenKind {
   kStartTag,
   kEndTag,
-  kNode,          ///< another complete construct; XmlToken::nodeKind tells which
+  kNode,          ///< another complete construct, of the kind XmlToken::nodeKind
   kIncorrect,     ///< no construct begins here; its length is that of the `<` alone
   kUnterminated,  ///< a construct that runs to the end of the text
-  kTooLong        ///< a tag that is longer than an element record can say
+  kTooLong        ///< a tag that is too long for an element record
 };
 
 /// One construct of markup.
@@ -27,23 +27,24 @@ struct XmlToken {
   bool selfClosed = false;                      ///< of a start tag
   std::size_t length = 0;                       ///< in units, from the `<`; never 0
   std::size_t nameLength = 0;                   ///< of a tag's name
-  const wchar_t* construct = nullptr;           ///< of an error: how its message names it
+  const wchar_t* construct = nullptr;           ///< for an error message: what could not be read
 };
 
-/// Scans the comment, section, instruction or declaration at `begin`, which points to a `<` that
-/// no tag begins with.
+/// Scans the comment, section, instruction or declaration at `begin`, a `<` that does not begin a
+/// tag.
 [[nodiscard]] XmlToken ScanXmlDeclaration(const wchar_t* begin, const wchar_t* end) noexcept;
 
-/// The `>` that ends a start tag of which `next` is a part outside of strings, the first `skipped`
-/// characters of which, at most 16, are not looked at; `end` if there is none.
+/// Returns the `>` that closes a start tag, or `end` if there is none. The search starts `skipped`
+/// characters behind `next`, at most 16, which must be outside of quotes. A `>` inside quotes does
+/// not count.
 [[nodiscard]] inline const wchar_t* FindXmlStartTagClose(const wchar_t* next, const wchar_t* end,
                                                          unsigned skipped) noexcept {
-  wchar_t string = 0;  // the quote that began the string that `next` is in
+  wchar_t string = 0;  // the quote that opened the string that `next` is in; 0 outside of strings
   for (;;) {
     const wchar_t* stop = end;
 #ifdef ORVEL_WIDE_SEARCH_SSE2
-    // A search for each quote would have to wait for the one before. Here nothing waits, and there
-    // are no branches that depend on where the quotes are.
+    // Finds all quotes and brackets among 16 characters at once. Searching for one quote after the
+    // other would be slower: each search depends on the one before, and so do its branches.
     if (end - next >= kNarrowLanes) {
       const __m128i bytes = LoadNarrow(next);
       const unsigned ahead = ~0U << skipped;
@@ -52,7 +53,7 @@ struct XmlToken {
       if (quotes == 0 || apostrophes == 0) {
         const unsigned both = quotes | apostrophes;
         const unsigned marks = string == 0 ? both : (string == L'"' ? quotes : apostrophes);
-        // Bit by bit, whether the number of marks up to there is odd.
+        // Each bit becomes the parity of the marks up to there: 1 inside of a string.
         unsigned inside = marks ^ (marks << 1);
         inside ^= inside << 2;
         inside ^= inside << 4;
@@ -88,11 +89,11 @@ struct XmlToken {
 
 struct XmlStartTagEnds {
   const wchar_t* name;
-  const wchar_t* tag;  // points to the `>`; the end of the range if there is none
+  const wchar_t* tag;  // the `>`, or the end of the range if there is none
 };
 
-/// Where the name that begins at `name`, and the start tag of that name, end. Without a name there
-/// is no tag, and nothing is searched for its end.
+/// Returns where the name at `name` ends, and where its start tag does. When the name is empty
+/// there is no tag, and no search for its end.
 [[nodiscard]] inline XmlStartTagEnds FindXmlStartTagEnds(const wchar_t* name,
                                                          const wchar_t* end) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
@@ -110,8 +111,8 @@ struct XmlStartTagEnds {
   return {nameEnd, FindXmlStartTagClose(nameEnd, end, 0)};
 }
 
-/// Scans the construct at `begin`, which must point to a `<` before `end`. The time is
-/// proportional to the length of the token.
+/// Scans the construct at `begin`, a `<` before `end`. Takes time in proportion to the length of
+/// the token.
 [[nodiscard]] inline XmlToken ScanXmlMarkup(const wchar_t* begin, const wchar_t* end) noexcept {
   XmlToken token;
   const wchar_t* const name = begin + 1;

@@ -6,7 +6,7 @@
 
 namespace Orvel::Detail {
 
-// Apart from the header, so that what appends stays short where it is inlined.
+// Not in the header, so that appending stays short where it is inlined.
 void WideBuffer::Grow(std::size_t count) {
   const std::size_t capacity = (std::max)(size_ + count, capacity_ * 2 + 64);
   auto data = std::make_unique_for_overwrite<wchar_t[]>(capacity);

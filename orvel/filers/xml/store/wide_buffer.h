@@ -9,10 +9,10 @@
 
 namespace Orvel::Detail {
 
-/// Text that is put together from short pieces, where a call of the runtime for each would cost
-/// more than its copying. Keeps its memory when it is cleared.
+/// A text that is built from short pieces. Copies them inline, which is faster than a call of the
+/// runtime for each. Keeps its memory when it is cleared.
 ///
-/// Thread-unsafe. When memory runs out, std::bad_alloc comes out and the text is as before.
+/// Thread-unsafe. When memory runs out, std::bad_alloc is raised and the text is unchanged.
 class WideBuffer {
  public:
   [[nodiscard]] std::size_t GetSize() const noexcept { return size_; }
@@ -31,7 +31,7 @@ class WideBuffer {
     data_[size_++] = character;
   }
 
-  /// `piece` may not be a part of this text.
+  /// Appends a piece that is not a part of this text.
   void Append(std::wstring_view piece) {
     Reserve(piece.size());
     CopyWide(piece, data_.get() + size_);

@@ -39,21 +39,21 @@ inline constexpr std::array<std::uint8_t, 128> kXmlCharClasses = [] {
   return code < 128 && (kXmlCharClasses[code] & classes) != 0;
 }
 
-/// First character in the range that is in one of `classes`, or `end`.
+/// Returns the first character in the range that is in one of `classes`, or `end`.
 [[nodiscard]] constexpr const wchar_t* FindXmlChar(const wchar_t* begin, const wchar_t* end,
                                                    unsigned classes) noexcept {
   while (begin != end && !IsXmlChar(*begin, classes)) ++begin;
   return begin;
 }
 
-/// First character in the range that is in none of `classes`, or `end`.
+/// Returns the first character in the range that is in none of `classes`, or `end`.
 [[nodiscard]] constexpr const wchar_t* SkipXmlChars(const wchar_t* begin, const wchar_t* end,
                                                     unsigned classes) noexcept {
   while (begin != end && IsXmlChar(*begin, classes)) ++begin;
   return begin;
 }
 
-/// True when the text has a character that is in one of `classes`.
+/// True when the text contains a character that is in one of `classes`.
 [[nodiscard]] constexpr bool HoldsXmlChar(std::wstring_view text, unsigned classes) noexcept {
   const wchar_t* const end = text.data() + text.size();
   return FindXmlChar(text.data(), end, classes) != end;

@@ -12,16 +12,16 @@
 
 namespace Orvel::Detail {
 
-/// A document's text and the records of its elements, which together say where each stands. Views
-/// into the text hold until the next call of anything that edits or reads it.
+/// A document's text and the records of its elements: together they locate every element. Views
+/// into the text are valid until the next call that edits or reads it.
 ///
-/// Thread-unsafe. Before the first edit reading changes nothing.
+/// Thread-unsafe. Before the first edit, reading changes nothing.
 struct XmlElements {
   XmlText text;
   XmlIndex index;
 
-  /// What the last edit added, if it was an element without children: the next one is likely to
-  /// come behind it or in it.
+  /// The element that the last edit added, if it has no children: the next one is likely to be
+  /// added behind it or in it.
   struct {
     std::uint32_t element = 0;
     std::uint32_t level = 0;
@@ -34,7 +34,7 @@ struct XmlElements {
     return number != 0 && number < index.GetNext() && index.At(number).tagLengths != 0;
   }
 
-  /// Offset of an element's `<`; 0 for the document.
+  /// Returns the offset of an element's `<`; 0 for the document.
   [[nodiscard]] std::size_t GetStart(std::uint32_t number) const noexcept {
     return index.GetStart(number, text.GetSize());
   }
@@ -48,7 +48,7 @@ struct XmlElements {
     return text.GetView(GetStart(number) + 1, lastAdded.nameLength);
   }
 
-  /// True when the tag name of an element is `name`, which must hold no character that ends tag
+  /// True when `name` is the tag name of an element. It must not contain a character that ends tag
   /// names.
   [[nodiscard]] bool HasTagName(std::uint32_t number, std::wstring_view name,
                                 bool ignoreCase) noexcept {
@@ -58,18 +58,18 @@ struct XmlElements {
            EqualXmlNames(tag.substr(1, name.size()), name, ignoreCase);
   }
 
-  /// Offset behind an element's end tag.
+  /// Returns the offset behind an element's end tag.
   [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
     index.SettleLength(number);
     return GetStart(number) + index.At(number).length;
   }
 
-  /// Offset of what an element contains, behind its start tag; 0 for the document.
+  /// Returns the offset behind an element's start tag; 0 for the document.
   [[nodiscard]] std::size_t GetContentStart(std::uint32_t number) const noexcept {
     return GetStart(number) + index.At(number).GetStartTagLength();
   }
 
-  /// Offset of an element's end tag; the end of the text for the document.
+  /// Returns the offset of an element's end tag; the end of the text for the document.
   [[nodiscard]] std::size_t GetContentEnd(std::uint32_t number) noexcept {
     return number == 0 ? text.GetSize() : GetEnd(number) - index.At(number).GetEndTagLength();
   }

@@ -47,8 +47,8 @@ void XmlIndex::LinkBetween(std::uint32_t parent, std::uint32_t previous, std::ui
   }
 }
 
-/// Takes an element and all that it contains out of the links and from beside the gap. Returns its
-/// next sibling.
+/// Unlinks an element, with everything in it, from its siblings and from the gap. Returns its next
+/// sibling.
 std::uint32_t XmlIndex::Unlink(std::uint32_t number) noexcept {
   if (IsBehindGap(number)) {
     behindGap_ = GetNextBehind(number);
@@ -67,19 +67,19 @@ std::uint32_t XmlIndex::Unlink(std::uint32_t number) noexcept {
   return next;
 }
 
-/// The record that begins next in the text, 0 behind the last one.
+/// Returns the next record in the text; 0 after the last one.
 std::uint32_t XmlIndex::GetNextInText(std::uint32_t number) const noexcept {
   const std::uint32_t child = At(number).firstChild;
   return child != 0 ? child : GetNextBehind(number);
 }
 
-/// The record that begins next behind an element and all that it contains.
+/// Returns the first record behind an element and everything in it; 0 when there is none.
 std::uint32_t XmlIndex::GetNextBehind(std::uint32_t number) const noexcept {
   while (number != 0 && At(number).nextSibling == 0) number = At(number).parent;
   return number == 0 ? 0 : At(number).nextSibling;
 }
 
-/// The record that begins before an element in the text, 0 before the first one.
+/// Returns the previous record in the text; 0 before the first one.
 std::uint32_t XmlIndex::GetPreviousInText(std::uint32_t number) const noexcept {
   const std::uint32_t parent = At(number).parent;
   if (At(parent).firstChild == number) return parent;
@@ -107,8 +107,8 @@ void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
     growthAt_ = number;
     return;
   }
-  // Climbs from both ends to where the ways meet. Levels grow on the way down, so the one that is
-  // deeper is never above that place; the document is above all levels.
+  // Climbs from both elements until they meet. The deeper one is never above that place, so it is
+  // the one that climbs; the document is above all levels.
   const auto getDepth = [this](std::uint32_t element) {
     return element == 0 ? 0 : At(element).GetLevel() + 1;
   };

@@ -12,24 +12,24 @@
 namespace Orvel::Detail {
 
 /// The records of a document's elements, in pages of 65,536: record i is entry i mod 65,536 of page
-/// i / 65,536. Record 0 stands for the document. The first page grows with need, so that a small
-/// document stays small. The record of an element that is removed keeps its number and is all zeros
-/// but for the sibling that was behind the element, so that a walk along the level goes on.
+/// i / 65,536. Record 0 is the document. The first page grows as needed, so that a small document
+/// takes little memory. The record of a removed element keeps its number. It is all zeros but for
+/// the next sibling, so that a loop along the level can continue from it.
 ///
-/// While an element is being filled, the lengths of everything around it would grow with each
-/// addition. They do so only on paper: one record and all that enclose it share an amount of growth
-/// that is still to be added, and the amount moves through the tree with the additions. A reader
-/// of a length calls SettleLength() before.
+/// Each edit changes the lengths of all enclosing elements. To avoid writing all of them each time,
+/// the change is deferred: `growth_` is still to be added to the record `growthAt_` and to
+/// everything that encloses it. The next edit moves that place through the tree. Call
+/// SettleLength() before reading a length.
 ///
-/// The starts of elements behind the last edit are kept relative to the end of the text, so that
-/// edits near each other move none of them. GetStart() knows which is which.
+/// The starts of elements behind the last edit are relative to the end of the text, so that nearby
+/// edits do not change them. GetStart() handles both kinds.
 ///
-/// Thread-unsafe. References to records hold until the next record is added.
+/// Thread-unsafe. References to records are valid until the next record is added.
 class XmlIndex {
  public:
   XmlIndex() { Clear(0); }
 
-  /// Forgets all records but record 0, which is cleared. Makes room for `expected` records.
+  /// Removes all records but record 0, which is cleared. Makes room for `expected` records.
   void Clear(std::size_t expected);
 
   [[nodiscard]] MXmlElementRecord& At(std::uint32_t number) noexcept {
@@ -39,28 +39,29 @@ class XmlIndex {
     return pages_[number / kPageSize][number % kPageSize];
   }
 
-  /// The number that the next record gets; all records have smaller ones.
+  /// Returns the number of the next record to be added; all records have smaller ones.
   [[nodiscard]] std::uint32_t GetNext() const noexcept { return next_; }
 
-  /// Sees to it that `count` calls of Add() need no memory.
+  /// Allocates memory for the next `count` calls of Add().
   void Reserve(std::uint32_t count) {
     while (capacity_ - next_ < count) Grow();
   }
 
-  /// Offset of an element's `<` in a text of `size` units.
+  /// Returns the offset of an element's `<` in a text of `size` units.
   [[nodiscard]] std::uint32_t GetStart(std::uint32_t number, std::size_t size) const noexcept {
     const std::uint32_t start = At(number).start;
     return IsFromEnd(start) ? start + static_cast<std::uint32_t>(size) : start;
   }
 
-  /// To be called before the text, of `size` units, is edited at `offset`: from now on the starts
-  /// of the elements that begin there or behind it are relative to the end, and no others. Takes
-  /// the time of the way from the last edit to this one.
+  /// Call it before the text, of `size` units, is edited at `offset`: makes the starts of the
+  /// elements from there on relative to the end of the text, and no others. Takes time in
+  /// proportion to the elements between the last edit and this one.
   void MoveGap(std::size_t offset, std::size_t size) noexcept {
     if (behindGap_ != 0 || At(beforeGap_).start >= offset) MoveGapFromLast(offset, size);
   }
 
-  /// To be called when a record was linked where the text was edited: `last` begins last in it.
+  /// Call it after records were linked at the place of the edit; `last` is the last of them in the
+  /// text.
   void NoteBeforeGap(std::uint32_t last) noexcept { beforeGap_ = last; }
 
   /// True when the start of an element is relative to the end of the text.
@@ -68,8 +69,8 @@ class XmlIndex {
     return IsFromEnd(At(number).start);
   }
 
-  /// Unlinks an element and clears its record and those of all that it contains, and calls `forget`
-  /// with the number of each. They must all be on the same side of the gap, next to it.
+  /// Unlinks an element, clears its record and those of everything in it, and calls `forget` with
+  /// the number of each. All of them must be on the same side of the gap, next to it.
   template <class Function>
   void Forget(std::uint32_t number, const Function& forget) noexcept {
     const std::uint32_t next = Unlink(number);
@@ -84,18 +85,18 @@ class XmlIndex {
     At(number).nextSibling = next;
   }
 
-  /// Adds a record, of zeros unless told otherwise, and returns its number.
+  /// Adds a record and returns its number.
   std::uint32_t Add(const MXmlElementRecord& record = {}) {
     if (next_ == capacity_) Grow();
     At(next_) = record;
     return next_++;
   }
 
-  /// Links a record as its parent's last child, behind the one that was the last, 0 if there was
-  /// none, and tells it its parent. A first child gets its mark.
+  /// Makes a record the last child of `parent`, behind `last`, its last child so far, or 0. Marks a
+  /// first child as such.
   void LinkLast(std::uint32_t parent, std::uint32_t last, std::uint32_t number) noexcept;
 
-  /// Links a record behind `previous` under `parent`, as the first child when `previous` is 0.
+  /// Makes a record a child of `parent`, behind `previous`, or the first child when that is 0.
   void LinkBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t number) noexcept {
     const std::uint32_t next = previous == 0 ? At(parent).firstChild : At(previous).nextSibling;
     if (next == 0) {
@@ -105,14 +106,15 @@ class XmlIndex {
     }
   }
 
-  /// Last child of an element, 0 if it has none.
+  /// Returns the last child of an element; 0 if it has none.
   [[nodiscard]] std::uint32_t GetLastChild(std::uint32_t parent) const noexcept {
     const std::uint32_t first = At(parent).firstChild;
     return first == 0 ? 0 : At(first).previousSibling;
   }
 
-  /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of all that
-  /// enclose it. Takes the time of the way through the tree from the last growth to this one.
+  /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of
+  /// everything that encloses it. Takes time in proportion to the path in the tree from the last
+  /// call's element.
   void GrowAround(std::uint32_t number, std::uint32_t difference) noexcept {
     if (growthAt_ != number) {
       MXmlElementRecord& record = At(number);
@@ -126,8 +128,8 @@ class XmlIndex {
     growth_ += difference;
   }
 
-  /// Sees to it that the record of an element has its true length. Writes nothing when nothing has
-  /// grown, so that documents that are only read can be read by several threads.
+  /// Brings the length in an element's record up to date. Writes nothing when nothing is deferred,
+  /// so that several threads can read a document that is not edited.
   void SettleLength(std::uint32_t number) noexcept {
     if (growth_ == 0) return;
     if (number == 0) {
@@ -138,14 +140,13 @@ class XmlIndex {
     }
   }
 
-  /// The child before an element in its level, 0 at the first one.
+  /// Returns the sibling before an element; 0 for the first child.
   [[nodiscard]] std::uint32_t GetPreviousSibling(std::uint32_t number) const noexcept {
     const MXmlElementRecord& record = At(number);
     return At(record.parent).firstChild == number ? 0 : record.previousSibling;
   }
 
-  /// To be called when all records were added: the text is not edited yet, and they stand in it in
-  /// the order of their numbers.
+  /// Call it when all records of a parsed text have been added, in the order of the text.
   void SetGapBehindAll() noexcept {
     beforeGap_ = next_ - 1;
     behindGap_ = 0;
@@ -165,19 +166,19 @@ class XmlIndex {
   [[nodiscard]] std::uint32_t GetNextBehind(std::uint32_t number) const noexcept;
   [[nodiscard]] std::uint32_t GetPreviousInText(std::uint32_t number) const noexcept;
 
-  /// A text has less than 2^31 units, so a start relative to its end has the highest bit.
+  /// A text has less than 2^31 units, so the highest bit of a start relative to its end is set.
   [[nodiscard]] static bool IsFromEnd(std::uint32_t start) noexcept { return start >> 31 != 0; }
 
   std::vector<std::unique_ptr<MXmlElementRecord[]>> pages_;
   std::uint32_t next_ = 0;
   std::uint32_t capacity_ = 0;
 
-  // The length of growthAt_ and of each record around it is this much greater than it says.
+  // Still to be added to the length of growthAt_ and of every record that encloses it.
   std::uint32_t growthAt_ = 0;
   std::uint32_t growth_ = 0;
 
-  // The last record in the text whose start counts from the text's beginning, 0 if there is none,
-  // and the one behind it, the first whose start counts from the end, 0 if there is none.
+  // The last record in the text whose start counts from the beginning of the text, and the first
+  // one whose start counts from the end; 0 if there is none.
   std::uint32_t beforeGap_ = 0;
   std::uint32_t behindGap_ = 0;
 };

@@ -22,9 +22,9 @@ std::uint64_t Scramble(std::uint64_t x) noexcept {
   return x ^ (x >> 31);
 }
 
-/// The states of numbered names are multiples of the seed's factor apart, and with some factors
-/// those crowd in few of the low bits' values. A fixed factor behind them spreads them whatever the
-/// seed.
+/// Names that differ in a number yield states whose differences are multiples of the seed's factor.
+/// With some factors their low bits take only a few values. Multiplying by a fixed factor spreads
+/// them for any seed.
 std::uint64_t Finish(std::uint64_t state) noexcept {
   state *= kFinalFactor;
   return state ^ (state >> 32);
@@ -38,7 +38,7 @@ XmlHashSeed MakeXmlHashSeed(std::uint64_t number) noexcept {
 
 const XmlHashSeed& GetXmlHashSeed() noexcept {
   static const XmlHashSeed seed = [] {
-    // Where things are loaded and when: enough that texts cannot be made to fit.
+    // Addresses and the time of the first call: not known to whoever writes a text.
     static const int place = 0;
     const auto now = std::chrono::high_resolution_clock::now().time_since_epoch().count();
     std::uint64_t x = static_cast<std::uint64_t>(now);
@@ -65,8 +65,8 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase,
   }
   constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(wchar_t);
   std::uint64_t state = seed.start + name.size();
-  // One multiplication would let the highest bit through as it is, so that a later character could
-  // take back what it did, and would keep the last character from the low bits.
+  // Two multiplications: after a single one, a later character could cancel what an earlier one did
+  // to the highest bit, and the last character would not reach the low bits.
   const auto add = [&state, &seed](std::uint64_t chunk) {
     state = (state ^ chunk) * seed.factor;
     state = (state ^ (state >> 32)) * seed.secondFactor;
@@ -85,7 +85,7 @@ std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase,
     return chunk;
   };
   for (std::size_t i = 0; i + kStep < name.size(); i += kStep) add(load(text + i));
-  add(load(text + name.size() - kStep));  // may take some a second time, which does no harm
+  add(load(text + name.size() - kStep));  // may overlap the step before
   return Finish(state);
 }
 

@@ -7,24 +7,26 @@
 
 namespace Orvel::Detail {
 
-/// What the hashes of one process have of its own: names that collide cannot be prepared.
+/// Makes hashes different in each process, so that nobody can prepare a text whose names collide.
 struct XmlHashSeed {
   std::uint64_t start;
   std::uint64_t factor;        // odd
   std::uint64_t secondFactor;  // odd
 };
 
-/// A seed for each number; numbers that are close give seeds that are not.
+/// Returns a seed made from a number. Similar numbers yield very different seeds.
 [[nodiscard]] XmlHashSeed MakeXmlHashSeed(std::uint64_t number) noexcept;
 
-/// The seed of this process, the same for as long as it runs.
+/// Returns the seed of this process, which stays the same while it runs. Thread-safe.
 [[nodiscard]] const XmlHashSeed& GetXmlHashSeed() noexcept;
 
-/// Hash of a name that grows character by character, so that the hashes of all beginnings of a
-/// name come with it. All bits of Get() are of use, whatever the seed.
+/// Hashes a name character by character, so that one pass yields the hashes of all its prefixes.
+/// All bits of Get() are equally good, for any seed.
+///
+/// Thread-unsafe.
 class XmlNameHash {
  public:
-  /// With `ignoreCase`, names that differ only in the case of ASCII letters have one hash.
+  /// With `ignoreCase`, names that differ only in the case of ASCII letters have the same hash.
   explicit XmlNameHash(bool ignoreCase, const XmlHashSeed& seed = GetXmlHashSeed()) noexcept
       : state_(seed.start), factor_(seed.factor), ignoreCase_(ignoreCase) {}
 
@@ -40,8 +42,8 @@ class XmlNameHash {
   bool ignoreCase_;
 };
 
-/// Hash of a whole name, several characters at a step. All its bits are of use, whatever the seed.
-/// Without `ignoreCase` its values are other than those of XmlNameHash.
+/// Returns the hash of a whole name, several characters per step, which is faster. Its values
+/// differ from those of XmlNameHash. All bits are equally good, for any seed.
 [[nodiscard]] std::uint64_t HashXmlName(std::wstring_view name, bool ignoreCase,
                                         const XmlHashSeed& seed = GetXmlHashSeed()) noexcept;
 

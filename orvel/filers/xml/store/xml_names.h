@@ -9,16 +9,15 @@
 
 namespace Orvel::Detail {
 
-/// `c` as the comparison without regard to case sees it: A to Z become a to z, nothing else
-/// changes, whatever the locale is.
+/// Returns `c` in lower case if it is an ASCII letter, unchanged if not. Independent of the locale.
 [[nodiscard]] constexpr wchar_t FoldXmlCase(wchar_t c) noexcept {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
 }
 
-/// Compares two names without regard to case, of the same length or not.
+/// True when two names of any length are equal without regard to case.
 [[nodiscard]] bool EqualFoldedXmlNames(std::wstring_view a, std::wstring_view b) noexcept;
 
-/// Compares two names, of the same length or not.
+/// True when two names of any length are equal.
 [[nodiscard]] inline bool EqualXmlNames(std::wstring_view a, std::wstring_view b,
                                         bool ignoreCase) noexcept {
   if (ignoreCase) return EqualFoldedXmlNames(a, b);
@@ -26,7 +25,7 @@ namespace Orvel::Detail {
 }
 
 #ifdef ORVEL_WIDE_SEARCH_SSE2
-/// A bit for each of 16 characters that ends a tag name.
+/// Returns a bit for each of 16 characters that ends a tag name.
 [[nodiscard]] inline unsigned XmlTagNameEndBits(__m128i bytes) noexcept {
   __m128i hits = BytesInRange(bytes, '<', '?');                // < = > ?
   hits = _mm_or_si128(hits, BytesInRange(bytes, ' ', '!'));    // and these two
@@ -38,7 +37,7 @@ namespace Orvel::Detail {
 }
 #endif
 
-/// First character in the range that ends a tag name, or `end`.
+/// Returns the first character in the range that ends a tag name, or `end`.
 [[nodiscard]] inline const wchar_t* FindXmlTagNameEnd(const wchar_t* begin,
                                                       const wchar_t* end) noexcept {
 #ifdef ORVEL_WIDE_SEARCH_SSE2
@@ -50,18 +49,18 @@ namespace Orvel::Detail {
   return FindXmlChar(begin, end, kXmlTagNameEnd);
 }
 
-/// The length of the tag name that begins at `begin`.
+/// Returns the length of the tag name at `begin`.
 [[nodiscard]] inline std::size_t XmlTagNameLength(const wchar_t* begin,
                                                   const wchar_t* end) noexcept {
   return static_cast<std::size_t>(FindXmlTagNameEnd(begin, end) - begin);
 }
 
-/// True when a text holds a character that ends tag names.
+/// True when a text contains a character that ends tag names.
 [[nodiscard]] inline bool HoldsXmlTagNameEnd(std::wstring_view text) noexcept {
   return XmlTagNameLength(text.data(), text.data() + text.size()) != text.size();
 }
 
-/// The name in a start tag.
+/// Returns the name in a start tag.
 [[nodiscard]] std::wstring_view FindXmlTagName(std::wstring_view startTag) noexcept;
 
 }  // namespace Orvel::Detail

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-/// Kinds of nodes in an XML document. The values are bits, so that a set of kinds is their sum.
+/// Kinds of nodes in an XML document. The values are bits, so that kinds can be combined.
 enum class MXmlNodeKind : std::uint32_t {
-  kNone = 0,           ///< no node: before the first one of a level
+  kNone = 0,           ///< no node: the position is before the first node of a level
   kElement = 1,        ///< a start tag with everything up to its end tag
   kText = 2,           ///< text between tags, not only white space
   kWhitespace = 4,     ///< text of blanks, tabs and line ends only
@@ -13,22 +13,24 @@ enum class MXmlNodeKind : std::uint32_t {
   kInstruction = 16,   ///< processing instruction, `<? ... ?>`, the declaration too
   kComment = 32,       ///< `<!-- ... -->`
   kDocumentType = 64,  ///< `<!DOCTYPE ... >` and other declarations
-  kLoneEndTag = 128    ///< an end tag that no start tag belongs to
+  kLoneEndTag = 128    ///< an end tag without a start tag
 };
 
-/// The set of both kinds, for MXmlDocument::FindNode().
+/// Combines kinds, for MXmlDocument::FindNode().
 [[nodiscard]] constexpr MXmlNodeKind operator|(MXmlNodeKind a, MXmlNodeKind b) noexcept {
   return static_cast<MXmlNodeKind>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
 }
 
-/// True when the two sets of kinds have one in common.
+/// True when the two combinations have a kind in common.
 [[nodiscard]] constexpr bool Intersects(MXmlNodeKind a, MXmlNodeKind b) noexcept {
   return (static_cast<std::uint32_t>(a) & static_cast<std::uint32_t>(b)) != 0;
 }
 
-/// What MXmlDocument keeps of one element: where it stands in the text and what it is linked to.
-/// Offsets and lengths count `wchar_t` units. Links are record numbers; 0 is none, and as a parent
-/// it is the document itself, whose record has the number 0.
+/// What MXmlDocument stores for each element: its place in the text and its relatives. Offsets and
+/// lengths count `wchar_t` units. Relatives are record numbers; 0 means that there is none, but as
+/// a parent it means the document itself, which is record 0.
+///
+/// A value; thread-compatible.
 struct MXmlElementRecord {
   static constexpr std::uint32_t kSelfClosed = 0x10000;    ///< the start tag ends in `/>`
   static constexpr std::uint32_t kFirstChild = 0x80000;    ///< was its parent's first when created
@@ -47,25 +49,25 @@ struct MXmlElementRecord {
   std::uint32_t parent;           ///< 0 at the top level
   std::uint32_t firstChild;       ///< 0 without children
   std::uint32_t nextSibling;      ///< 0 at the last one
-  std::uint32_t previousSibling;  ///< at a first child, its parent's last child
+  std::uint32_t previousSibling;  ///< for a first child, its parent's last child
 
-  /// From the `<` to behind the `>` of the start tag.
+  /// Returns the length of the start tag, from its `<` to its `>`.
   [[nodiscard]] constexpr std::uint32_t GetStartTagLength() const noexcept {
     return tagLengths & kMaxStartTagLength;
   }
-  /// 0 without an end tag.
+  /// Returns the length of the end tag; 0 when the element has none.
   [[nodiscard]] constexpr std::uint32_t GetEndTagLength() const noexcept {
     return tagLengths >> 22;
   }
-  /// 0 at the top level.
+  /// Returns the nesting level; 0 at the top level.
   [[nodiscard]] constexpr std::uint32_t GetLevel() const noexcept {
     return flagsAndLevel & kMaxLevel;
   }
-  /// True when one of the flags that `flag` is made of is set.
+  /// True when any of the flags in `flag` is set.
   [[nodiscard]] constexpr bool HasFlag(std::uint32_t flag) const noexcept {
     return (flagsAndLevel & flag) != 0;
   }
-  /// Both lengths must be within their limits.
+  /// Stores both lengths, which must be within their limits.
   constexpr void SetTagLengths(std::uint32_t startTag, std::uint32_t endTag) noexcept {
     tagLengths = startTag | (endTag << 22);
   }

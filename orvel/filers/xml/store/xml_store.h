@@ -13,12 +13,13 @@
 
 namespace Orvel::Detail {
 
-/// All that a document keeps: its elements, how to find them by tag, and a text that edits use.
+/// Everything that a document keeps about its text: the elements, the look-up by tag, and a buffer
+/// for edits.
 ///
 /// Thread-unsafe, as XmlElements are.
 struct XmlStore : XmlElements {
   XmlTagLookup lookup{*this};
-  WideBuffer scratch;  ///< what an edit inserts; kept for its memory
+  WideBuffer scratch;  ///< the text that an edit inserts; kept to reuse its memory
 
   /// Replaces all elements.
   void SetIndex(XmlIndex&& elements) noexcept {
@@ -28,7 +29,7 @@ struct XmlStore : XmlElements {
     lastAdded = {};
   }
 
-  /// Forgets an element, which stays in the text, and all that it contains.
+  /// Removes an element and everything in it from the records. The text is unchanged.
   void Forget(std::uint32_t number, bool ignoreCase) noexcept {
     lookup.NoteRemoved(number, ignoreCase);
     const std::size_t end = GetEnd(number);  // settles its length
@@ -36,7 +37,7 @@ struct XmlStore : XmlElements {
     index.Forget(number, [this](std::uint32_t forgotten) { lookup.ForgetLevel(forgotten); });
   }
 
-  /// `piece`, or a copy of it in the scratch text when it is a part of the document's own text.
+  /// Returns `piece`, or a copy of it in `scratch` when it is a part of the document's own text.
   [[nodiscard]] std::wstring_view KeepOutside(std::wstring_view piece) {
     if (!text.Holds(piece)) return piece;
     scratch.Clear();
@@ -44,7 +45,7 @@ struct XmlStore : XmlElements {
     return scratch.GetView();
   }
 
-  /// Frees the scratch text's memory after an edit with much text.
+  /// Frees the memory of `scratch` if an edit made it large.
   void TrimScratch() noexcept {
     constexpr std::size_t kKept = 65536;
     if (scratch.GetCapacity() > kKept) scratch = {};

@@ -9,7 +9,7 @@
 namespace Orvel::Detail {
 namespace {
 
-/// Children that are looked at one after the other, before a table of all of them pays.
+/// The number of children from which on a table is worth building.
 constexpr std::uint32_t kStepsWithoutTable = 32;
 
 std::uint32_t ShortHash(std::wstring_view name, bool ignoreCase) noexcept {
@@ -22,7 +22,7 @@ std::uint32_t XmlTagLookup::FindFirst(std::uint32_t parent, std::wstring_view na
                                       bool ignoreCase) {
   Level* const level = FindLevel(parent);
   if (level != nullptr) {
-    // Whoever searches far a second time is likely to go on.
+    // This is the second long search here, so more are likely to follow.
     if (level->slots.empty()) BuildTable(*level, ignoreCase);
     return FindSlot(*level, name, ShortHash(name, ignoreCase), ignoreCase).number;
   }
@@ -40,7 +40,7 @@ void XmlTagLookup::NoteAddedToLevel(std::uint32_t number, bool ignoreCase) {
   Level* const level = FindTableOf(number);
   if (level == nullptr) return;
   if ((std::size_t{level->used} + 1) * 2 > level->slots.size()) {
-    level->slots.clear();  // made anew when it is asked for
+    level->slots.clear();  // rebuilt, with more room, by the next search
     return;
   }
   Enter(*level, number, ignoreCase);
@@ -52,7 +52,7 @@ void XmlTagLookup::NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) n
   const std::wstring_view name = elements_.GetTagName(number);
   Slot& slot = FindSlot(*level, name, ShortHash(name, ignoreCase), ignoreCase);
   if (--slot.count == 0) {
-    slot.nameLength = kNoName;  // the slot stays, for those that were put behind it
+    slot.nameLength = kNoName;  // stays in use, since searches for others go on behind it
   } else if (slot.number == number) {
     do {
       slot.number = elements_.index.At(slot.number).nextSibling;
@@ -69,7 +69,7 @@ XmlTagLookup::Level* XmlTagLookup::FindLevel(std::uint32_t parent) noexcept {
   return recent_;
 }
 
-/// The level that an element is in, if it has a table.
+/// Returns the level that an element is in, if there is a table for it.
 XmlTagLookup::Level* XmlTagLookup::FindTableOf(std::uint32_t child) noexcept {
   Level* const level = FindLevel(elements_.index.At(child).parent);
   return level != nullptr && !level->slots.empty() ? level : nullptr;
@@ -94,7 +94,7 @@ void XmlTagLookup::BuildTable(Level& level, bool ignoreCase) {
   forEachChild([&](std::uint32_t child) { Enter(level, child, ignoreCase); });
 }
 
-/// Enters a child into a table that has room for it.
+/// Adds a child to a table that has room for it.
 void XmlTagLookup::Enter(Level& level, std::uint32_t child, bool ignoreCase) noexcept {
   const std::wstring_view name = elements_.GetTagName(child);
   const std::uint32_t hash = ShortHash(name, ignoreCase);
@@ -108,7 +108,7 @@ void XmlTagLookup::Enter(Level& level, std::uint32_t child, bool ignoreCase) noe
   if (elements_.GetStart(child) < elements_.GetStart(slot.number)) slot.number = child;
 }
 
-/// The slot of a tag, or the empty one where it belongs.
+/// Returns the slot of a tag, or the empty one to use for it.
 XmlTagLookup::Slot& XmlTagLookup::FindSlot(Level& level, std::wstring_view name, std::uint32_t hash,
                                            bool ignoreCase) noexcept {
   const std::size_t mask = level.slots.size() - 1;

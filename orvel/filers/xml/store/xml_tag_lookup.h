@@ -11,9 +11,9 @@ namespace Orvel::Detail {
 
 struct XmlElements;
 
-/// Finds the first child of an element by tag, again and again, in constant time each: when a level
-/// has many children, it makes a table of their tags. All tables are kept, so that levels may be
-/// searched by turns.
+/// Finds the first child of an element by tag. Repeated searches take constant time each: for a
+/// level with many children, a table of their tags is built. The tables of all levels are kept, so
+/// that searches may alternate between levels.
 ///
 /// Thread-unsafe.
 class XmlTagLookup {
@@ -21,27 +21,28 @@ class XmlTagLookup {
   /// Borrows the elements, which must outlive the look-up.
   explicit XmlTagLookup(XmlElements& elements) noexcept : elements_(elements) {}
 
-  /// Forgets all tables: the elements are others, or compared in another way.
+  /// Drops all tables. Call it when the elements are replaced, or tags are compared differently.
   void Clear() noexcept {
     levels_.clear();
     recent_ = nullptr;
   }
 
-  /// First child of `parent` with the tag `name`, which must not be empty; 0 if there is none.
+  /// Returns the first child of `parent` with the tag `name`, which must not be empty; 0 if there
+  /// is none.
   [[nodiscard]] std::uint32_t FindFirst(std::uint32_t parent, std::wstring_view name,
                                         bool ignoreCase);
 
-  /// To be called when the element `number` was linked under its parent.
+  /// Call it after the element `number` was linked to its parent.
   void NoteAdded(std::uint32_t number, bool ignoreCase) {
     if (!levels_.empty()) NoteAddedToLevel(number, ignoreCase);
   }
 
-  /// To be called before the element `number` is unlinked from its parent, or gets another tag.
+  /// Call it before the element `number` is unlinked from its parent or renamed.
   void NoteRemoved(std::uint32_t number, bool ignoreCase) noexcept {
     if (!levels_.empty()) NoteRemovedFromLevel(number, ignoreCase);
   }
 
-  /// To be called when an element lost all its children, or is no more.
+  /// Call it when an element has lost all its children, or was removed.
   void ForgetLevel(std::uint32_t parent) noexcept {
     if (levels_.erase(parent) != 0) recent_ = nullptr;
   }
@@ -50,7 +51,7 @@ class XmlTagLookup {
   struct Slot {
     std::uint32_t hash;
     std::uint32_t number;      // the first one of the tag; 0 in an empty slot
-    std::uint32_t nameLength;  // spares the search for the end of the name in the text
+    std::uint32_t nameLength;  // so that the end of the name need not be searched for
     std::uint32_t count;       // of elements with the tag
   };
   struct Level {
@@ -72,8 +73,8 @@ class XmlTagLookup {
                                bool ignoreCase) noexcept;
 
   XmlElements& elements_;
-  std::unordered_map<std::uint32_t, Level> levels_;  // those where a search took many steps
-  Level* recent_ = nullptr;                          // the one that was found last
+  std::unordered_map<std::uint32_t, Level> levels_;  // where a search took many steps; by parent
+  Level* recent_ = nullptr;                          // the one found last
 };
 
 }  // namespace Orvel::Detail

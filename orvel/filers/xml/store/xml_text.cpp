@@ -13,7 +13,8 @@ constexpr std::size_t kFirstGap = 256;
 
 using Traits = std::wstring::traits_type;
 
-/// Moves `piece` to `to`, which may overlap it. Most gaps move by a line break or an end tag.
+/// Moves `piece` to `to`, which may overlap it. Fast for short pieces: most gaps move by a line
+/// break or an end tag.
 void MoveWide(std::wstring_view piece, wchar_t* to) noexcept {
   constexpr std::size_t kShort = 16;
   if (piece.size() > kShort) {
@@ -52,7 +53,7 @@ void XmlText::Set(std::wstring&& text) noexcept {
 void XmlText::MoveGap(std::size_t offset) noexcept {
   wchar_t* const data = buffer_.data();
   if (gapLength_ == 0) {
-    // There is nothing to move: a gap of no length is anywhere.
+    // Nothing to move: an empty gap can be anywhere.
   } else if (offset < gapStart_) {
     MoveWide({data + offset, gapStart_ - offset}, data + offset + gapLength_);
   } else if (offset > gapStart_) {
@@ -62,9 +63,9 @@ void XmlText::MoveGap(std::size_t offset) noexcept {
 }
 
 void XmlText::GrowGap(std::size_t atLeast) {
-  // The gap doubles from one growth to the next, up to half the text: its filling and the moves of
-  // what stands behind it add up to what was inserted, also when the whole text is asked for
-  // between the edits.
+  // Each growth is twice the one before, up to half the text. So growing the gap, moving what is
+  // behind it and closing it take time in proportion to what is inserted, also when every edit is
+  // followed by a request for the whole text.
   const std::size_t step = (std::max)(nextGap_, kFirstGap);
   const std::size_t added = atLeast + step;
   const std::size_t behind = buffer_.size() - gapStart_ - gapLength_;
