@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -79,6 +80,12 @@ TEST(DumpReaderTest, NamesComeBackWhateverTheyHold) {
     }
     const Dump dump = ReadDump(text);
     SCOPED_TRACE(text);
+    const std::string windows = std::regex_replace(text, std::regex("\n"), "\r\n");
+    if (text.find('\r') == std::string::npos) {
+      const Dump same = ReadDump("\xEF\xBB\xBF" + windows);
+      EXPECT_EQ(Describe(same), Describe(dump));
+      EXPECT_TRUE(same.loggerWallClock.has_value());
+    }
     EXPECT_EQ(dump.skippedRecords + dump.strayLines, 0u);
     EXPECT_GE(dump.records.size(), Orvel::Detail::kEventNames.size() - 3);
     for (const Record& record : dump.records) {
@@ -107,15 +114,6 @@ TEST(DumpReaderTest, HeadGivesTheWallClock) {
   EXPECT_FALSE(read("%% Reference time: -0.1 is approximately 412ms past Tue Nov 32 13:00:07 2026")
                    .loggerWallClock.has_value());
   EXPECT_FALSE(ReadDump("no dump\nat all").hasHead);
-}
-
-TEST(DumpReaderTest, LineEndsOfWindowsChangeNothing) {
-  const std::string text = DumpOf(L"two\nlines");
-  std::string windows;
-  for (const char c : text) windows += c == '\n' ? std::string("\r\n") : std::string(1, c);
-  const Dump dump = ReadDump("\xEF\xBB\xBF" + windows);
-  EXPECT_EQ(Describe(dump), Describe(ReadDump(text)));
-  EXPECT_TRUE(dump.loggerWallClock.has_value());
 }
 
 TEST(DumpReaderTest, CutAnywhereKeepsTheRecordsBeforeTheCut) {
