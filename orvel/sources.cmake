@@ -31,8 +31,6 @@ set(orvelPlatformWindowsSources
   platform/mini_dump.h
   platform/process_threads.cpp
   platform/process_threads.h
-  platform/registry_api.cpp
-  platform/registry_api.h
   platform/registry_key.cpp
   platform/registry_key.h
   platform/system_message.cpp

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/platform/registry_key.h"
 
-#include "orvel/platform/registry_api.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -23,28 +22,30 @@ bool RegistryNameLess::operator()(std::wstring_view left, std::wstring_view righ
 }
 
 RegistryKey RegistryKey::Open(void* parent, const wchar_t* path, RegistryAccess access) noexcept {
-  void* key = nullptr;
-  const std::uint32_t status =
-      CurrentRegistryApi().openKey(parent, path, static_cast<std::uint32_t>(access), &key);
-  return RegistryKey(status == kRegistrySuccess ? key : nullptr);
+  HKEY key = nullptr;
+  const LSTATUS status =
+      ::RegOpenKeyExW(static_cast<HKEY>(parent), path, 0, static_cast<REGSAM>(access), &key);
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
 }
 
 RegistryKey RegistryKey::Create(void* parent, const wchar_t* path, RegistryAccess access) noexcept {
-  void* key = nullptr;
-  const std::uint32_t status =
-      CurrentRegistryApi().createKey(parent, path, static_cast<std::uint32_t>(access), &key);
-  return RegistryKey(status == kRegistrySuccess ? key : nullptr);
+  HKEY key = nullptr;
+  // Without security attributes a new key inherits what its parent passes on.
+  const LSTATUS status =
+      ::RegCreateKeyExW(static_cast<HKEY>(parent), path, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                        static_cast<REGSAM>(access), nullptr, &key, nullptr);
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
 }
 
 RegistryQuery RegistryKey::QueryValue(const wchar_t* name, RegistryType& type, void* data,
                                       std::uint32_t& sizeInBytes) const noexcept {
-  std::uint32_t foundType = 0;
-  std::uint32_t size = sizeInBytes;
-  const std::uint32_t status =
-      CurrentRegistryApi().queryValue(Get(), name, &foundType, data, &size);
-  if (status != kRegistrySuccess && status != kRegistryMoreData) return RegistryQuery::kFailed;
+  DWORD foundType = REG_NONE;
+  DWORD size = sizeInBytes;
+  const LSTATUS status = ::RegQueryValueExW(static_cast<HKEY>(Get()), name, nullptr, &foundType,
+                                            static_cast<BYTE*>(data), &size);
+  if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) return RegistryQuery::kFailed;
   // A size beyond the buffer is never taken for data in it, whatever the status says.
-  const bool fits = status == kRegistrySuccess && size <= sizeInBytes;
+  const bool fits = status == ERROR_SUCCESS && size <= sizeInBytes;
   type = static_cast<RegistryType>(foundType);
   sizeInBytes = size;
   return fits ? RegistryQuery::kDone : RegistryQuery::kMoreData;
@@ -52,8 +53,8 @@ RegistryQuery RegistryKey::QueryValue(const wchar_t* name, RegistryType& type, v
 
 bool RegistryKey::SetValue(const wchar_t* name, RegistryType type, const void* data,
                            std::uint32_t sizeInBytes) const noexcept {
-  return CurrentRegistryApi().setValue(Get(), name, static_cast<std::uint32_t>(type), data,
-                                       sizeInBytes) == kRegistrySuccess;
+  return ::RegSetValueExW(static_cast<HKEY>(Get()), name, 0, static_cast<DWORD>(type),
+                          static_cast<const BYTE*>(data), sizeInBytes) == ERROR_SUCCESS;
 }
 
 }  // namespace Orvel::Detail

@@ -24,7 +24,6 @@ namespace {
 using Orvel::Testing::RawRegistryValue;
 using Orvel::Testing::RegistrySandbox;
 using Orvel::Testing::RegistrySeam;
-using testing::_;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -176,9 +175,10 @@ TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
     path += level == 0 ? L"s" : L"\\s";
   }
   std::int32_t value = 0;
-  EXPECT_TRUE(out_.WriteInt(L"a", 1) && in_.ReadInt(L"a", value, 0));
-  EXPECT_THAT(sandbox_.Get(path, L"a"), Optional(Number(1)));
+  EXPECT_TRUE(out_.WriteInt(L"a", 1));
+  EXPECT_TRUE(in_.ReadInt(L"a", value, 0));
   EXPECT_THAT(seam.calls, Each(Field(&RegistrySeam::Call::name, SizeIs(Lt(2 * 32u)))));
+  EXPECT_THAT(sandbox_.Get(path, L"a"), Optional(Number(1)));
   EXPECT_TRUE(in_.EndSection());
   EXPECT_FALSE(in_.ReadInt(L"a", value, 0)) << "one level less is another key";
 }
@@ -224,6 +224,8 @@ TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
   RegistrySeam seam;  // the system may put a zero behind the text; here garbage stands there
   const std::wstring longText(3000, L'l');
   const std::wstring shortText(256, L'a');
+  Bytes oddBytes = TextBytes(longText);
+  oddBytes.push_back('o');
   const struct {
     const char* what;
     RawRegistryValue stored;
@@ -240,6 +242,7 @@ TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
       {"embedded zero", Text(std::wstring(L"ab\0cd", 5)), L"ab"},
       {"only zeros", {REG_SZ, Bytes(9)}, L""},
       {"long, without terminator", {REG_SZ, TextBytes(longText)}, longText},
+      {"long, odd size", {REG_SZ, oddBytes}, longText},
       {"with a variable", {REG_EXPAND_SZ, TextBytes(L"%PATH%")}, L"%PATH%"},
       {"double word", Number(5), {}},
       {"list", {REG_MULTI_SZ, TextBytes(L"ab")}, {}},
@@ -272,8 +275,12 @@ TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow
     length = (std::min<std::size_t>)(length + 300, 1000);
     return Text(std::wstring(length, L'g'));
   };
-  EXPECT_TRUE(in_.ReadString(L"v", text, L"default"));
-  EXPECT_EQ(text, std::wstring(1000, L'g'));
+  for (const std::int32_t status : {ERROR_MORE_DATA, ERROR_SUCCESS}) {
+    length = 0;
+    seam.statusOfTooLittleRoom = status;  // which is not to be believed
+    EXPECT_TRUE(in_.ReadString(L"v", text, L"default"));
+    EXPECT_EQ(text, std::wstring(1000, L'g'));
+  }
 
   seam.calls.clear();
   seam.finds = [&] { return Text(std::wstring(length += 300, L'g')); };
@@ -309,6 +316,8 @@ TEST_F(RegistryFilersTest, EndingASectionTakesTheNextStampOfTheProcess) {
   std::uint32_t stamp = 0;
   EXPECT_TRUE(in_.ReadChangeStamp(stamp));
   EXPECT_EQ(stamp, first + 1) << "a section that was not opened does not end";
+  EXPECT_TRUE(out_.BeginSection(L"A") && out_.BeginSection(L"Inner") && out_.EndSection());
+  EXPECT_EQ(out_.GetChangeStamp(), first + 3) << "an inner section's end counts";
 }
 
 TEST_F(RegistryFilersTest, AnExistingSectionIsWalkedOncePerLevel) {
@@ -338,29 +347,29 @@ TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
   std::int32_t value = 0;
   RegistrySeam seam;
   EXPECT_TRUE(out_.WriteInt(L"v", 5));
-  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite, _),
-                                      FieldsAre(Kind::kCreate, L"Orvel", kReadWrite, _),
-                                      FieldsAre(Kind::kCreate, application_, kReadWrite, _),
-                                      FieldsAre(Kind::kCreate, L"A\\B", kReadWrite, _),
-                                      FieldsAre(Kind::kSet, L"v", 0u, _)));
+  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite),
+                                      FieldsAre(Kind::kCreate, L"Orvel", kReadWrite),
+                                      FieldsAre(Kind::kCreate, application_, kReadWrite),
+                                      FieldsAre(Kind::kCreate, L"A\\B", kReadWrite),
+                                      FieldsAre(Kind::kSet, L"v", 0u)));
   seam.calls.clear();
   EXPECT_TRUE(in_.ReadInt(L"v", value, 0));
-  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite, _),
-                                      FieldsAre(Kind::kOpen, L"Orvel", kRead, _),
-                                      FieldsAre(Kind::kOpen, application_, kRead, _),
-                                      FieldsAre(Kind::kOpen, L"A\\B", kRead, _),
-                                      FieldsAre(Kind::kQuery, L"v", 0u, _)));
+  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite),
+                                      FieldsAre(Kind::kOpen, L"Orvel", kRead),
+                                      FieldsAre(Kind::kOpen, application_, kRead),
+                                      FieldsAre(Kind::kOpen, L"A\\B", kRead),
+                                      FieldsAre(Kind::kQuery, L"v", 0u)));
 
   // Where writing is refused everywhere, reading goes on, and creating falls back to reading.
   seam.refuses = [](const RegistrySeam::Call& call) { return call.access == kReadWrite; };
   EXPECT_TRUE(in_.ReadInt(L"v", value, 0) && creating_.ReadInt(L"v", value, 0));
   seam.calls.clear();
   EXPECT_FALSE(out_.WriteInt(L"v", 6));
-  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite, _),
-                                      FieldsAre(Kind::kOpen, L"Software", kRead, _),
-                                      FieldsAre(Kind::kCreate, L"Orvel", kReadWrite, _),
-                                      FieldsAre(Kind::kCreate, L"Orvel", kRead, _),
-                                      FieldsAre(Kind::kCreate, application_, kReadWrite, _)));
+  EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite),
+                                      FieldsAre(Kind::kOpen, L"Software", kRead),
+                                      FieldsAre(Kind::kCreate, L"Orvel", kReadWrite),
+                                      FieldsAre(Kind::kCreate, L"Orvel", kRead),
+                                      FieldsAre(Kind::kCreate, application_, kReadWrite)));
 }
 
 TEST_F(RegistryFilersTest, KeysAreClosedWhicheverCallFails) {

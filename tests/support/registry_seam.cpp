@@ -4,81 +4,111 @@
 #include <algorithm>
 #include <cstring>
 
-#include "orvel/platform/registry_api.h"
 #include "orvel/platform/windows_api.h"
+
+// The slots of this program's import table, by the names that linkers give them.
+extern "C" {
+extern void* __imp_RegOpenKeyExW;
+extern void* __imp_RegCreateKeyExW;
+extern void* __imp_RegCloseKey;
+extern void* __imp_RegQueryValueExW;
+extern void* __imp_RegSetValueExW;
+}
 
 namespace Orvel::Testing {
 namespace {
 
-using Orvel::Detail::RegistryApi;
-using Orvel::Detail::SystemRegistryApi;
 using Call = RegistrySeam::Call;
 
 RegistrySeam* current = nullptr;
 
-std::uint32_t Record(Call call, const std::function<std::uint32_t()>& proceed) {
+decltype(&::RegOpenKeyExW) openKey;
+decltype(&::RegCreateKeyExW) createKey;
+decltype(&::RegCloseKey) closeKey;
+decltype(&::RegQueryValueExW) queryValue;
+decltype(&::RegSetValueExW) setValue;
+
+LSTATUS Record(Call::Kind kind, const wchar_t* name, REGSAM access,
+               const std::function<LSTATUS()>& proceed) {
+  if (current == nullptr) return proceed();
+  const Call call{kind, name, access};
   const bool refused = current->refuses && current->refuses(call);
-  call.status = refused ? std::uint32_t{ERROR_ACCESS_DENIED} : proceed();
-  const bool opens = call.kind == Call::Kind::kOpen || call.kind == Call::Kind::kCreate;
-  if (opens && call.status == ERROR_SUCCESS) ++current->opened;
+  const LSTATUS status = refused ? LSTATUS{ERROR_ACCESS_DENIED} : proceed();
+  if (access != 0 && status == ERROR_SUCCESS) ++current->opened;
   current->calls.push_back(call);
-  return call.status;
+  return status;
 }
 
-std::uint32_t OpenKey(void* parent, const wchar_t* path, std::uint32_t access, void** key) {
-  return Record({Call::Kind::kOpen, path, access},
-                [&] { return SystemRegistryApi().openKey(parent, path, access, key); });
+LSTATUS WINAPI OpenKey(HKEY parent, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
+  return Record(Call::Kind::kOpen, path, access,
+                [&] { return openKey(parent, path, options, access, key); });
 }
 
-std::uint32_t CreateKey(void* parent, const wchar_t* path, std::uint32_t access, void** key) {
-  return Record({Call::Kind::kCreate, path, access},
-                [&] { return SystemRegistryApi().createKey(parent, path, access, key); });
+LSTATUS WINAPI CreateKey(HKEY parent, const wchar_t* path, DWORD reserved, wchar_t* className,
+                         DWORD options, REGSAM access, SECURITY_ATTRIBUTES* security, HKEY* key,
+                         DWORD* disposition) {
+  return Record(Call::Kind::kCreate, path, access, [&] {
+    return createKey(parent, path, reserved, className, options, access, security, key,
+                     disposition);
+  });
 }
 
-std::uint32_t CloseKey(void* key) {
-  ++current->closed;
-  return SystemRegistryApi().closeKey(key);
+LSTATUS WINAPI CloseKey(HKEY key) {
+  if (current != nullptr) ++current->closed;
+  return closeKey(key);
 }
 
-std::uint32_t QueryValue(void* key, const wchar_t* name, std::uint32_t* type, void* data,
-                         std::uint32_t* sizeInBytes) {
-  return Record({Call::Kind::kQuery, name}, [&]() -> std::uint32_t {
-    if (!current->finds) {
-      return SystemRegistryApi().queryValue(key, name, type, data, sizeInBytes);
+LSTATUS WINAPI QueryValue(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, BYTE* data,
+                          DWORD* sizeInBytes) {
+  return Record(Call::Kind::kQuery, name, 0, [&]() -> LSTATUS {
+    if (current == nullptr || !current->finds) {
+      return queryValue(key, name, reserved, type, data, sizeInBytes);
     }
     const RawRegistryValue value = current->finds();
-    const std::uint32_t capacity = *sizeInBytes;
+    const DWORD capacity = *sizeInBytes;
     *type = value.type;
-    *sizeInBytes = static_cast<std::uint32_t>(value.bytes.size());
-    if (value.bytes.size() > capacity) return ERROR_MORE_DATA;
-    auto* const buffer = static_cast<std::uint8_t*>(data);
-    std::copy(value.bytes.begin(), value.bytes.end(), buffer);
+    *sizeInBytes = static_cast<DWORD>(value.bytes.size());
+    if (value.bytes.size() > capacity) return current->statusOfTooLittleRoom;
+    std::copy(value.bytes.begin(), value.bytes.end(), data);
     // A scalar's buffer keeps what was in it, as with the system; text behind the data would show.
     if (capacity > sizeof(std::uint32_t)) {
-      std::memset(buffer + value.bytes.size(), 'x', capacity - value.bytes.size());
+      std::memset(data + value.bytes.size(), 'x', capacity - value.bytes.size());
     }
     return ERROR_SUCCESS;
   });
 }
 
-std::uint32_t SetValue(void* key, const wchar_t* name, std::uint32_t type, const void* data,
-                       std::uint32_t sizeInBytes) {
-  return Record({Call::Kind::kSet, name},
-                [&] { return SystemRegistryApi().setValue(key, name, type, data, sizeInBytes); });
+LSTATUS WINAPI SetValue(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data,
+                        DWORD sizeInBytes) {
+  return Record(Call::Kind::kSet, name, 0,
+                [&] { return setValue(key, name, reserved, type, data, sizeInBytes); });
 }
 
-constexpr RegistryApi kSeamApi = {OpenKey, CreateKey, CloseKey, QueryValue, SetValue};
+template <class Function>
+void Install(void*& imported, Function* replacement, Function*& original) {
+  DWORD protection = 0;
+  ::VirtualProtect(&imported, sizeof imported, PAGE_READWRITE, &protection);
+  original = reinterpret_cast<Function*>(imported);
+  imported = reinterpret_cast<void*>(replacement);
+  ::VirtualProtect(&imported, sizeof imported, protection, &protection);
+}
+
+bool InstallAll() {
+  Install(__imp_RegOpenKeyExW, &OpenKey, openKey);
+  Install(__imp_RegCreateKeyExW, &CreateKey, createKey);
+  Install(__imp_RegCloseKey, &CloseKey, closeKey);
+  Install(__imp_RegQueryValueExW, &QueryValue, queryValue);
+  Install(__imp_RegSetValueExW, &SetValue, setValue);
+  return true;
+}
 
 }  // namespace
 
 RegistrySeam::RegistrySeam() {
+  [[maybe_unused]] static const bool isInstalled = InstallAll();
   current = this;
-  Orvel::Detail::ReplaceRegistryApi(&kSeamApi);
 }
 
-RegistrySeam::~RegistrySeam() {
-  Orvel::Detail::ReplaceRegistryApi(nullptr);
-  current = nullptr;
-}
+RegistrySeam::~RegistrySeam() { current = nullptr; }
 
 }  // namespace Orvel::Testing
