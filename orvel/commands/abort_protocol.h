@@ -71,6 +71,8 @@ class CommandCompletion {
 
   const KernelHandle done_;
   const void* const processor_;
+  // Acquire-release where the two sides compete. The release in EndRun pairs with TryLeave, so that
+  // a caller that leaves sees what the command did.
   std::atomic<State> state_{State::kQueued};
   bool isReset_ = true;  // the caller's while it is lent
 };
@@ -136,8 +138,9 @@ class AbortProtocol : public Orvel::Libraries::NonCopyable {
 
   Queue& queue_;
   std::atomic<std::uint32_t> gate_{0};  // written with release, read with acquire
-  std::atomic<bool> isAborted_{false};  // written with release before the event is signalled
-  const KernelHandle aborted_;          // manual-reset, never reset
+  // Written with release before the event is signalled, read with acquire.
+  std::atomic<bool> isAborted_{false};
+  const KernelHandle aborted_;  // manual-reset, never reset
 };
 
 }  // namespace Orvel::Detail

@@ -33,7 +33,8 @@ class CompletionPool : public std::enable_shared_from_this<CompletionPool> {
   static constexpr std::size_t kMaxResting = 8;
 
   const void* const processor_;
-  // Owned. A thread that takes one out exchanges its pointer for null.
+  // Owned. A thread that takes one out exchanges its pointer for null: acquire in Lend, release in
+  // TakeBack, so that the next borrower finds it as the last one left it.
   std::array<std::atomic<CommandCompletion*>, kMaxResting> resting_{};
 };
 

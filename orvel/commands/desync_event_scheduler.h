@@ -89,7 +89,7 @@ class MDesyncEventScheduler : public Orvel::Libraries::NonCopyable {
   // `Disable` flushes the thread too, but must not wait for events: a flush runs events only while
   // a thread is in `Flush`. The numbers show whether a flush of the thread began after a `Flush`
   // did.
-  std::atomic<std::uint32_t> flushers_{0};
-  std::atomic<std::uint64_t> flushesBegun_{0};
-  std::atomic<std::uint64_t> flushesDone_{0};
+  std::atomic<std::uint32_t> flushers_{0};  // sequentially consistent; counted before the request
+  std::atomic<std::uint64_t> flushesBegun_{0};  // release on the thread, acquire in Flush
+  std::atomic<std::uint64_t> flushesDone_{0};   // the same
 };

@@ -63,10 +63,11 @@ class CrashReporterState {
   const KernelHandle done_;     // stays set until the crash is over
   const KernelHandle builder_;  // the thread that built this object; empty: could not be opened
   KernelHandle worker_;
+  // Sequentially consistent: nothing here is worth a weaker order.
   std::atomic<std::uint32_t> workerId_{0};
   std::atomic<std::uint32_t> crashedId_{0};  // the thread whose report it is; 0 when there is none
-  std::atomic<bool> isStuck_{false};         // a report has passed its time limit, or its thread
-  // The crashed thread's own.
+  std::atomic<bool> isStuck_{false};  // a report took longer than its limit, or its thread crashed
+  // Used by the crashed thread only.
   Clock::time_point deadline_;
   bool isAskingForException_ = false;
 };

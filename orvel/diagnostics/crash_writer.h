@@ -64,7 +64,8 @@ class CrashWriter {
   const bool writesMiniDump_;
   const MiniDumpWriter miniDumpWriter_;
 
-  std::atomic<bool> isBusy_{false};
+  std::atomic<bool> isBusy_{false};  // written with release, read with acquire
+  // Acquire-release, so that a successor sees what the steps before its own have stored.
   std::atomic<std::uint32_t> nextStep_{0};
   CrashKind kind_{};
   std::uint32_t threadId_ = 0;

@@ -16,39 +16,41 @@ constexpr DWORD kInvalidRuntimeParameter = 0xC0000417;
 
 using SignalHandler = void (*)(int);
 
-/// One kind of handler: what it replaced, and whether ours is still called. Relaxed: a handler that
-/// runs was installed, and what it reads was stored before.
+/// One kind of handler: the handler that ours replaced, and whether ours is still called. The first
+/// is relaxed, since the system or the runtime calls a handler only after it was installed; the
+/// second is used by one thread at a time.
 template <class Handler>
 struct Place {
   std::atomic<Handler> previous{nullptr};
   std::atomic<bool> isInstalled{false};
 };
 
+// Release where the hooks are installed, acquire where they are called.
 constinit std::atomic<void (*)(const CrashSite&) noexcept> onCrash{nullptr};
 constinit std::atomic<void (*)() noexcept> onSurvived{nullptr};
 constinit Place<LPTOP_LEVEL_EXCEPTION_FILTER> filterPlace;
 constinit Place<std::terminate_handler> terminatePlace;
 constinit Place<SignalHandler> abortPlace;
 constinit Place<_invalid_parameter_handler> parameterPlace;
-// Whether the process has gone on after one.
+// Whether the process has continued after an invalid parameter. Relaxed: it orders nothing.
 constinit std::atomic<bool> parametersAreHarmless{false};
 
-void TellCrash(const CrashSite& site) noexcept {
+void ReportCrash(const CrashSite& site) noexcept {
   if (const auto hook = onCrash.load(std::memory_order_acquire)) hook(site);
 }
 
-void TellSurvived() noexcept {
+void ReportSurvived() noexcept {
   if (const auto hook = onSurvived.load(std::memory_order_acquire)) hook();
 }
 
-/// Stands for the exception that a crash of another kind does not have. Its context is to be
-/// captured in the handler itself, so that the one who called it comes next on the stack.
+/// Takes the place of the structured exception where a crash of another kind has none. Capture its
+/// context in the handler itself, so that the handler's caller comes next on the stack.
 struct StandInException {
   CONTEXT context{};
   EXCEPTION_RECORD record{};
   EXCEPTION_POINTERS pointers{};
 
-  void Tell(CrashKind kind) noexcept {
+  void Report(CrashKind kind) noexcept {
     record.ExceptionCode =
         kind == CrashKind::kInvalidParameter ? kInvalidRuntimeParameter : kFatalAppExit;
     record.ExceptionFlags = EXCEPTION_NONCONTINUABLE;
@@ -56,12 +58,12 @@ struct StandInException {
     record.ExceptionAddress = reinterpret_cast<void*>(static_cast<ULONG_PTR>(context.Rip));
 #endif
     pointers = {&record, &context};
-    TellCrash({kind, &pointers});
+    ReportCrash({kind, &pointers});
   }
 };
 
-/// True for the exceptions that `throw` makes: the runtime's own filter has them end in
-/// `std::terminate`.
+/// Returns true for the exceptions that `throw` raises. The runtime's own filter calls
+/// `std::terminate` for them.
 bool IsLanguageException(const EXCEPTION_RECORD& record) noexcept {
   constexpr DWORD kMicrosoftThrow = 0xE06D7363;
   constexpr DWORD kGnuThrow = 0x20474343;
@@ -78,21 +80,21 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* pointers) noexcept {
   };
   const CrashSite site{CrashKind::kException, pointers};
   if (IsLanguageException(*pointers->ExceptionRecord)) {
-    // First, because only there, as the cause of a call of terminate, can it be looked into.
-    const LONG answer = callPrevious();
-    if (answer != EXCEPTION_CONTINUE_EXECUTION) TellCrash(site);
-    return answer;
+    // The runtime's filter comes first: it calls OnTerminate, where the exception can be read.
+    const LONG decision = callPrevious();
+    if (decision != EXCEPTION_CONTINUE_EXECUTION) ReportCrash(site);
+    return decision;
   }
-  TellCrash(site);
-  const LONG answer = callPrevious();
-  if (answer == EXCEPTION_CONTINUE_EXECUTION) TellSurvived();
-  return answer;
+  ReportCrash(site);
+  const LONG decision = callPrevious();
+  if (decision == EXCEPTION_CONTINUE_EXECUTION) ReportSurvived();
+  return decision;
 }
 
 [[noreturn]] void OnTerminate() {
   StandInException exception;
   ::RtlCaptureContext(&exception.context);
-  exception.Tell(CrashKind::kTerminate);
+  exception.Report(CrashKind::kTerminate);
   if (const auto previous = terminatePlace.previous.load(std::memory_order_relaxed)) previous();
   ::abort();
 }
@@ -101,9 +103,9 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* pointers) noexcept {
 [[noreturn]] void EndByAbort() noexcept {
   ::signal(SIGABRT, SIG_DFL);
 #if defined(_MSC_VER) || defined(_UCRT)
-  ::_set_abort_behavior(0, _WRITE_ABORT_MSG);  // it was written before the signal
+  ::_set_abort_behavior(0, _WRITE_ABORT_MSG);  // the message was written before the signal
 #else
-  ::raise(SIGABRT);  // abort would write its message once more
+  ::raise(SIGABRT);  // abort would write its message again
 #endif
   ::abort();
 }
@@ -111,16 +113,16 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* pointers) noexcept {
 void OnAbort(int signalNumber) {
   StandInException exception;
   ::RtlCaptureContext(&exception.context);
-  exception.Tell(CrashKind::kAbort);
+  exception.Report(CrashKind::kAbort);
   const SignalHandler previous = abortPlace.previous.load(std::memory_order_relaxed);
   if (previous == SIG_DFL) EndByAbort();
   if (previous != SIG_IGN) {
-    // As the runtime does, which has taken this handler out by now.
+    // The runtime resets a handler before it calls it; do the same for the previous one.
     abortPlace.previous.store(SIG_DFL, std::memory_order_relaxed);
     previous(signalNumber);
   }
   ::signal(SIGABRT, &OnAbort);
-  TellSurvived();
+  ReportSurvived();
 }
 
 void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
@@ -128,7 +130,7 @@ void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
   StandInException exception;
   ::RtlCaptureContext(&exception.context);
   if (!parametersAreHarmless.load(std::memory_order_relaxed)) {
-    exception.Tell(CrashKind::kInvalidParameter);
+    exception.Report(CrashKind::kInvalidParameter);
   }
   if (const auto previous = parameterPlace.previous.load(std::memory_order_relaxed)) {
     previous(expression, function, file, line, reserved);
@@ -139,7 +141,7 @@ void OnInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
 #endif
   }
   parametersAreHarmless.store(true, std::memory_order_relaxed);
-  TellSurvived();
+  ReportSurvived();
 }
 
 #if defined(_MSC_VER)
@@ -149,16 +151,16 @@ constinit Place<_purecall_handler> pureCallPlace;
 void OnPureCall() {
   StandInException exception;
   ::RtlCaptureContext(&exception.context);
-  exception.Tell(CrashKind::kPureCall);
+  exception.Report(CrashKind::kPureCall);
   if (const auto previous = pureCallPlace.previous.load(std::memory_order_relaxed)) previous();
   ::abort();
 }
 #endif
 
-/// `exchange` installs a handler and returns the one that it replaced.
+/// Installs a handler. `exchange` installs a handler and returns the one that it replaced.
 template <class Handler, class Exchange>
 void InstallOne(Place<Handler>& place, Handler handler, Exchange exchange) noexcept {
-  // Else somebody still has it called.
+  // A handler that could not be removed is still called by the one that was installed after it.
   if (place.isInstalled.exchange(true)) return;
   place.previous.store(exchange(handler), std::memory_order_relaxed);
 }
@@ -173,7 +175,7 @@ void RemoveOne(Place<Handler>& place, Handler handler, Exchange exchange) noexce
   }
 }
 
-/// Does the same with every kind.
+/// Calls `action` for each kind, with its place, our handler and the function that installs one.
 template <class Action>
 void ForEachPlace(Action action) noexcept {
   action(filterPlace, &OnUnhandledException,
@@ -192,7 +194,8 @@ void ForEachPlace(Action action) noexcept {
 void InstallCrashHooks(const CrashHooks& hooks) noexcept {
   onSurvived.store(hooks.onSurvived, std::memory_order_release);
   onCrash.store(hooks.onCrash, std::memory_order_release);
-  // On threads whose runtime keeps a terminate handler for each, the others' ends in abort.
+  // Where the runtime has a terminate handler for each thread, this sets the calling thread's. On
+  // the others std::terminate ends in abort, and is reported as that.
   ForEachPlace([](auto& place, auto handler, auto exchange) {
     InstallOne(place, decltype(place.previous.load())(handler), exchange);
   });

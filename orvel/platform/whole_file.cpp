@@ -176,7 +176,7 @@ class NewFile {
 /// Returns a name in the folder of `path` that no other call in this process gets soon, and hardly
 /// any in another. Short, so that it fits wherever a name does.
 std::wstring MakeTemporaryPath(const std::wstring& path) {
-  static std::atomic<std::uint32_t> counter{0};
+  static std::atomic<std::uint32_t> counter{0};  // relaxed: the numbers only have to differ
   constexpr std::uint32_t kSpread = 0x9E3779B9;  // keeps neighbouring processes' numbers apart
   std::uint32_t number =
       ::GetCurrentProcessId() * kSpread + counter.fetch_add(1, std::memory_order_relaxed);

@@ -175,12 +175,12 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void EndWorker() noexcept ORVEL_REQUIRES(*mutex_);
   void BecomeInactive() noexcept ORVEL_REQUIRES(*mutex_);
 
-  std::atomic<MEngineState> state_{MEngineState::kInactive};
-  const std::unique_ptr<MMutexImp> mutex_;  // the worker never waits for it
-  std::int32_t lockDepth_ = 0;              // bookkeeping of MScopedLock
+  std::atomic<MEngineState> state_{MEngineState::kInactive};  // release, acquire in GetState
+  const std::unique_ptr<MMutexImp> mutex_;                    // the worker never waits for it
+  std::int32_t lockDepth_ = 0;                                // bookkeeping of MScopedLock
   // The worker stores its id before anything else, so that its own calls are recognised even before
   // Start has returned. Cleared before the handle is closed: until then the system does not give
-  // the id to another thread.
+  // the id to another thread. Release where it is written, acquire in IsWorker.
   std::atomic<std::uint32_t> threadId_{0};
   Orvel::Detail::KernelHandle thread_ ORVEL_GUARDED_BY(*mutex_);
   Orvel::Detail::KernelHandle flushRequest_;   // auto-reset
@@ -201,10 +201,10 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   // its event is set, so a worker that finds no mark need not look at the events.
   std::atomic<bool> stopIsComing_{false};  // the event is set or is about to be
   std::atomic<bool> stopIsAsked_{false};   // the event is set: the stop cannot be refused any more
-  std::atomic<bool> restartIsAsked_{false};  // the worker's
+  std::atomic<bool> restartIsAsked_{false};  // relaxed: the worker writes and reads it
   // Flushes are numbered: one whose wait failed leaves a request and a signal behind, which the
   // next flush must not take for its own.
   std::atomic<std::uint32_t> flushesAsked_{0};
-  std::atomic<std::uint32_t> flushesBegun_{0};
+  std::atomic<std::uint32_t> flushesBegun_{0};  // relaxed: the worker writes and compares it
   std::atomic<std::uint32_t> flushesServed_{0};
 };
