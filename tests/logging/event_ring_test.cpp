@@ -22,11 +22,13 @@ using Orvel::Testing::Latch;
 using Orvel::Testing::SystemCall;
 using Orvel::Testing::SystemCallHook;
 
-/// `Recorder` is a ring or a logger.
+/// Numbered records, of which the first is all zero but for its time and thread. `Recorder` is a
+/// ring or a logger.
 template <class Recorder>
 void Record(Recorder& recorder, std::uint32_t count) {
   for (std::uint32_t i = 0; i < count; ++i) {
-    recorder.Record(Orvel::Detail::EventCode::kUpdate, static_cast<std::int32_t>(i), 0, 0, 0, 0);
+    recorder.Record(Orvel::Detail::EventCode::kTimingPoint, static_cast<std::int32_t>(i), 0, 0, 0,
+                    0);
   }
 }
 

@@ -10,7 +10,9 @@
 
 #include "orvel/platform/windows_api.h"
 
-// The slots of this program's import table, by the names that linkers give them.
+#if defined(_WIN32)
+// The slots of this program's import table, by the names that linkers give them. In programs of
+// Linux the stand-in for the system asks for the answers by itself.
 extern "C" {
 extern void* __imp_CreateEventW;
 extern void* __imp_SetEvent;
@@ -25,6 +27,7 @@ extern void* __imp_Sleep;
 extern void* __imp_FlushFileBuffers;
 extern void* __imp_SetFileInformationByHandle;
 }
+#endif
 
 namespace Orvel::Testing {
 namespace {
@@ -37,6 +40,7 @@ struct Slot {
 };
 std::array<Slot, 16> slots;
 
+#if defined(_WIN32)
 template <SystemCall kCall, class Function>
 struct Replacement;
 
@@ -68,7 +72,7 @@ void Install(void*& imported, Function*) {
   ::VirtualProtect(&imported, sizeof imported, protection, &protection);
 }
 
-void InstallAll() {
+bool InstallAll() {
   Install<SystemCall::kCreateEvent>(__imp_CreateEventW, &::CreateEventW);
   Install<SystemCall::kSetEvent>(__imp_SetEvent, &::SetEvent);
   Install<SystemCall::kResetEvent>(__imp_ResetEvent, &::ResetEvent);
@@ -83,15 +87,18 @@ void InstallAll() {
   Install<SystemCall::kFlushFile>(__imp_FlushFileBuffers, &::FlushFileBuffers);
   Install<SystemCall::kSetFileInformation>(__imp_SetFileInformationByHandle,
                                            &::SetFileInformationByHandle);
+  return true;
 }
+#else
+bool InstallAll() { return true; }
+#endif
 
 }  // namespace
 
 SystemCallHook::SystemCallHook(SystemCall call, int skipped, std::function<void()> before,
                                std::optional<SystemAnswer> answer)
     : call_(call), skipped_(skipped), before_(std::move(before)), answer_(answer), slot_(0) {
-  static const bool installed = (InstallAll(), true);
-  static_cast<void>(installed);
+  [[maybe_unused]] static const bool isInstalled = InstallAll();
   for (DWORD unused = 0;
        !slots[slot_].threadId.compare_exchange_strong(unused, ::GetCurrentThreadId()); unused = 0) {
     if (++slot_ == slots.size()) throw std::runtime_error("too many hooks at a time");
@@ -107,10 +114,8 @@ SystemCallHook::~SystemCallHook() {
 std::optional<SystemAnswer> SystemCallHook::OnCall(SystemCall call) {
   const DWORD threadId = ::GetCurrentThreadId();
   for (Slot& slot : slots) {
-    if (slot.threadId.load() != threadId) continue;
-    SystemCallHook* const hook = slot.hook;
-    if (hook == nullptr || hook->call_ != call || hook->reached_) continue;
-    if (hook->skipped_-- > 0) continue;
+    SystemCallHook* const hook = slot.threadId.load() == threadId ? slot.hook : nullptr;
+    if (hook == nullptr || hook->call_ != call || hook->reached_ || hook->skipped_-- > 0) continue;
     hook->reached_ = true;
     if (hook->before_) hook->before_();
     return hook->answer_;
