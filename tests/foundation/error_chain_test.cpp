@@ -11,6 +11,7 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::IsNull;
 using testing::NotNull;
@@ -41,15 +42,17 @@ class ChainedError final : public MError {
   std::wstring chainText_;
 };
 
-class Uncopyable : public MDynObject {
+/// Copies into something that is no error, or not at all.
+class Stranger : public MDynObject {
  public:
+  explicit Stranger(bool isCopied) : isCopied_(isCopied) {}
   const MDynClassRecord& GetClass() const noexcept override { return MClassRecords::kDynObject; }
-};
+  std::unique_ptr<MDynObject> Clone() const override {
+    return isCopied_ ? std::make_unique<Stranger>(true) : MDynObject::Clone();
+  }
 
-/// Copies into something that is no error.
-class Stranger : public Uncopyable {
- public:
-  std::unique_ptr<MDynObject> Clone() const override { return std::make_unique<Stranger>(*this); }
+ private:
+  const bool isCopied_;
 };
 
 TEST(MErrorTest, ReadingReplacesAllThatItHeldAndWhatIsMissingGivesFalse) {
@@ -74,41 +77,32 @@ TEST(MErrorTest, ReadingReplacesAllThatItHeldAndWhatIsMissingGivesFalse) {
   EXPECT_THAT(error.GetParameters(), IsEmpty());
   EXPECT_FALSE(in.EndSection()) << "sections were left open";
 
-  // What is written to a reader that refuses leaves the writer's sections balanced.
+  // Where one of the two refuses, the other one's sections stay balanced.
   MOutFilerTaggedXml out;
   EXPECT_FALSE(error.Write({&in, &out}, L"Missing"));
   EXPECT_FALSE(out.EndSection());
+  (void)out.TakeText();
+  EXPECT_FALSE(error.Write({&in, &out}, L"Whole"));
+  EXPECT_FALSE(in.EndSection());
 }
 
-TEST(MExceptionTest, AppendedObjectThatIsNoErrorLeavesANullEntry) {
-  MException exception(MError(L"oldest"));
-  exception.Append(Stranger());
+TEST(MExceptionTest, CopiesAreDeepKeepTheirClassAndLeaveOutWhatIsNoError) {
+  MException exception(MakeError(L"oldest", 1));
+  exception.Append(Stranger(true));
   EXPECT_EQ(exception.GetNewestError(), nullptr);
-  exception.Append(Uncopyable());
-  exception.Append(*exception.GetErrors().front());
-  exception.Append(MError(L"newest"));
-  EXPECT_THAT(exception.GetErrors(),
-              ElementsAre(NotNull(), IsNull(), IsNull(), NotNull(), NotNull()));
-  EXPECT_EQ(exception.GetChainDescription(), L"oldest\noldest\nnewest\n");
-  const MException copy(exception);
-  EXPECT_THAT(copy.GetErrors(), ElementsAre(NotNull(), NotNull(), NotNull()));
-  EXPECT_EQ(MException().GetNewestError(), nullptr);
-}
-
-TEST(MExceptionTest, CopiesAreDeepAndKeepTheirClass) {
-  MError error(L"A.B:C");
-  error.AddParameter(L"name", L"value");
-  MException exception(error);
-  exception.Append(ChainedError(L"Newest", L"inner chain"));
+  exception.Append(Stranger(false));
+  exception.Append(ChainedError(L"newest", L"inner chain"));
+  EXPECT_THAT(exception.GetErrors(), ElementsAre(NotNull(), IsNull(), IsNull(), NotNull()));
+  EXPECT_EQ(exception.GetChainDescription(), L"oldest (name0 = <value & 0)\nnewest\n");
   MException copy;
   copy = exception;
+  EXPECT_THAT(copy.GetErrors(), ElementsAre(NotNull(), NotNull()));
   MException moved(std::move(exception));
   EXPECT_THAT(exception.GetErrors(), IsEmpty());  // NOLINT(bugprone-use-after-move): emptied
-  ASSERT_THAT(copy.GetErrors(), SizeIs(2));
   EXPECT_NE(copy.GetErrors()[0], moved.GetErrors()[0]);
   moved = MException();
   copy = static_cast<const MException&>(copy);
-  EXPECT_THAT(copy.GetErrors()[0]->GetParameters(), ElementsAre(Pair(L"name", L"value")));
+  EXPECT_EQ(copy.GetChainDescription(), L"oldest (name0 = <value & 0)\nnewest\n");
   EXPECT_EQ(copy.GetNewestError()->GetChainText(), L"inner chain");
   EXPECT_STREQ(copy.GetErrors()[0]->GetClass().GetName(), L"MError");
   const std::unique_ptr<MDynObject> fresh = copy.GetErrors()[0]->CreateEmpty();
@@ -118,18 +112,16 @@ TEST(MExceptionTest, CopiesAreDeepAndKeepTheirClass) {
 TEST(MExceptionTest, ChainsOfAnyLengthComeBackWhole) {
   MException chain;
   for (int index = 0; index < 200; ++index) {
-    const int parameters = index == 100 ? 300 : index % 4;
-    chain.Append(MakeError((L"Error" + std::to_wstring(index)).c_str(), parameters));
+    chain.Append(MakeError(L"Error", index == 100 ? 300 : index % 4));
   }
   const std::wstring text = chain.GetChainXml();
   EXPECT_THAT(text, StartsWith(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ExceptionChain>\n"
-                               L"<Exception>\n<Error>\n<Code type=\"string\">Error0</Code>\n"
+                               L"<Exception>\n<Error>\n<Code type=\"string\">Error</Code>\n"
                                L"</Error>\n<Error>\n"));
   MException back;
   ASSERT_TRUE(back.AppendChainXml(text));
   EXPECT_FALSE(back.ReadChain({}));
   EXPECT_FALSE(back.WriteChain({}, L"Exception"));
-  EXPECT_THAT(back.GetErrors(), SizeIs(200));
   EXPECT_EQ(back.GetChainDescription(), chain.GetChainDescription());
 }
 
@@ -149,18 +141,15 @@ TEST(MExceptionTest, IsBuiltWithTheInnerChainOfItsError) {
 TEST(MExceptionTest, DescribesItsChainForPeople) {
   MException chain;
   chain.Append(MError());
-  MError second{std::wstring(L"Second")};
-  second.AddParameter(L"winErrorCode", 5u);
-  second.AddParameter(L"file", L"\x20AC\xD83D");
-  chain.Append(second);
-  EXPECT_EQ(chain.GetChainDescriptionUtf8(),
-            "Unspecified error\nSecond (file = \xE2\x82\xAC\xEF\xBF\xBD, winErrorCode = 5)\n");
   EXPECT_STREQ(chain.what(), "Unknown exception");
   // Many minutes' work for an encoder that starts afresh behind each of them.
-  constexpr std::size_t kUnpaired = 400'000;
-  std::wstring unpaired;
-  unpaired.resize(kUnpaired, L'\xD83D');
-  EXPECT_EQ(MException(MError(unpaired)).GetChainDescriptionUtf8().size(), 3 * kUnpaired + 1);
+  MError second(L"Second" + std::wstring(400'000, L'\xD83D'));
+  second.AddParameter(L"winErrorCode", 5u);
+  second.AddParameter(L"file", L"\x20AC");
+  chain.Append(second);
+  const std::string text = chain.GetChainDescriptionUtf8();
+  EXPECT_THAT(text, StartsWith("Unspecified error\nSecond\xEF\xBF\xBD\xEF\xBF\xBD"));
+  EXPECT_THAT(text, EndsWith("\xBF\xBD (file = \xE2\x82\xAC, winErrorCode = 5)\n"));
 }
 
 }  // namespace

@@ -8,11 +8,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iomanip>
+#include <limits>
 #include <new>
 #include <sstream>
+#include <utility>
 
 #include "orvel/foundation/number_text.h"
-#include "orvel/platform/windows_api.h"
 #include "tests/support/flow_dump_reader.h"
 #include "tests/support/raised_error.h"
 
@@ -38,7 +39,9 @@ TEST(MLocaleTest, ConvertsNumbersPlainlyWhateverTheGlobalLocale) {
   EXPECT_EQ(stream.str(), L"1234567.5 1234567 truefalse");
 
   EXPECT_EQ(MLocale::DecimalSeparatorOnly(L';').decimal_point(), L';');
+#if defined(_WIN32)
   EXPECT_EQ(::_wtoi_l(L"-17", static_cast<_locale_t>(locale.GetCLocale())), -17);
+#endif
   EXPECT_EQ(MLocale::Instance().GetName(), "C");
 }
 
@@ -71,51 +74,35 @@ void ExpectReadAsByStreams(const std::wstring& text) {
 }
 
 TEST(ParseIntegerTest, ReadsWhatAStreamReads) {
-  for (const char* const digits : {"",
-                                   "0",
-                                   "00",
-                                   "7x",
-                                   "7 8",
-                                   "007",
-                                   "0x10",
-                                   "010",
-                                   "1,5",
-                                   "1,000",
-                                   "1.5",
-                                   "1e3",
-                                   "32767",
-                                   "32768",
-                                   "32769",
-                                   "65535",
-                                   "65536",
-                                   "2147483647",
-                                   "2147483648",
-                                   "2147483649",
-                                   "4294967295",
-                                   "4294967296",
-                                   "9223372036854775807",
-                                   "9223372036854775808",
-                                   "9223372036854775809",
-                                   "18446744073709551615",
-                                   "18446744073709551616",
-                                   "00000000000000000000000000000000000012",
-                                   "99999999999999999999999999999999999999999999",
-                                   "x",
-                                   "-1",
-                                   "+1",
-                                   " 1",
-                                   "\xB2"}) {
-    for (const char* const before : {"", "-", "+", "- ", "+-", " \t\n\v\f\r", "\n-", "\x1F", "_"}) {
-      std::wstring text;
-      for (const char* part : {before, digits}) {
-        while (*part != '\0') text += static_cast<unsigned char>(*part++);
-      }
+  std::wistringstream words(
+      L"0 00 7x 007 0x10 010 1,5 1,000 1.5 1e3 32767 32768 32769 65535 65536 2147483647 2147483648 "
+      L"2147483649 4294967295 4294967296 9223372036854775807 9223372036854775808 "
+      L"9223372036854775809 18446744073709551615 18446744073709551616 "
+      L"00000000000000000000000000000000000012 99999999999999999999999999999999999999 x -1 \xB2");
+  for (std::wstring digits; std::getline(words, digits, L' ');) {
+    for (const wchar_t* const before :
+         {L"", L"-", L"+", L"- ", L"+-", L" \t\n\v\f\r", L"\n-", L"\x1F", L"_"}) {
       ExpectReadAsByStreams<std::int16_t, std::uint16_t, std::int32_t, std::uint32_t, std::int64_t,
-                            std::uint64_t>(text);
+                            std::uint64_t>(before + digits);
     }
   }
   for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
     ExpectReadAsByStreams<std::int32_t>({static_cast<wchar_t>(unit), L' ', L'4'});
+  }
+}
+
+TEST(ParseDoubleTest, TakesDigitsAndExponentsOfAnyLength) {
+  for (std::size_t zeros = 0; zeros < 100; ++zeros) {
+    const std::wstring many(zeros, L'0');
+    const std::pair<std::wstring, double> cases[] = {
+        {L"1" + many + L"e-" + std::to_wstring(zeros), 1.0},
+        {L"1e1" + many + L"000", std::numeric_limits<double>::infinity()},
+        {L"1e-1" + many + L"000", 0.0}};
+    for (const auto& [text, expected] : cases) {
+      double value = -1;
+      EXPECT_TRUE(Orvel::Detail::ParseDouble(text, MLocale::Instance(), value)) << text;
+      EXPECT_EQ(value, expected) << text;
+    }
   }
 }
 

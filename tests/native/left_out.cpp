@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <cstring>
+
 // What is the system's own affair and tested on it; here there is none of it.
 #include "orvel/filers/xml/document/xml_document.h"
 #include "orvel/platform/c_locale.h"
@@ -13,7 +15,7 @@ namespace Orvel::Detail {
 
 void* CreateCLocale(const char* name) noexcept { return const_cast<char*>(name); }
 void FreeCLocale(void*) noexcept {}
-std::wstring WidenText(const char*) { return {}; }
+std::wstring WidenText(const char* text) { return {text, text + std::strlen(text)}; }
 void EnterMultithreadedApartment() noexcept {}
 void LeaveApartment() noexcept {}
 void AnnounceThreadName(std::uint32_t, const char*) noexcept {}

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "orvel/platform/kernel_wait.h"
+#include "orvel/platform/system_message.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/handle_count.h"
 
@@ -18,32 +20,12 @@ using Orvel::Testing::IsOpenHandle;
 
 KernelHandle OpenEvent() { return CreateKernelEvent(EventReset::kManual); }
 
-TEST(KernelHandleTest, ClosesOnceByItsDestructorOrBefore) {
-  const std::size_t before = CountOpenHandles();
-  void* raw = nullptr;
-  {
-    const KernelHandle event = OpenEvent();
-    raw = event.Get();
-    EXPECT_TRUE(IsOpenHandle(raw));
-    EXPECT_EQ(CountOpenHandles(), before + 1) << "what leak tests rest on";
-  }
-  EXPECT_FALSE(IsOpenHandle(raw));
-
-  KernelHandle event = OpenEvent();
-  event.Close();
-  EXPECT_FALSE(event);
-  // Reuses the value: a second close of the first owner must not reach it.
-  const KernelHandle bystander = OpenEvent();
-  event.Close();
-  EXPECT_TRUE(IsOpenHandle(bystander.Get()));
-  EXPECT_EQ(CountOpenHandles(), before + 1);
-}
-
-TEST(KernelHandleTest, MovingLeavesOneOwner) {
+TEST(KernelHandleTest, HasOneOwnerThatClosesItOnce) {
   const std::size_t before = CountOpenHandles();
   {
     KernelHandle source = OpenEvent();
     KernelHandle target = OpenEvent();
+    EXPECT_EQ(CountOpenHandles(), before + 2) << "what leak tests rest on";
     void* const oldRaw = target.Get();
     void* const raw = source.Get();
     target = std::move(source);
@@ -56,24 +38,28 @@ TEST(KernelHandleTest, MovingLeavesOneOwner) {
     EXPECT_EQ(target.Get(), raw) << "moved onto itself";
 
     KernelHandle last(std::move(target));
-    EXPECT_FALSE(target);  // NOLINT(bugprone-use-after-move): a moved-from owner is empty
-    EXPECT_EQ(last.Get(), raw);
     EXPECT_TRUE(IsOpenHandle(raw));
     last = KernelHandle();
     EXPECT_FALSE(IsOpenHandle(raw)) << "an empty owner takes its place";
+    // Reuses the value: a second close of the first owner must not reach it.
+    const KernelHandle bystander = OpenEvent();
+    last.Close();
+    EXPECT_TRUE(IsOpenHandle(bystander.Get()));
   }
   EXPECT_EQ(CountOpenHandles(), before);
 }
 
-// Also that of a close which fails and sets a code of its own.
-TEST(KernelHandleTest, ClosingKeepsTheLastError) {
+// Also a close that fails and sets a code of its own.
+TEST(KernelHandleTest, ClosingAndAskingForAMessageKeepTheLastError) {
   KernelHandle event = OpenEvent();
   KernelHandle stale(OpenEvent().Get());
-  for (KernelHandle* const handle : {&event, &stale}) {
-    ::SetLastError(ERROR_DISK_FULL);
-    handle->Close();
-    EXPECT_EQ(::GetLastError(), DWORD{ERROR_DISK_FULL});
-  }
+  ::SetLastError(ERROR_DISK_FULL);
+  event.Close();
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_DISK_FULL});
+  stale.Close();
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_DISK_FULL});
+  EXPECT_EQ(Orvel::Detail::FindSystemMessage(0xFFF0), L"");
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_DISK_FULL});
 }
 
 TEST(UniqueHandleTest, ClosesEachKindAndKnowsWhichValueIsNone) {
@@ -92,7 +78,6 @@ TEST(UniqueHandleTest, ClosesEachKindAndKnowsWhichValueIsNone) {
   EXPECT_FALSE(IsOpenHandle(first)) << "replaced";
   const MFileHandle released(file.Release());
   EXPECT_FALSE(file);
-  EXPECT_TRUE(IsOpenHandle(released.Get()));
 
   WIN32_FIND_DATAW found;
   MFindHandle find(::FindFirstFileW(path, &found));
@@ -106,6 +91,17 @@ TEST(UniqueHandleTest, ClosesEachKindAndKnowsWhichValueIsNone) {
   EXPECT_NE(::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                nullptr, nullptr, nullptr, nullptr),
             ERROR_SUCCESS);
+}
+
+TEST(KernelWaitTest, WakesForInputThatWasThereBefore) {
+  MSG message;
+  ::PostThreadMessageW(::GetCurrentThreadId(), WM_APP, 0, 0);
+  ASSERT_TRUE(::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) << "seen, and left there";
+  const KernelHandle event = OpenEvent();
+  void* const handles[] = {event.Get()};
+  EXPECT_EQ(Orvel::Detail::WaitForAnyOrInput(handles, 0).status, 1u);
+  ASSERT_TRUE(::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(Orvel::Detail::WaitForAnyOrInput(handles, 0).status, DWORD{WAIT_TIMEOUT});
 }
 
 }  // namespace
