@@ -4,14 +4,13 @@
 set(orvelTestHeaders
   <gmock/gmock.h> <gtest/gtest.h> <chrono> <functional> <memory> <string> <thread> <vector>)
 
-# orvel_add_test(<name> <source>... [LIBRARIES <target>...] [LABELS <label>...] [TIMEOUT <seconds>]
-#                [RUN_SERIAL])
+# orvel_add_test(<name> <source>... [LIBRARIES <target>...] [LABELS <label>...] [TIMEOUT <seconds>])
 #
 # Builds one test program on GoogleTest and registers it as one test, for a whole folder where that
 # can be: linking a program and starting it under Wine is what costs. A deadlock fails at TIMEOUT, 60
-# seconds unless given. RUN_SERIAL is for tests that measure time.
+# seconds unless given.
 function(orvel_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "RUN_SERIAL" "TIMEOUT" "LIBRARIES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES;LABELS")
   if(NOT arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "orvel_add_test(${name}): no sources")
   endif()
@@ -32,7 +31,4 @@ function(orvel_add_test name)
 
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
-  if(arg_RUN_SERIAL)
-    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
-  endif()
 endfunction()

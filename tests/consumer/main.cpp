@@ -1,10 +1,19 @@
 // SPDX-License-Identifier: MIT
+// Includes <windows.h> first, as a program does that never thought of the library's headers.
+#include <windows.h>
+
 #include <iostream>
+#include <memory>
 #include <sstream>
 
 #include "orvel/commands/command_processor.h"
 #include "orvel/commands/function_command.h"
-#include "own_parts.h"
+#include "orvel/logging/klogger_adapter.h"
+#include "orvel/logging/label_id.h"
+
+#if defined(UNICODE) || defined(WIN32_LEAN_AND_MEAN)
+#error "the library chooses how this program sees <windows.h>"
+#endif
 
 namespace {
 
@@ -16,25 +25,24 @@ bool Check(bool condition, const char* what) {
 }  // namespace
 
 int main() {
-  bool ok = true;
   MCommandProcessor processor;
   processor.Start();
-
-  int result = 0;
-  processor.ExecuteSynchronously(MakeCommandSynchronous(nullptr, [&result] { result = 42; }));
-  ok &= Check(result == 42, "a synchronous command has run when the call returns");
-
   const auto error = std::make_shared<MException>();
   processor.ExecuteSynchronously(MakeCommandSynchronous(error, [] {
     static MSourceContext context(L"Consumer", L"Work");
     RaiseError(context.At(__LINE__, nullptr), L"NothingToDo", L"attempt", 1u);
   }));
-  ok &= Check(error->GetChainDescription() == L"Consumer.Work:NothingToDo (attempt = 1)\n",
-              "its error comes back");
+  bool ok = Check(error->GetChainDescription() == L"Consumer.Work:NothingToDo (attempt = 1)\n",
+                  "a synchronous command's error comes back");
   processor.Stop();
 
+  const auto implementation = std::make_unique<MFlowLoggerImplementation>();
+  MKLoggerAdapter logger(implementation.get());
+  constexpr std::int32_t kClassId = FlowLabelId(L"Consumer");
+  logger.nameLabel(kClassId, L"Consumer");
+  logger.logEvent(static_cast<std::int32_t>(MFlowEvent::kTimingPoint), 1, 2, kClassId, 3, 0);
   std::ostringstream dump;
-  DumpOwnLogger(dump);
+  logger.dump(dump);
   ok &= Check(dump.str().find("in_class Consumer at_point 3") != std::string::npos,
               "an own logger dumps what it recorded");
   return ok ? 0 : 1;

@@ -24,11 +24,8 @@
 #include <string>
 #include <vector>
 
-/// One of a subclass written in each order; they are added before main().
-inline std::vector<std::unique_ptr<MError>>& ErrorsOfEachOrder() {
-  static std::vector<std::unique_ptr<MError>> errors;
-  return errors;
-}
+/// Errors of a subclass, one written in each order.
+inline std::vector<std::unique_ptr<MError>> errorsOfEachOrder;
 
 namespace {
 
@@ -45,14 +42,15 @@ class ErrorWithOwnText : public MError {
 
 #pragma pop_macro("GetMessage")
 
+// Before main(); the list, defined ahead of it in every file, is there by then.
 const bool isAdded =
-    (ErrorsOfEachOrder().push_back(std::make_unique<ErrorWithOwnText>(L"a code")), true);
+    (errorsOfEachOrder.push_back(std::make_unique<ErrorWithOwnText>(L"a code")), true);
 
 TEST(IncludeOrderTest, ORDER_CASE) {
   ASSERT_TRUE(isAdded);
   EXPECT_EQ(MError(L"Importer.Open:NoSuchFile").GetMessage(), L"Importer.Open:NoSuchFile");
-  ASSERT_THAT(ErrorsOfEachOrder(), testing::SizeIs(6));
-  for (const auto& error : ErrorsOfEachOrder()) {
+  ASSERT_THAT(errorsOfEachOrder, testing::SizeIs(6));
+  for (const auto& error : errorsOfEachOrder) {
     EXPECT_EQ(error->GetMessage(), L"own text of a code");
   }
 }
