@@ -26,7 +26,8 @@ as_root() {
   fi
 }
 
-# Installs those of the named Debian packages that are missing. Asks nothing.
+# Installs those of the named Debian packages that are missing. Says which before it does; asks
+# nothing.
 need_packages() {
   command -v dpkg-query >/dev/null ||
     fail "this is no Debian system; install the counterparts of: $*"
@@ -36,7 +37,7 @@ need_packages() {
       missing+=("$package")
   done
   [[ ${#missing[@]} -gt 0 ]] || return 0
-  say "Installing ${missing[*]}"
+  say "Installing Debian packages, with what they need: ${missing[*]}"
   # Another program may be installing at this moment: wait for it.
   local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=600)
   as_root "${apt[@]}" update </dev/null
