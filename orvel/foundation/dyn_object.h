@@ -14,7 +14,7 @@ class MDynClassRecord {
   MDynClassRecord(const MDynClassRecord&) = delete;
   MDynClassRecord& operator=(const MDynClassRecord&) = delete;
 
-  /// The class's name, "MError" say.
+  /// The class's name, for example "MError".
   [[nodiscard]] constexpr const wchar_t* GetName() const noexcept { return name_; }
   /// Null for the root.
   [[nodiscard]] constexpr const MDynClassRecord* GetBase() const noexcept { return base_; }
@@ -32,7 +32,7 @@ class MDynClassRecord {
 };
 
 /// Records of the framework's own classes. The five below `MError` name categories of error and
-/// have no class of their own: nothing but the record tells them from `MError`.
+/// have no class of their own: they differ from `MError` in the record only.
 namespace MClassRecords {
 ///@{
 /// The record of the class of that name.

@@ -10,8 +10,8 @@
 namespace {
 
 std::wstring ComposeCode(const MSourceContext& context, const wchar_t* errorName) {
-  std::wstring code = context.ClassText();
-  const std::wstring_view function = context.FunctionText();
+  std::wstring code = context.GetClassText();
+  const std::wstring_view function = context.GetFunctionText();
   if (!function.empty()) {
     if (!code.empty()) code += L'.';
     code += function;

@@ -32,15 +32,16 @@ concept BecomesNumber = !std::is_arithmetic_v<Type> && std::convertible_to<Type,
 
 }  // namespace Orvel::Detail
 
-// <windows.h> defines GetMessage as a macro. The class below has the operation whatever was
-// included before, and answers to both names that a macro defined later may give the call.
+// <windows.h> defines GetMessage as a macro, for GetMessageA or GetMessageW. The class below
+// declares all three names, so that a call compiles and links whether <windows.h> was included
+// before this header, after it, or not at all.
 #pragma push_macro("GetMessage")
 #undef GetMessage
 
 /// One failure: a code, "Class.Function:ErrorName", and named text parameters in ordinal order of
 /// their names. A value: copying copies everything.
 ///
-/// Thread-compatible. Only the constructor that takes a raise site talks to the flow log.
+/// Thread-compatible. Only the constructor that takes a raise site records in the flow log.
 class MError : public MDynObject {
  public:
   /// Parameters by name, in ordinal order of the names.
@@ -52,12 +53,14 @@ class MError : public MDynObject {
   explicit MError(std::wstring code) : code_(std::move(code)) {}
   /// An error with the code "Class.Function:errorName", where an empty part and its separator are
   /// left out, recorded in the flow log: as a root error, or as a cascade error while a
-  /// `std::exception` other than an `MException` is being handled. A source context serves as the
-  /// site with what was last stored in it; `context.At(line, object)` says it for this raise.
+  /// `std::exception` other than an `MException` is being handled. A source context converts to the
+  /// site that was last stored in it, by any thread; `context.At(line, object)` returns the site of
+  /// this raise.
   MError(const MRaiseSite& site, const wchar_t* errorName);
 
   ///@{
-  /// Copies or moves code and parameters; what was moved from is empty or as it was.
+  /// Copies or moves code and parameters. An error that was moved from is valid, with unspecified
+  /// content.
   MError(const MError&) = default;
   MError& operator=(const MError&) = default;
   MError(MError&&) = default;
@@ -68,12 +71,12 @@ class MError : public MDynObject {
   [[nodiscard]] std::unique_ptr<MDynObject> Clone() const override;
   [[nodiscard]] std::unique_ptr<MDynObject> CreateEmpty() const override;
   /// Rebuilds the error from the first section `elementName` that is open to the reader: "Code",
-  /// then a section "Parameter" with "Name" and "Value" for each parameter. True when every step
-  /// succeeded. False without a reader and, with this error unchanged, when there is no such
-  /// section; a section without "Code" gives false and an empty error.
+  /// then a section "Parameter" with "Name" and "Value" for each parameter. Returns true when every
+  /// step succeeded. Returns false without a reader, and when there is no such section; this error
+  /// is then unchanged. A section without "Code" leaves an empty error and returns false.
   virtual bool Read(const MFilerPair& filer, const std::wstring& elementName);
-  /// Writes the error as a section of that form. True when every step succeeded; false without a
-  /// writer.
+  /// Writes the error as a section of that form. Returns true when every step succeeded, and false
+  /// without a writer.
   virtual bool Write(const MFilerPair& filer, const std::wstring& elementName) const;
   /// The code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;
@@ -87,8 +90,8 @@ class MError : public MDynObject {
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.
   void AddParameter(const wchar_t* name, std::wstring value);
   /// Adds a number of any width as decimal text, with a minus sign when it is negative, and without
-  /// grouping in every locale. What is no whole number (`double`, `bool`, a character, an
-  /// `enum class`) does not compile: say with a cast, or with a text, what is to be written.
+  /// grouping in every locale. What is no whole number (`double`, `bool`, a character, a
+  /// scoped enumeration) does not compile: cast it, or pass a text, to choose what is written.
   template <Orvel::Detail::WholeNumber Number>
   void AddParameter(const wchar_t* name, Number value) {
     if constexpr (std::is_signed_v<Number>) {
@@ -121,7 +124,8 @@ class MError : public MDynObject {
 
   /// The code as it was built, which may be empty. The reference holds as long as this error.
   [[nodiscard]] const std::wstring& GetCode() const noexcept { return code_; }
-  /// The parameter's value, owned by this error; null when there is none of that name.
+  /// Returns the value of a parameter, owned by this error, or null when there is none of that
+  /// name.
   [[nodiscard]] const std::wstring* FindParameter(std::wstring_view name) const;
   /// All parameters. The reference holds as long as this error.
   [[nodiscard]] const ParameterMap& GetParameters() const noexcept { return parameters_; }

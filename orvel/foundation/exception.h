@@ -49,7 +49,7 @@ class MException : public std::exception {
   /// The same for an error of a class of the program's own.
   template <std::derived_from<MError> Error>
   explicit MException(const Error& error) : MException(Orvel::Detail::WithChainTextInUse(error)) {}
-  /// Clones every error; null entries are left out.
+  /// Clones every error; leaves out null entries.
   MException(const MException& other);
   /// Takes the errors over; the other chain is empty afterwards.
   MException(MException&& other) noexcept = default;
@@ -63,25 +63,27 @@ class MException : public std::exception {
 
   /// The errors, oldest first. Entries may be null; the list is this object's.
   [[nodiscard]] const ErrorList& GetErrors() const noexcept { return errors_; }
-  /// The error raised last, or null when there is none.
+  /// Returns the error raised last, or null when there is none.
   [[nodiscard]] const MError* GetNewestError() const noexcept;
-  /// The chain for people: a line per error, oldest first, its parameters in brackets.
+  /// Returns the chain as text for people: a line per error, oldest first, with its parameters in
+  /// brackets.
   [[nodiscard]] std::wstring GetChainDescription() const;
 
   /// The same as UTF-8; unpaired surrogates become U+FFFD.
   [[nodiscard]] std::string GetChainDescriptionUtf8() const;
 
   /// Writes the chain as a section `elementName` with a section "Error" for each error, oldest
-  /// first. True when every step succeeded; false without a writer.
+  /// first. Returns true when every step succeeded, and false without a writer.
   bool WriteChain(const MFilerPair& filer, const std::wstring& elementName) const;
-  /// Appends every error that stands as a section "Error" in the section that is open to the
-  /// reader. True, also when there is none; false without a reader.
+  /// Appends every error stored as a section "Error" in the section that is open to the reader.
+  /// Returns true, even when there is none; false without a reader.
   bool ReadChain(const MFilerPair& filer);
-  /// The chain as an XML document: the root "ExceptionChain", in it "Exception", in it the errors.
-  /// Empty when it cannot be written. For `MError::GetChainText` and for stores that keep XML text,
-  /// such as the registry filers' sub-documents.
+  /// Returns the chain as an XML document: the root "ExceptionChain", in it "Exception", in it the
+  /// errors. Returns an empty text when it cannot be written. For `MError::GetChainText` and for
+  /// stores that keep XML text, such as the registry filers' sub-documents.
   [[nodiscard]] std::wstring GetChainXml() const;
-  /// Appends the errors of such a document. False, with nothing appended, when it is none.
+  /// Appends the errors of such a document. Returns false, and appends nothing, when the text is
+  /// none.
   bool AppendChainXml(std::wstring xmlText);
 
   /// Always "Unknown exception", in every runtime: the text of a failure is in the chain.
@@ -110,8 +112,8 @@ requires Orvel::Detail::WholeNumber<Number> || Orvel::Detail::BecomesNumber<Numb
   throw MException(error);
 }
 
-/// Records in the flow log that `exception` was caught and swallowed at `point`, labelled with its
-/// newest error's message, "NoMessage" when that raises. `object` is the one that swallowed it.
-/// Raises nothing.
+/// Records in the flow log that `exception` was caught and swallowed at `point`, labelled with the
+/// message of its newest error, or with "NoMessage" if asking for that raises. `object` is the one
+/// that swallowed it. Raises nothing.
 void RecordDismissed(const MFlowPoint& point, const void* object,
                      const MException& exception) noexcept;

@@ -34,9 +34,9 @@ class MLocale {
     const wchar_t decimalPoint_;
   };
 
-  /// Builds both locales for `name`, repaired (`RepairLocaleName`); null is the empty name. Raises
-  /// "BadCppLocale" (parameters "errorMessage", "name") when the standard library does not know
-  /// the name and "BadCLocale" ("name") when the C runtime does not.
+  /// Builds both locales for `name`, repaired (`RepairLocaleName`); null stands for the empty name.
+  /// Raises "BadCppLocale" (parameters "errorMessage", "name") when the standard library does not
+  /// know the name and "BadCLocale" ("name") when the C runtime does not.
   explicit MLocale(const char* name);
   MLocale(const MLocale&) = delete;
   MLocale& operator=(const MLocale&) = delete;
@@ -53,8 +53,8 @@ class MLocale {
   /// The name as the standard library reports it, repaired.
   [[nodiscard]] const std::string& GetName() const noexcept { return name_; }
 
-  /// `name` with long country names that the C runtime reports but does not accept replaced by
-  /// their codes, the first occurrence of each. Null gives the empty string.
+  /// Returns `name` with the long country names that the C runtime reports but does not accept
+  /// replaced by their codes, the first occurrence of each. Returns the empty string for null.
   [[nodiscard]] static std::string RepairLocaleName(const char* name);
 
   /// Reads a time as the POSIX function `strptime` does in the "C" locale, for wide text. Returns

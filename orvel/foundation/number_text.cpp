@@ -116,7 +116,7 @@ double ConvertDecimal(std::wstring_view text, wchar_t decimalPoint, bool isHuge)
 }  // namespace
 
 std::wstring ScientificText(double value, int digits, const MLocale& locale) {
-  if (!std::isfinite(value)) {  // some runtimes tell kinds of NaN apart
+  if (!std::isfinite(value)) {  // some runtimes have a text for each kind of NaN
     std::wstring text(std::signbit(value) ? L"-" : L"");
     return text += std::isnan(value) ? L"nan" : L"inf";
   }

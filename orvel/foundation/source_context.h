@@ -25,12 +25,12 @@ class MSourceContext : public MFlowPoint {
   MSourceContext(const MSourceContext&) = delete;
   MSourceContext& operator=(const MSourceContext&) = delete;
 
-  /// Stores line and object and gives them as the site of one raise. `object` is null outside
+  /// Stores line and object and returns them as the site of one raise. `object` is null outside
   /// member functions.
   MRaiseSite At(std::int32_t line, const void* object) noexcept;
 
   ///@{
-  /// Stores one part of the site that the context stands for when it serves as one by itself.
+  /// Stores one part of the site that the context converts to.
   void SetLine(std::int32_t line) noexcept { line_.store(line, std::memory_order_relaxed); }
   void SetObject(const void* object) noexcept {
     object_.store(FlowObject(object), std::memory_order_relaxed);
@@ -51,12 +51,12 @@ class MSourceContext : public MFlowPoint {
   std::atomic<std::int32_t> line_{-1};
 };
 
-/// One raise of an error: the function it happens in, and this raise's own line and object, so
-/// that two threads that raise from one function do not read each other's. Borrows the context and
-/// does not look into the object. Immutable.
+/// One raise of an error: the function it happens in, and this raise's own line and object, so that
+/// two threads that raise from one function do not read each other's. Borrows the context; never
+/// dereferences the object. Immutable.
 class MRaiseSite {
  public:
-  /// Takes line and object as they were last stored in `context`.
+  /// The site with the line and object last stored in `context`.
   MRaiseSite(const MSourceContext& context) noexcept  // NOLINT(google-explicit-constructor)
       : MRaiseSite(
             context, context.GetLine(),

@@ -28,8 +28,8 @@ constexpr bool IsSurrogate(std::uint32_t code) noexcept {
   return code >= kFirstSurrogate && code <= kLastSurrogate;
 }
 
-/// Reads the sequence at the start of `bytes` of the length that its first byte tells. False when
-/// it is malformed.
+/// Reads a sequence of `length` bytes, which its first byte determines, at the start of `bytes`.
+/// Returns false when it is malformed.
 bool ReadSequence(std::string_view bytes, std::size_t length, std::uint32_t& code) noexcept {
   if (length < 2 || length > bytes.size()) return false;
   code = ByteAt(bytes, 0) & (0x7FU >> length);

@@ -25,14 +25,14 @@ EventRing::Span EventRing::StopRecording() noexcept {
   while (!control_.compare_exchange_weak(old, old & ~kRecordingEnabled, std::memory_order_acq_rel,
                                          std::memory_order_relaxed)) {
   }
-  // Dropped events still count, so a word that was disabled already no longer tells where the
-  // records end.
+  // Dropped events are counted as well, so the word no longer shows where the records end when
+  // recording was off already.
   if ((old & kRecordingEnabled) != 0) stopWord_.store(old, std::memory_order_relaxed);
   const std::uint32_t stopWord = stopWord_.load(std::memory_order_relaxed);
 
-  // The count of records tells whether the ring is full until it wraps, after 2^31 of them. Then
-  // its slots tell: three, because one stray record of a recorder that outlived an earlier restart
-  // must not pass for a full ring.
+  // The count of records shows whether the ring is full, until the count itself wraps after 2^31 of
+  // them. Then the slots show it: three of them, because one stray record, of a recorder that was
+  // still storing during an earlier restart, must not make the ring look full.
   const std::uint32_t position = PositionOf(stopWord);
   const bool wrapped =
       !Read(position).IsEmpty() &&

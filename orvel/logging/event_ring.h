@@ -10,7 +10,7 @@
 
 namespace Orvel::Detail {
 
-/// One flow event as it was recorded. All zero: nothing was.
+/// One flow event as it was recorded. In a slot that nothing was recorded into, all fields are 0.
 struct EventRecord {
   std::int64_t counter = 0;  ///< performance counter at the moment of recording, never 0
   std::int32_t kind = 0;     ///< one of `EventCode`
@@ -47,7 +47,7 @@ class EventRing {
   void Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2, std::int32_t classId,
               std::int32_t pointId, std::uint64_t object) noexcept;
 
-  /// The slot's record as it stands; `index` is below `kCapacity`.
+  /// Returns the record in a slot as it is at this moment; `index` is below `kCapacity`.
   [[nodiscard]] EventRecord Read(std::uint32_t index) const noexcept;
 
   /// The records to read, oldest first: `count` of them from slot `first` on.
@@ -55,11 +55,12 @@ class EventRing {
     std::uint32_t first;
     std::uint32_t count;
   };
-  /// Stops recording and tells what was recorded. When recording was stopped already the answer
-  /// is that of the first stop. Reader only, but for crash reports: they may find that the reader
-  /// restarts recording meanwhile, and then read records that are empty or new.
+  /// Stops recording and returns what is to be read. When recording was stopped before, returns
+  /// what the first stop returned. For the reader only, except that a crash report may call it at
+  /// any time: if the reader restarts recording meanwhile, the report reads records that are empty
+  /// or new.
   [[nodiscard]] Span StopRecording() noexcept;
-  /// Empties the ring and records again from position 0. Reader only.
+  /// Empties the ring and starts recording again at position 0. For the reader only.
   void RestartRecording() noexcept;
 
  private:
@@ -96,8 +97,8 @@ class EventRing {
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };
 
-// In the header, and on the system's calls themselves, so that it becomes part of whatever records:
-// beside the clock, recording costs little more than its locked addition.
+// Inline, and on the system's functions directly, so that it is compiled into whatever records:
+// apart from reading the clock, a record costs little more than one locked addition.
 inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t arg2,
                               std::int32_t classId, std::int32_t pointId,
                               std::uint64_t object) noexcept {

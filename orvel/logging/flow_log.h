@@ -11,14 +11,13 @@
 
 class MFlowLoggerImplementation;
 
-/// The flow logger that code sees: both interfaces in one object, every call going to its own
-/// `MFlowLoggerImplementation` and, when another logger is attached, to that one's too.
+/// The flow logger that programs use: both interfaces in one object. Every call goes to its own
+/// `MFlowLoggerImplementation` and, while another logger is attached, to that one's as well.
 ///
 /// Thread-safe. Get the process's own from `flowLogger()`.
 class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
  public:
-  /// `implementation` is borrowed and must outlive the adapter; null makes a logger that does
-  /// nothing.
+  /// Borrows `implementation`, which must outlive the adapter. With null, the logger does nothing.
   explicit MKLoggerAdapter(MFlowLoggerImplementation* implementation) noexcept;
 
   void logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2, std::int32_t classId,
@@ -49,8 +48,8 @@ class MKLoggerAdapter final : public MFlowLogger, public MDiagnosticsRegistry {
   std::atomic<MFlowLoggerImplementation*> attached_{nullptr};
 };
 
-// Inline, like all that it calls in the common case: between the locked additions of two events
-// nothing can overlap, and a call with seven arguments costs as much as one of them.
+// Inline, like everything that it calls in the common case. The processor overlaps nothing with a
+// locked addition, and a call with seven arguments would cost as much again as that addition.
 inline void MKLoggerAdapter::logEvent(std::int32_t kindIndex, std::int32_t arg1, std::int32_t arg2,
                                       std::int32_t classId, std::int32_t pointId,
                                       std::uint64_t object) noexcept {
@@ -74,8 +73,8 @@ extern std::atomic<MKLoggerAdapter*> processAdapter;
 }  // namespace Orvel::Detail
 
 /// The process's flow logger, built on the first call and never destroyed, so that it works before
-/// and after every static object. Any thread, without a lock. Raises nothing: while there is no
-/// memory for a logger the answer is one that does nothing.
+/// and after every static object. Any thread, without a lock. Raises nothing: without memory for a
+/// logger, it returns one that does nothing.
 [[nodiscard]] inline MKLoggerAdapter& flowLogger() noexcept {
   // Inline, because every event recorded comes through here.
   MKLoggerAdapter* const adapter = Orvel::Detail::processAdapter.load(std::memory_order_acquire);

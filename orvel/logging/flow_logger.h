@@ -23,7 +23,7 @@ enum class MFlowEvent : std::int32_t {
   kMessageReceive = 13  ///< first argument: the message
 };
 
-/// An object's address as flow events carry it; null is 0, which means none.
+/// Returns an object's address in the form that flow events store: 0, which means none, for null.
 [[nodiscard]] inline std::uint64_t FlowObject(const void* object) noexcept {
   return reinterpret_cast<std::uintptr_t>(object);
 }
@@ -47,35 +47,34 @@ class MFlowLogger {
                         std::int32_t classId, std::int32_t pointId,
                         std::uint64_t object) noexcept = 0;
 
-  /// Writes the text of all records to `stream`, then forgets them. Recording stops meanwhile.
-  /// When the stream throws or goes bad (a full disk, say) the rest is skipped, the records stay
-  /// and recording stays off until a later dump runs to its end. Raises nothing, also when the
-  /// stream does. The stream's formatting flags play no part. Dumps of one logger follow one
-  /// another; a full ring takes its formatting plus eight pauses of 10 ms.
+  /// Writes the text of all records to `stream`, then forgets them. Recording stops meanwhile. When
+  /// the stream throws or fails (because the disk is full, for example), the rest is skipped, the
+  /// records are kept, and recording stays off until a later dump is complete. Raises nothing, even
+  /// if the stream does. The stream's formatting flags have no effect. Dumps of one logger run one
+  /// after another; a dump of a full ring pauses eight times for 10 ms.
   virtual void dump(std::ostream& stream) = 0;
 
   /// Dumps into the file "C:\Temp\DebugDump.log", which is truncated; its lines end in CR LF.
-  /// False when it cannot be opened (a missing folder is not created), else true, whether or not
-  /// the dump got through.
-  /// The argument is not used.
+  /// Returns false when the file cannot be opened (a missing folder is not created), otherwise
+  /// true, even if the dump failed. The argument is ignored.
   virtual bool dumpToFile(const wchar_t* ignored) = 0;
 
-  /// Attaches `other` when it is an `MKLoggerAdapter`: each of the two records that it met the
-  /// other, `other` learns the names known here, and from then on what is recorded or named here
-  /// goes to `other` as well. Anything else, null included, detaches the logger attached before,
-  /// if any. Attaching a logger to itself does nothing. `other` may be another module's that was
-  /// built with the same compiler, runtime and version of the library.
-  /// The attached logger must outlive the attachment, and a recorder that is running while it is
-  /// detached may still reach it: let such threads come to rest before that module goes away.
+  /// Attaches `other` when it is an `MKLoggerAdapter`: each of the two records the fact, `other`
+  /// gets the names that are registered here, and from then on everything recorded or named here
+  /// goes to `other` as well. Anything else, null included, detaches the logger attached before, if
+  /// any. Attaching a logger to itself does nothing. `other` may be another module's that was built
+  /// with the same compiler, runtime and version of the library. The attached logger must outlive
+  /// the attachment, and a recorder that is running while it is detached may still reach it: let
+  /// such threads come to rest before that module goes away.
   virtual void attachModule(MFlowLogger* other) = 0;
 };
 
 /// Registers the names by which dumps show identifiers.
 ///
 /// Thread-safe. Every operation applies to this logger and to the attached one, if any. Of each
-/// character only the low byte is kept; a null name counts as empty. The first name of a key
-/// stays, later ones are ignored: also for a thread id or an address that is used again. Nothing
-/// is raised: a name for which there is no memory is dropped.
+/// character only the low byte is kept; a null name counts as empty. The first name of a key stays;
+/// later ones are ignored, even when the system has given a thread id or an address to something
+/// else. Raises nothing: a name is dropped when there is no memory for it.
 class MDiagnosticsRegistry {
  public:
   MDiagnosticsRegistry() = default;
@@ -85,7 +84,7 @@ class MDiagnosticsRegistry {
 
   /// Names a label: a class, a point in the code, an error.
   virtual void nameLabel(std::int32_t id, const wchar_t* name) noexcept = 0;
-  /// The same; the first argument is not used.
+  /// The same; the first argument is ignored.
   virtual void nameLabelFor(std::uint64_t ignored, std::int32_t id,
                             const wchar_t* name) noexcept = 0;
   /// Names an object by its address or handle.

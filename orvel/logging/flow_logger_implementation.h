@@ -17,7 +17,7 @@
 /// Thread-safe.
 class MFlowLoggerImplementation {
  public:
-  /// Recording is enabled from here on. Raises `std::bad_alloc`; the ring is about 5 MB.
+  /// Allocates the ring, about 5 MB, and starts recording. Raises `std::bad_alloc`.
   MFlowLoggerImplementation();
   MFlowLoggerImplementation(const MFlowLoggerImplementation&) = delete;
   MFlowLoggerImplementation& operator=(const MFlowLoggerImplementation&) = delete;
@@ -31,26 +31,27 @@ class MFlowLoggerImplementation {
   /// See `MFlowLogger::dump`.
   void Dump(std::ostream& stream) noexcept;
 
-  /// What a dump for a crash report had to do without, because a thread that may never go on has
-  /// the lock.
+  /// What is missing from a dump for a crash report, because a thread that may never run again
+  /// holds a lock, or because writing failed.
   struct CrashDumpGaps {
     bool names = false;  ///< the names of one or more tables: they are shown as unknown
     bool order = false;  ///< another dump is under way: records that it has shown may be missing
     bool rest = false;   ///< what follows the point where the stream or the memory failed
   };
   /// Dumps for a crash report: as `Dump` does, but waits for no lock longer than `timeoutMs`
-  /// milliseconds. A dump under way elsewhere goes on, and keeps its records.
+  /// milliseconds. A dump that another thread is writing continues and keeps its records.
   CrashDumpGaps DumpForCrash(std::ostream& stream, std::uint32_t timeoutMs) noexcept;
-  /// Appends the name of a thread to `text`; false when it has none or, within `timeoutMs`, its
-  /// table's lock cannot be had. Raises `std::bad_alloc`.
+  /// Appends the name of a thread to `text`. Returns false when the thread has no name, or when the
+  /// table of names stays locked for `timeoutMs` milliseconds. Raises `std::bad_alloc`.
   bool AppendThreadName(std::uint32_t threadId, std::string& text, std::uint32_t timeoutMs) const;
 
-  /// Text of the record in slot `index`, two lines without a line feed at the end, with times
-  /// relative to the counter value `reference`. Empty for an empty slot; "*OUT OF BOUNDS*" for an
-  /// index past the ring.
+  /// Returns the text of the record in slot `index`: two lines without a line feed at the end, with
+  /// times relative to the counter value `reference`. The text is empty for an empty slot, and
+  /// "*OUT OF BOUNDS*" for an index past the ring.
   [[nodiscard]] std::string FormatRecord(std::uint32_t index, std::int64_t reference) const;
 
-  /// A difference of performance counters as seconds with six decimals, cut off, not rounded.
+  /// Returns a difference of performance counters as seconds with six decimals, cut off and not
+  /// rounded.
   [[nodiscard]] std::string FormatTime(std::int64_t ticks) const;
 
   ///@{
@@ -70,8 +71,8 @@ class MFlowLoggerImplementation {
   }
   ///@}
 
-  /// Gives `other` every name known here; names that it already has stay. `other` is not this
-  /// object. Two loggers may copy into each other at once.
+  /// Adds every name registered here to `other`, which keeps the names that it already has and must
+  /// not be this object. Two loggers may copy into each other at the same time.
   void CopyNamesInto(MFlowLoggerImplementation& other) const noexcept {
     names_.CopyInto(other.names_);
   }

@@ -22,8 +22,13 @@ class MFlowPoint {
 
   ///@{
   /// The names that the point was built with; never null.
-  [[nodiscard]] const wchar_t* ClassText() const noexcept { return className_; }
-  [[nodiscard]] const wchar_t* FunctionText() const noexcept { return functionName_; }
+  [[nodiscard]] const wchar_t* GetClassText() const noexcept { return className_; }
+  [[nodiscard]] const wchar_t* GetFunctionText() const noexcept { return functionName_; }
+  ///@}
+  ///@{
+  /// The same, under the names that these operations had first.
+  [[nodiscard]] const wchar_t* ClassText() const noexcept { return GetClassText(); }
+  [[nodiscard]] const wchar_t* FunctionText() const noexcept { return GetFunctionText(); }
   ///@}
 
   /// Records an event of `kind` at this point, concerning `object` (null: none).
@@ -46,15 +51,15 @@ class MFlowPoint {
 };
 
 /// Records entry into a scope when built and leaving it when destroyed, also by an exception.
-/// Thread-affine, like any local.
+/// Thread-affine, like any local variable.
 class [[nodiscard]] MFlowScope {
  public:
-  /// Borrows `point`, in practice a static. `object` may be null and is not looked into.
+  /// Borrows `point`, in practice a static. `object` may be null and is never dereferenced.
   MFlowScope(const MFlowPoint& point, const void* object) noexcept
       : point_(point), object_(object) {
     point_.Record(MFlowEvent::kScopePush, object_);
   }
-  /// A scope on a point that is gone before the scope ends.
+  /// Deleted: a temporary point is destroyed before the scope ends.
   MFlowScope(const MFlowPoint&& point, const void* object) = delete;
   MFlowScope(const MFlowScope&) = delete;
   MFlowScope& operator=(const MFlowScope&) = delete;

@@ -20,7 +20,7 @@ constexpr const char* kDumpFile = "C:\\Temp\\DebugDump.log";
 
 std::atomic<MFlowLoggerImplementation*> processImplementation{nullptr};
 
-/// What `slot` holds; when it is empty, `built`, unless another thread is faster.
+/// Returns what `slot` holds, after storing `built` into it if it was empty.
 template <class T>
 T* PublishOnce(std::atomic<T*>& slot, std::unique_ptr<T> built) noexcept {
   T* present = nullptr;
@@ -41,9 +41,9 @@ MKLoggerAdapter* BuildProcessLogger() {
                      std::make_unique<MKLoggerAdapter>(implementation));
 }
 
-/// `logger` when it is an adapter, null when it is anything else. Judged by the name of its class:
-/// every module that links the library has the class once more, with a virtual table of its own,
-/// and a `dynamic_cast` to a class that is final may be decided by the table's address.
+/// Returns `logger` if it is an adapter, else null. Compares the class's name: every module that
+/// links the library has its own copy of the class and its virtual table, and a `dynamic_cast` to a
+/// final class may compare the tables' addresses.
 MKLoggerAdapter* AsAdapter(MFlowLogger* logger) {
   if (logger == nullptr || typeid(*logger) != typeid(MKLoggerAdapter)) return nullptr;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast)

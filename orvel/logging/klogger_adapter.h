@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The adapter with what it works on, for loggers of a program's own. Code that uses the process's
-// logger needs "orvel/logging/flow_log.h" alone.
+// The adapter and the class that stores its records, for programs that build loggers of their own.
+// Code that only uses the process's logger includes "orvel/logging/flow_log.h".
 #include "orvel/logging/flow_log.h"
 #include "orvel/logging/flow_logger_implementation.h"

@@ -39,7 +39,8 @@ class NameTable {
     }
   }
 
-  /// Appends the key's name to `text`; false, with `text` unchanged, when it has none.
+  /// Appends the key's name to `text`. Returns false, and leaves `text` unchanged, when it has
+  /// none.
   bool AppendName(Key key, std::string& text) const {
     const std::scoped_lock lock(section_);
     const auto found = names_.find(key);
@@ -48,8 +49,8 @@ class NameTable {
     return true;
   }
 
-  /// The table's lock, held if it could be had within `timeoutMs` milliseconds: with it the
-  /// thread's other calls do not wait.
+  /// Tries for up to `timeoutMs` milliseconds to lock the table; the result owns the lock if that
+  /// succeeded. While a thread holds it, that thread's other calls do not wait.
   [[nodiscard]] std::unique_lock<CriticalSection> TryLockFor(std::uint32_t timeoutMs) const {
     std::unique_lock lock(section_, std::defer_lock);
     if (section_.TryLockFor(timeoutMs)) lock = std::unique_lock(section_, std::adopt_lock);

@@ -5,8 +5,8 @@
 
 namespace Orvel::Detail {
 
-/// What the process's flow logger works on; null while nobody has asked for the logger. For crash
-/// reports, which build nothing. Any thread, without a lock.
+/// Returns what the process's flow logger stores its records in, or null before the logger is first
+/// used. For crash reports, which must not build one. Any thread, without a lock.
 [[nodiscard]] MFlowLoggerImplementation* ProcessLoggerForCrash() noexcept;
 
 }  // namespace Orvel::Detail

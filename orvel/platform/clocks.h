@@ -12,7 +12,8 @@ struct WallClockTime {
   std::uint16_t milliseconds = 0;
 };
 
-/// A moment in both clocks: ticks of the performance counter after it are a time of day.
+/// One moment in both clocks, from which a value of the performance counter can be converted to a
+/// time of day.
 struct ClockReference {
   std::int64_t frequency = 0;  ///< ticks of the performance counter in a second
   std::int64_t counter = 0;    ///< the performance counter at that moment

@@ -4,7 +4,7 @@
 namespace Orvel::Detail {
 
 /// Initialises COM for the calling thread, in the process's multithreaded apartment. The result is
-/// not looked at: a thread that is in an apartment already stays in it.
+/// ignored: a thread that already is in an apartment stays in it.
 void EnterMultithreadedApartment() noexcept;
 /// Undoes one EnterMultithreadedApartment, whatever its result was.
 void LeaveApartment() noexcept;

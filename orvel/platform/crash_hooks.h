@@ -21,7 +21,7 @@ struct CrashSite {
   CrashKind kind;
   /// The system's, or what stands for it with a code of `kind`; never null, nor is its context.
   EXCEPTION_POINTERS* pointers;
-  /// False when the thread has used up its stack: what it calls then had better be little.
+  /// Returns false when the thread has used up its stack; call as little as possible on it then.
   [[nodiscard]] bool HasStack() const noexcept {
     return pointers->ExceptionRecord->ExceptionCode != EXCEPTION_STACK_OVERFLOW;
   }

@@ -19,7 +19,8 @@ class CriticalSection {
   void lock() noexcept;
   [[nodiscard]] bool try_lock() noexcept;
   void unlock() noexcept;
-  /// Tries for up to `timeoutMs` milliseconds, for crash reports: whoever holds it may never go on.
+  /// Tries for up to `timeoutMs` milliseconds. For crash reports: the thread that holds the lock
+  /// may never run again.
   [[nodiscard]] bool TryLockFor(std::uint32_t timeoutMs) noexcept;
 
  private:

@@ -6,9 +6,9 @@
 
 namespace Orvel::Detail {
 
-/// Tells an attached debugger the name of the thread `threadId`, by the structured exception that
-/// debuggers look for. Without a debugger the exception ends here; a first-chance handler of the
-/// process may see it pass. `threadId` is the calling thread's. Raises nothing.
+/// Sends the name of the thread `threadId` to an attached debugger, by the structured exception
+/// that debuggers recognise. Without a debugger the exception ends here; a vectored handler of the
+/// process may see it. `threadId` is the calling thread's. Raises nothing.
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
 
 /// Gives the calling thread its description, which the system keeps for debuggers that attach
@@ -16,8 +16,8 @@ void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
 /// descriptions. Raises nothing.
 void DescribeCurrentThread(const wchar_t* name) noexcept;
 
-/// Copies the description of a thread of this process, cut to fit and ended with 0. False, with
-/// `description` as it was, when it has none or cannot be asked.
+/// Copies the description of a thread of this process, cut to fit and ended with 0. Returns false,
+/// and leaves `description` unchanged, when there is none or it cannot be read.
 [[nodiscard]] bool ReadThreadDescription(std::uint32_t threadId,
                                          std::span<wchar_t> description) noexcept;
 

@@ -25,8 +25,8 @@ enum class EventReset {
 
 /// Identifier of the calling thread, never 0.
 [[nodiscard]] std::uint32_t CurrentThreadId() noexcept;
-/// The calling thread's last error code. To be asked in the statement right after the call that
-/// failed: whatever runs in between may change it.
+/// The calling thread's last error code. Call this in the statement right after the call that
+/// failed: anything in between may change the code.
 [[nodiscard]] std::uint32_t LastErrorCode() noexcept;
 /// Gives the rest of the calling thread's time slice to another thread that is ready.
 void YieldThread() noexcept;

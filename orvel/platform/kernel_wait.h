@@ -6,7 +6,7 @@
 
 namespace Orvel::Detail {
 
-/// What the system's wait functions give, by their documented values.
+/// What the system's wait functions return, by their documented values.
 namespace WaitStatus {
 inline constexpr std::uint32_t kObject0 = 0;       ///< plus the index of the signalled handle
 inline constexpr std::uint32_t kAbandoned0 = 128;  ///< plus the index of the abandoned handle

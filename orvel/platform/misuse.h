@@ -7,8 +7,8 @@ namespace Orvel::Detail {
 /// It depends on how the library was compiled, not on how the program that uses it is.
 [[nodiscard]] bool ReportsMisuse() noexcept;
 
-/// Says that the caller broke a rule in a way that would otherwise go unnoticed. To be called where
-/// nothing can be raised or returned, as in a destructor. Does nothing without assertions.
+/// Reports that the caller broke a rule in a way that would otherwise go unnoticed. For places
+/// where nothing can be raised or returned, such as destructors. Does nothing without assertions.
 ///
 /// With them the message (ASCII, a sentence without its full stop) goes to the debugger and to the
 /// standard error output; then the program stops in the debugger, if there is one, and aborts.

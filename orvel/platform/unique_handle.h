@@ -53,7 +53,7 @@ struct RegistryKeyPolicy {
 ///     if (!file) { ... }
 ///
 /// Thread-compatible. Closing keeps the calling thread's last error code, so that a handle may go
-/// out of scope between a failed call and the look at its code. A close that fails is not noticed.
+/// out of scope between a failed call and reading its error code. A close that fails is ignored.
 template <class Policy>
 class MUniqueHandle {
  public:
@@ -80,7 +80,7 @@ class MUniqueHandle {
   [[nodiscard]] Handle Get() const noexcept { return handle_; }
   /// True when a handle is owned.
   explicit operator bool() const noexcept { return handle_ != Policy::Empty(); }
-  /// Gives the handle to the caller, who is to close it, and becomes empty.
+  /// Hands the handle over to the caller, who must close it, and becomes empty.
   [[nodiscard]] Handle Release() noexcept { return std::exchange(handle_, Policy::Empty()); }
   /// Closes what is owned and takes ownership of `handle`, which must not be owned here already.
   void Reset(Handle handle) noexcept { *this = MUniqueHandle(handle); }
