@@ -21,10 +21,8 @@ static_assert(std::is_trivially_destructible_v<MFlowPoint>, "points record to th
 
 template <class Point>
 constexpr bool kTakesScope = std::is_constructible_v<MFlowScope, Point, const void*>;
-static_assert(kTakesScope<MFlowPoint&> && kTakesScope<const MFlowPoint&>);
-static_assert(kTakesScope<MSourceContext&> && kTakesScope<const MSourceContext&>);
-static_assert(!kTakesScope<MFlowPoint> && !kTakesScope<const MFlowPoint>, "gone before the scope");
-static_assert(!kTakesScope<MSourceContext> && !kTakesScope<const MSourceContext>);
+static_assert(kTakesScope<const MFlowPoint&> && kTakesScope<MSourceContext&>);
+static_assert(!kTakesScope<MFlowPoint> && !kTakesScope<MSourceContext>, "gone before the scope");
 
 TEST(MFlowPointTest, RecordsUnderItsNames) {
   static const MFlowPoint point(L"Importer", L"Open");
