@@ -46,10 +46,10 @@ class MCommandProcessor : public MEngineThread {
                              std::unique_ptr<MCallbackFunctor> idleCallback = nullptr);
   ~MCommandProcessor() override;
 
+  ///@{
   /// Sets the callback that runs on the worker when it starts, before `Start` returns, or when it
   /// ends; null for none. An `MException` of the first makes `Start` fail, one of the second is
   /// recorded and swallowed. Raises "AlreadyRunning" while there is a worker.
-  ///@{
   void SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback);
   void SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback);
   ///@}

@@ -74,7 +74,7 @@ class CrashReporterState {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLongestLimit = std::chrono::hours(1);
+constexpr std::chrono::milliseconds kMaxTimeLimit = std::chrono::hours(1);
 constexpr std::uint32_t kLookMs = 1000;
 
 // Sequentially consistent: either the destructor sees the user or the user sees no reporter.
@@ -101,7 +101,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
                                        const MCrashReporterOptions& options, KernelHandle&& marker)
     : folder_(std::move(folder)),
       writer_(folder_, std::move(programPath), options.writesFlowLog, options.writesMiniDump),
-      timeLimit_((std::clamp)(options.timeLimit, std::chrono::milliseconds(0), kLongestLimit)),
+      timeLimit_((std::clamp)(options.timeLimit, std::chrono::milliseconds(0), kMaxTimeLimit)),
       marker_(std::move(marker)),
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),

@@ -20,11 +20,10 @@
 ///   smaller destination receives the low bits;
 /// - for booleans: a double word. For a value of another type or size the read returns false, but
 ///   sets the destination to whether the first four bytes hold anything but zero;
-/// - for strings: a string, also an expandable one, whose variables are not expanded. It ends at
-/// its
-///   first zero character or with its last complete character;
-/// - for floating-point numbers: a string that begins with a number. One too large becomes
-/// infinity.
+/// - for strings: a string, also an expandable one, whose variables are not expanded. The value
+///   ends at its first zero character or with its last complete character;
+/// - for floating-point numbers: a string that begins with a number. A number that is too large
+///   becomes infinity.
 ///
 /// Thread-unsafe.
 class IInFilerTaggedRegistry final : public IInFilerTagged, public IFilerTaggedRegistryBase {

@@ -46,9 +46,9 @@ void MInFilerTaggedXml::EnterRoot(bool isWellFormed) {
   document_.reset();
 }
 
-/// The first element of the open section that has the tag; 0 if there is none.
+/// Returns the first element of the open section that has the tag; 0 if there is none.
 std::uint32_t MInFilerTaggedXml::Find(const std::wstring& tag) {
-  // To the document an empty tag is any element's.
+  // The document takes an empty tag for any element's.
   return document_ == nullptr || tag.empty()
              ? 0
              : document_->FindFirstChild(document_->GetPosition().parent, tag);
@@ -163,7 +163,7 @@ bool MInFilerTaggedXml::BeginSection(const std::wstring& tag) {
 }
 
 bool MInFilerTaggedXml::BeginNextSection(const std::wstring& tag) {
-  // Not noted: that there is no further one is no failure.
+  // Not noted: it is no failure that there is no other section.
   return document_ != nullptr && !tag.empty() && document_->FindElement(tag) && EnterSection();
 }
 

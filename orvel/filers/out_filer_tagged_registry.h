@@ -26,10 +26,9 @@ enum class RegistryType : std::uint32_t;
 /// Thread-unsafe.
 class IOutFilerTaggedRegistry final : public IOutFilerTagged, public IFilerTaggedRegistryBase {
  public:
-  /// `applicationKey` is the name of the key below the framework's key, or several names separated
-  /// by
-  /// `\`. If a name is empty, longer than 255 characters or holds a zero character, every write
-  /// returns false. Raises what `MLocale::Instance` raises.
+  /// `applicationKey` is the name of the key below the framework's key, or several names with `\`
+  /// between them. If a name is empty, longer than 255 characters or holds a zero character, every
+  /// write returns false. Raises what `MLocale::Instance` raises.
   IOutFilerTaggedRegistry(MRegistryRoot root, std::wstring applicationKey);
 
   bool WriteChar(const std::wstring& tag, char value) override;

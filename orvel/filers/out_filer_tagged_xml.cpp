@@ -22,16 +22,16 @@ class IntegerText {
  public:
   template <class Integer>
   explicit IntegerText(Integer value) {
-    char narrow[kLongest] = {};
+    char narrow[kMaxLength] = {};
     const char* const end = std::to_chars(std::begin(narrow), std::end(narrow), value).ptr;
     length_ = static_cast<std::size_t>(end - narrow);
-    for (std::size_t i = 0; i < kLongest; ++i) text_[i] = static_cast<wchar_t>(narrow[i]);
+    for (std::size_t i = 0; i < kMaxLength; ++i) text_[i] = static_cast<wchar_t>(narrow[i]);
   }
   [[nodiscard]] std::wstring_view Get() const noexcept { return {text_, length_}; }
 
  private:
-  static constexpr std::size_t kLongest = 16;  // for "-2147483648"; widened in one step
-  wchar_t text_[kLongest] = {};
+  static constexpr std::size_t kMaxLength = 16;  // for "-2147483648"; widened in one step
+  wchar_t text_[kMaxLength] = {};
   std::size_t length_ = 0;
 };
 

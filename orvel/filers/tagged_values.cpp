@@ -26,7 +26,7 @@ constexpr struct {
     {L"ns", {1, 1'000'000'000}}, {L"us", {1, 1'000'000}}, {L"ms", {1, 1'000}}, {L"s", {1, 1}},
     {L"min", {60, 1}},           {L"h", {3'600, 1}},      {L"d", {86'400, 1}}};
 
-/// The whole of a text, as `std::from_chars` reads numbers: without white space or a plus sign.
+/// Reads a whole text as a number, as `std::from_chars` does: without white space or a plus sign.
 template <class Integer>
 bool ParseDecimal(std::wstring_view text, Integer& value) noexcept {
   char digits[24];
@@ -42,7 +42,7 @@ bool ParseDecimal(std::wstring_view text, Integer& value) noexcept {
   return true;
 }
 
-/// A unit by its name, or as a fraction: "[1/30]s".
+/// Reads a unit, by its name or as a fraction: "[1/30]s".
 bool ParseUnit(std::wstring_view text, Unit& unit) noexcept {
   for (const auto& named : kNamedUnits) {
     if (named.name != text) continue;
@@ -138,8 +138,8 @@ bool ParseTaggedDuration(std::wstring_view text, std::intmax_t numerator, std::i
       !ParseUnit(text.substr(blank + 1), unit)) {
     return false;
   }
-  // Both units are in lowest terms, and so is their ratio when what they share is taken out. Then
-  // the count is a whole number of ticks only if the divisors go into it.
+  // Both units are in lowest terms. Once their common factors are taken out, so is their ratio, and
+  // the count is a whole number of ticks only if the divisors divide it.
   const std::int64_t numerators = std::gcd(unit.numerator, numerator);
   const std::int64_t denominators = std::gcd(unit.denominator, denominator);
   if (!Divide(count, unit.denominator / denominators) || !Divide(count, numerator / numerators) ||

@@ -24,7 +24,7 @@ MSourceContext& ConstructionContext() {
   return context;
 }
 
-/// To be called right after the system call that succeeded or not.
+/// Raises the error of a system call that failed. Call it right after the system call.
 void RequireSuccess(bool succeeded, MSourceContext& context, std::int32_t line,
                     const void* object) {
   if (succeeded) return;
@@ -40,12 +40,13 @@ KernelHandle CreateTimerOrRaise(MTimerReset reset, const void* object) {
   return timer;
 }
 
-/// Since 1601, as the system counts them. Times that it cannot express become the nearest.
+/// Returns the time in ticks since 1601, as the system counts it; for a time that it cannot
+/// express, the nearest one that it can.
 std::int64_t ToSystemTime(std::chrono::system_clock::time_point time) {
   constexpr std::int64_t kUnixEpoch = 116'444'736'000'000'000;
   constexpr std::int64_t kLatest = (std::numeric_limits<std::int64_t>::max)() - kUnixEpoch;
   const std::int64_t ticks = std::chrono::ceil<TimerTicks>(time.time_since_epoch()).count();
-  // What is negative would be a delay.
+  // The system would take a negative number for a delay.
   if (ticks <= -kUnixEpoch) return 0;
   return kUnixEpoch + (ticks < kLatest ? ticks : kLatest);
 }
@@ -89,9 +90,10 @@ void MWaitableTimer::SetAt(std::chrono::system_clock::time_point time) {
 void MWaitableTimer::Cancel() {
   static MSourceContext context(kClassName, L"Cancel");
   const MFlowScope scope(context, this);
-  // Cancelling leaves the signal: a wait takes it from the one kind, setting from the other.
+  // Cancelling a timer leaves its signal. Setting a manual-reset timer clears it, and a wait clears
+  // an automatic one's.
   if (reset_ == MTimerReset::kManual) {
-    const std::int64_t farOff = -Orvel::Detail::kLongestDelay.count();
+    const std::int64_t farOff = -Orvel::Detail::kMaxTimerDelay.count();
     RequireSuccess(SetKernelTimer(timer_.Get(), farOff, 0), context, __LINE__, this);
   }
   RequireSuccess(CancelKernelTimer(timer_.Get()), context, __LINE__, this);

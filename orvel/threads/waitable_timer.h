@@ -13,7 +13,7 @@ namespace Orvel::Detail {
 /// The system's unit of time.
 using TimerTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
 
-inline constexpr TimerTicks kLongestDelay = std::chrono::hours(1000 * 365 * 24);
+inline constexpr TimerTicks kMaxTimerDelay = std::chrono::hours(1000 * 365 * 24);
 
 /// Returns `delay` rounded up, at most the longest; 0 when it is negative or not a number.
 template <class Rep, class Period>
@@ -21,7 +21,7 @@ template <class Rep, class Period>
   using Seconds = std::chrono::duration<double>;
   if (!(delay > delay.zero())) return TimerTicks::zero();
   // Compared as seconds, because it may be too long to be expressed in the shorter unit.
-  if (Seconds(delay) >= Seconds(kLongestDelay)) return kLongestDelay;
+  if (Seconds(delay) >= Seconds(kMaxTimerDelay)) return kMaxTimerDelay;
   return std::chrono::ceil<TimerTicks>(delay);
 }
 

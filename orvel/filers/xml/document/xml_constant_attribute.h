@@ -17,7 +17,7 @@ class MXmlConstantAttribute {
   /// have at most 60 units.
   consteval MXmlConstantAttribute(std::wstring_view name, std::wstring_view value)
       : valueStart_(name.size() + 3), length_(valueStart_ + value.size() + 1) {
-    if (name.empty() || length_ > kLongest) throw "empty or too long";
+    if (name.empty() || length_ > kMaxLength) throw "empty or too long";
     if (name.find_first_not_of(kNameCharacters) != name.npos) throw "not a name";
     if (value.find_first_of(L"<>&'\"") != value.npos) throw "not a value";
     std::size_t next = 0;
@@ -44,11 +44,11 @@ class MXmlConstantAttribute {
   }
 
  private:
-  static constexpr std::size_t kLongest = 64;
+  static constexpr std::size_t kMaxLength = 64;
   static constexpr std::wstring_view kNameCharacters =
       L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.:";
 
-  wchar_t text_[kLongest] = {};
+  wchar_t text_[kMaxLength] = {};
   std::size_t valueStart_;
   std::size_t length_;
 };

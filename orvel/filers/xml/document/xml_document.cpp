@@ -17,6 +17,32 @@ using Orvel::Detail::XmlIndex;
 using Orvel::Detail::XmlToken;
 using Orvel::Detail::XmlTokenKind;
 
+namespace {
+
+struct ScannedNode {
+  MXmlNodeKind kind = MXmlNodeKind::kNone;
+  std::size_t length = 0;
+};
+
+/// Returns the kind and the length of the node at the start of `text`, which is not an element. The
+/// kind is none for markup that cannot be read.
+ScannedNode ScanNode(std::wstring_view text) noexcept {
+  const wchar_t* const begin = text.data();
+  const wchar_t* const end = begin + text.size();
+  if (*begin == L'<') {
+    const XmlToken token = Orvel::Detail::ScanXmlMarkup(begin, end);
+    if (token.kind == XmlTokenKind::kNode) return {token.nodeKind, token.length};
+    const bool isEndTag = token.kind == XmlTokenKind::kEndTag;
+    return {isEndTag ? MXmlNodeKind::kLoneEndTag : MXmlNodeKind::kNone, token.length};
+  }
+  const wchar_t* const textEnd = FindWide(begin, end, L'<');
+  const bool isBlank = SkipXmlChars(begin, textEnd, kXmlSpace) == textEnd;
+  return {isBlank ? MXmlNodeKind::kWhitespace : MXmlNodeKind::kText,
+          static_cast<std::size_t>(textEnd - begin)};
+}
+
+}  // namespace
+
 MXmlDocument::MXmlDocument(std::uint32_t flags)
     : flags_(flags), store_(std::make_unique<Orvel::Detail::XmlStore>()) {}
 
@@ -169,22 +195,7 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
     }
     // In an ill-formed text that was edited, a construct might otherwise run into an element.
     const std::size_t scanEnd = element != 0 ? store_->GetStart(element) : contentEnd;
-    const std::wstring_view rest = store_->text.GetView(offset, scanEnd - offset);
-    const wchar_t* const begin = rest.data();
-    const wchar_t* const end = begin + rest.size();
-    MXmlNodeKind kind = MXmlNodeKind::kNone;
-    std::size_t length = 0;
-    if (*begin == L'<') {
-      const XmlToken token = Orvel::Detail::ScanXmlMarkup(begin, end);
-      length = token.length;
-      if (token.kind == XmlTokenKind::kNode) kind = token.nodeKind;
-      if (token.kind == XmlTokenKind::kEndTag) kind = MXmlNodeKind::kLoneEndTag;
-    } else {
-      const wchar_t* const textEnd = FindWide(begin, end, L'<');
-      const bool blank = SkipXmlChars(begin, textEnd, kXmlSpace) == textEnd;
-      kind = blank ? MXmlNodeKind::kWhitespace : MXmlNodeKind::kText;
-      length = static_cast<std::size_t>(textEnd - begin);
-    }
+    const auto [kind, length] = ScanNode(store_->text.GetView(offset, scanEnd - offset));
     if (Intersects(kinds, kind)) {
       position_ = {position_.parent,
                    before,

@@ -22,10 +22,9 @@ struct XmlStore;
 
 /// A position in an MXmlDocument: a level, and the current node in it. A value; thread-compatible.
 struct MXmlPosition {
-  std::uint32_t parent = 0;  ///< the element whose children form the level; 0 at the top level
-  std::uint32_t element =
-      0;                    ///< the current element, or the last one before a node of another kind
-  std::uint32_t child = 0;  ///< after OutOfElement(): the child that was current before it
+  std::uint32_t parent = 0;   ///< the element whose children form the level; 0 at the top level
+  std::uint32_t element = 0;  ///< the current element, or the last one before the current node
+  std::uint32_t child = 0;    ///< after OutOfElement(): the child that was current before it
   MXmlNodeKind kind = MXmlNodeKind::kNone;  ///< of the current node; none before the first node
   std::uint32_t nodeStart = 0;              ///< offset of a current node that is no element
   std::uint32_t nodeLength = 0;             ///< its length

@@ -46,11 +46,11 @@ MXmlFailure TextFailure(MXmlStep step, const wchar_t* what, std::size_t offset) 
 /// Reads a UTF-8 file of at most `maxUnits` units, without its byte order mark if it has one. On
 /// failure `text` is untouched.
 MXmlFailure ReadTextFile(const std::wstring& path, std::size_t maxUnits, std::wstring& text) {
-  constexpr std::size_t kMostBytesPerUnit = 3;
+  constexpr std::size_t kMaxBytesPerUnit = 3;
   constexpr std::size_t kByteOrderMark = 3;
   std::string bytes;
   const FileFailure failure =
-      Orvel::Detail::ReadWholeFile(path, maxUnits * kMostBytesPerUnit + kByteOrderMark, bytes);
+      Orvel::Detail::ReadWholeFile(path, maxUnits * kMaxBytesPerUnit + kByteOrderMark, bytes);
   if (failure.step != FileStep::kNone) return FailureOf(failure);
   const std::string_view content = Orvel::Detail::SkipUtf8ByteOrderMark(bytes);
   const std::size_t markBytes = bytes.size() - content.size();

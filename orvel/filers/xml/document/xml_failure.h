@@ -22,9 +22,8 @@ enum class MXmlStep {
 /// Why loading or saving failed. A value; thread-compatible.
 struct MXmlFailure {
   MXmlStep step = MXmlStep::kNone;  ///< the step that failed
-  std::uint32_t winErrorCode =
-      0;                ///< the system's code for it; 0 when no call of the system failed
-  std::wstring detail;  ///< what was wrong with a text; empty for calls of the system
+  std::uint32_t winErrorCode = 0;   ///< the system's code; 0 when no call of the system failed
+  std::wstring detail;              ///< what was wrong with a text; empty for calls of the system
 
   /// Returns a message for users: "Cannot open: Access denied", in the language of
   /// `SystemErrorText`, or the detail. Empty when nothing failed.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/filers/xml/document/xml_insertion.h"
 
-using Orvel::Detail::kLongestXmlName;
+using Orvel::Detail::kMaxXmlNameLength;
 using Orvel::Detail::kXmlEmptyTagEnd;
 using Orvel::Detail::kXmlEndTagFrame;
 
@@ -34,7 +34,7 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
   }
   const std::size_t nameLength = store_->GetTagName(place.parent).size();
   if (parent.HasFlag(MXmlElementRecord::kSelfClosed)) {
-    place.OpenParent(CanBeOpened(place.parent, nameLength) ? nameLength : kLongestXmlName + 1,
+    place.OpenParent(CanBeOpened(place.parent, nameLength) ? nameLength : kMaxXmlNameLength + 1,
                      place.offset - kXmlEmptyTagEnd.size());
   } else {  // it was not ended
     place.parentName = nameLength;
@@ -47,7 +47,7 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
 /// empty without its "/" because another one stands before it.
 bool MXmlDocument::CanBeOpened(std::uint32_t element, std::size_t nameLength) const noexcept {
   const std::size_t tagClose = store_->GetContentStart(element) - kXmlEmptyTagEnd.size();
-  return nameLength <= kLongestXmlName && store_->text.GetUnit(tagClose - 1) != L'/';
+  return nameLength <= kMaxXmlNameLength && store_->text.GetUnit(tagClose - 1) != L'/';
 }
 
 /// Writes the end tag of an element that gets its first child, and updates the lengths of its tags.

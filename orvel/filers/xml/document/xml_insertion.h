@@ -125,7 +125,7 @@ class MXmlDocument::Insertion {
 
   /// False when the parent cannot be opened for a child.
   [[nodiscard]] bool IsPossible() const noexcept {
-    return place_.parentName <= Orvel::Detail::kLongestXmlName;
+    return place_.parentName <= Orvel::Detail::kMaxXmlNameLength;
   }
 
   /// The level of an element in this place.

@@ -15,13 +15,13 @@ namespace Orvel::Detail {
 inline constexpr std::wstring_view kXmlCDataStart = L"<![CDATA[";
 inline constexpr std::wstring_view kXmlCDataEnd = L"]]>";
 inline constexpr std::size_t kXmlEndTagFrame = 3;  ///< what an end tag has besides the name
-inline constexpr std::size_t kLongestXmlName =
+inline constexpr std::size_t kMaxXmlNameLength =
     MXmlElementRecord::kMaxEndTagLength - kXmlEndTagFrame;
 inline constexpr std::wstring_view kXmlEmptyTagEnd = L"/>";
 
 /// True when an element can be written with that name, which may be empty.
 [[nodiscard]] inline bool IsXmlTagName(std::wstring_view name) noexcept {
-  return name.size() <= kLongestXmlName && !HoldsXmlTagNameEnd(name);
+  return name.size() <= kMaxXmlNameLength && !HoldsXmlTagNameEnd(name);
 }
 
 /// Appends what follows the name of an attribute: the equals sign and the quoted value.
