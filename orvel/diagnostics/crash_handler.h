@@ -25,7 +25,8 @@ class MCrashReportLines {
 /// Adds lines of the application to a crash report. It is called while an
 /// `MCrashHandlerRegistration` for it and an `MCrashReporter` exist.
 ///
-/// Threads: the call comes on the reporter's thread, while other threads may still run.
+/// An implementation must be thread-safe: the call comes on the reporter's thread, while other
+/// threads may still run.
 class ICrashHandler {
  public:
   ICrashHandler(const ICrashHandler&) = delete;

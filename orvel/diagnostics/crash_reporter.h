@@ -12,7 +12,7 @@ namespace Orvel::Detail {
 class CrashReporterState;
 }  // namespace Orvel::Detail
 
-/// What an `MCrashReporter` writes, and where.
+/// What an `MCrashReporter` writes, and where. A value; thread-compatible.
 struct MCrashReporterOptions {
   std::wstring folder{};       ///< created when missing; may be relative to the current folder
   std::wstring programName{};  ///< the first part of the files' names; empty: the name of the .exe

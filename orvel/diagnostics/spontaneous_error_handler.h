@@ -13,7 +13,8 @@
 /// that the program itself passes to `RecordDismissed`. Put into use by an
 /// `MSpontaneousErrorRegistration`.
 ///
-/// Threads: the calls come on whichever threads swallow errors, several at once if it so happens.
+/// An implementation must be thread-safe: the calls come on the threads that swallow errors, which
+/// may be several at the same time.
 class ISpontaneousErrorHandler {
  public:
   ISpontaneousErrorHandler(const ISpontaneousErrorHandler&) = delete;

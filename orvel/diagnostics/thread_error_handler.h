@@ -11,7 +11,8 @@
 /// command does. Without such a handler the owner learns of it only at its next `Flush`. Put into
 /// use by an `MThreadErrorRegistration`.
 ///
-/// Threads: the calls come on the workers that fail, several at once if it so happens.
+/// An implementation must be thread-safe: the calls come on the workers that fail, which may be
+/// several at the same time.
 class IThreadErrorHandler {
  public:
   IThreadErrorHandler(const IThreadErrorHandler&) = delete;

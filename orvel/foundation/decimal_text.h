@@ -9,8 +9,8 @@
 
 namespace Orvel::Detail {
 
-/// `value` in decimal, without grouping, whatever locales the process has set. Needs no locale
-/// object, so that errors can carry numbers before and after every static object's life.
+/// Returns `value` in decimal, without grouping, whatever locales the process has set. Needs no
+/// locale object, so that errors can carry numbers before and after every static object's life.
 template <class Integer>
 [[nodiscard]] std::wstring DecimalText(Integer value) {
   char digits[24];
@@ -18,7 +18,7 @@ template <class Integer>
   return std::wstring(std::begin(digits), end);
 }
 
-/// The low `digits` hexadecimal digits of `value`, in upper case, behind "0x".
+/// Returns "0x" and the low `digits` hexadecimal digits of `value`, in upper case.
 [[nodiscard]] inline std::wstring HexText(std::uint64_t value, std::size_t digits) {
   std::wstring text(digits + 2, L'0');
   text[1] = L'x';

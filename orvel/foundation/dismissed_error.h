@@ -10,8 +10,8 @@ namespace Orvel::Detail {
 using DismissedErrorHook = void (*)(const MFlowPoint& point, const void* object,
                                     const MException& exception) noexcept;
 
-/// Installs the process's hook, which layers above fill; null for none. Any thread; a call that is
-/// under way goes on.
+/// Installs the process's only hook, for the layers above this one; null removes it. Does not wait
+/// for a call of the hook on another thread. Any thread.
 void SetDismissedErrorHook(DismissedErrorHook hook) noexcept;
 
 }  // namespace Orvel::Detail

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Errors and chains in tagged form. With error_chain_xml.cpp the one place of this layer that knows
-// the filers: here their interfaces alone, because every error has these operations.
+// Errors and chains in tagged form. Of this layer only this file and error_chain_xml.cpp include
+// the filers; this one needs only their interfaces, because every error has these operations.
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged.h"
@@ -18,13 +18,13 @@ constexpr const wchar_t* kValueElement = L"Value";
 
 using BeginOperation = bool (IInFilerTagged::*)(const std::wstring&);
 
-/// An element that is open in every member of a pair that is there, or in none because one refused.
-/// Also closed when an exception ends its scope, so that the filers are where they were.
+/// An element that is open in both members of a pair, as far as they exist, or in neither because
+/// one refused. The destructor closes it, so that an exception leaves the filers where they were.
 class Element {
  public:
   Element(const MFilerPair& filer, const std::wstring& tag,
           BeginOperation begin = &IInFilerTagged::BeginSection)
-      : Element() {  // whose destructor then runs also when the rest raises
+      : Element() {  // delegates, so that the destructor runs even when what follows raises
     if (filer.in != nullptr && !(filer.in->*begin)(tag)) return;
     in_ = filer.in;
     if (filer.out != nullptr && !filer.out->BeginSection(tag)) {
@@ -40,7 +40,7 @@ class Element {
 
   explicit operator bool() const noexcept { return isOpen_; }
 
-  /// Closes the element now; true when every member did.
+  /// Closes the element now. Returns true when every member has closed it.
   bool Close() {
     isOpen_ = false;
     IInFilerTagged* const in = std::exchange(in_, nullptr);

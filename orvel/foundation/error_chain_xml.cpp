@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Chains as XML text. By itself, because it brings the XML document along: into programs that use
-// it, and not into every one that raises errors.
+// Chains as XML text. A file of its own, because it needs the XML document: that becomes part of
+// the programs that use such texts, not of all that raise errors.
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
@@ -16,7 +16,7 @@ void AppendChainText(MException& chain, std::wstring text) {
   chain.AppendChainXml(std::move(text));
 }
 
-// Where this file is part of a program, errors get their chain texts read.
+// In a program that this file is part of, the chain texts of errors are read.
 [[maybe_unused]] const bool isInUse = (Orvel::Detail::UseChainTexts(), true);
 
 }  // namespace

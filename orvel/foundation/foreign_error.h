@@ -8,8 +8,8 @@
 
 namespace Orvel::Detail {
 
-/// The error "StandardException" for an exception that is not the framework's, with its text as
-/// "errorMessage". Where the text is no UTF-8, each of its bytes becomes a character.
+/// Returns the error "StandardException" for an exception that is not the framework's, with its
+/// text as "errorMessage". If the text is not UTF-8, each of its bytes becomes a character.
 [[nodiscard]] MError ForeignError(const MRaiseSite& site, const std::exception& exception);
 
 }  // namespace Orvel::Detail

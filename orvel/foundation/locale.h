@@ -14,7 +14,7 @@ struct tm;
 class MLocale {
  public:
   /// Number punctuation of the framework: one decimal point, no grouping; the rest is that of the
-  /// "C" locale, whatever the global locale is.
+  /// "C" locale, whatever the global locale is. Immutable.
   class DecimalSeparatorOnly : public std::numpunct<wchar_t> {
    public:
     /// A facet with the given decimal point.

@@ -47,7 +47,7 @@ std::size_t CountDigits(std::wstring_view text, std::size_t start) noexcept {
   return end - start;
 }
 
-/// A decimal number at the start of a text: how long it is, and of what order of magnitude.
+/// The length and the order of magnitude of a decimal number at the start of a text.
 struct DecimalShape {
   std::size_t length = 0;  // 0: there is none
   bool isHuge = false;     // its first significant digit stands left of the point, exponent applied
@@ -92,8 +92,7 @@ DecimalShape MeasureDecimal(std::wstring_view text, wchar_t decimalPoint) noexce
   return {end, magnitude > 0};
 }
 
-/// Converts a decimal number without sign, whose point is the only character but digits, "e" and
-/// signs.
+/// Converts a decimal number without a sign in front, which MeasureDecimal() has measured.
 double ConvertDecimal(std::wstring_view text, wchar_t decimalPoint, bool isHuge) {
   char buffer[64];  // enough for every number that was written here
   std::string longText;
@@ -135,7 +134,7 @@ bool ParseMagnitude(std::wstring_view text, const MLocale& locale, bool& isNegat
                     std::uint64_t& magnitude) {
   std::size_t place = text.find_first_not_of(kAsciiSpace);
   if (place < text.size() && text[place] > 0x7F) {
-    // What else is white space is the runtime's affair.
+    // The runtime decides which other characters are white space.
     const auto& characters = std::use_facet<std::ctype<wchar_t>>(locale.GetNumberLocale());
     while (place < text.size() && characters.is(std::ctype_base::space, text[place])) ++place;
   }

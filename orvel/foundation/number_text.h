@@ -11,19 +11,20 @@ class MLocale;
 
 namespace Orvel::Detail {
 
-/// `value` in scientific form with `digits` digits after the decimal point, which is the locale's,
-/// and an exponent of at least two digits: "5.000000000000000e-01". Infinities and NaN are "inf"
-/// and "nan", with a sign. The same text in every runtime.
+/// Returns `value` in scientific form, with `digits` digits after the locale's decimal point and an
+/// exponent of at least two digits: "5.000000000000000e-01". Infinities and NaN are "inf" and
+/// "nan", with a sign. The text is the same in every runtime.
 [[nodiscard]] std::wstring ScientificText(double value, int digits, const MLocale& locale);
 
 /// Reads a number at the start of `text`, after white space, in fixed or scientific form; what
 /// follows it is ignored. Also reads "inf", "infinity" and "nan" and the older "1.#INF", "1.#QNAN",
-/// "1.#SNAN", "1.#NAN" and "1.#IND", with signs, in any case of letters. A number too large is an
-/// infinity, one too small zero. False, with `value` untouched, when there is no number.
+/// "1.#SNAN", "1.#NAN" and "1.#IND", with signs, in any case of letters. A number that is too large
+/// becomes an infinity, one that is too small zero. Returns false, with `value` unchanged, when
+/// there is no number.
 [[nodiscard]] bool ParseDouble(std::wstring_view text, const MLocale& locale, double& value);
 
-/// The sign and the digits of an integer, for ParseInteger(). False when there are no digits, or
-/// 64 bits do not hold what they stand for.
+/// Reads the sign and the magnitude of an integer, for ParseInteger(). Returns false when there are
+/// no digits, or when the magnitude has more than 64 bits.
 [[nodiscard]] bool ParseMagnitude(std::wstring_view text, const MLocale& locale, bool& isNegative,
                                   std::uint64_t& magnitude);
 

@@ -40,7 +40,7 @@ class TimeParser {
 
   [[nodiscard]] const wchar_t* GetInput() const noexcept { return input_; }
 
-  /// Expansions such as "%D" come back here, one level deep but for "%c".
+  /// Expansions call this again, two levels deep at most: "%c" expands to "%x", "%x" to "%m/%d/%y".
   bool Parse(const wchar_t* format) {
     for (; *format != L'\0'; ++format) {
       if (IsSpace(*format)) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint32_t kRecordsPerPause = 0x4000;
 constexpr std::uint32_t kPauseMs = 10;
-// Grace that one dump gives, in all, to recorders that have their slot and are still storing.
+// How long one dump waits, altogether, for recorders that have a slot and are still storing.
 constexpr std::uint32_t kSettlePauses = 10;
 constexpr std::uint32_t kSettlePauseMs = 1;
 
@@ -43,7 +43,7 @@ void WriteText(std::ostream& stream, std::string_view text) {
   stream.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
-/// The slot's record; waits a moment for one that is still being stored.
+/// Returns the record in a slot; waits a moment for one that is still being stored.
 EventRecord ReadSettled(const EventRing& ring, std::uint32_t index,
                         std::uint32_t& pausesLeft) noexcept {
   EventRecord record = ring.Read(index);
@@ -100,7 +100,7 @@ std::string FlowDumpWriter::FormatTime(std::int64_t ticks) const {
   if (ticks < 0) text += '-';
   AppendDecimal(text, seconds < 0 ? -seconds : seconds);
   text += '.';
-  // One million more than the value gives the six digits with their leading zeros.
+  // Adding one million keeps the leading zeros of the six digits.
   std::string digits;
   AppendDecimal(digits, kMicrosecondsPerSecond + (microseconds < 0 ? -microseconds : microseconds));
   text.append(digits, 1);

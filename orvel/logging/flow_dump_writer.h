@@ -38,11 +38,12 @@ class FlowDumpWriter {
   /// false when the stream failed. Raises what the stream raises, and `std::bad_alloc`.
   [[nodiscard]] bool Write(EventRing& ring, std::ostream& stream) const;
 
-  /// The text of a record without a line feed at its end, with times relative to the counter value
-  /// `reference`. Empty for an empty record.
+  /// Returns the text of a record without a line feed at its end, with times relative to the
+  /// counter value `reference`; empty for an empty record.
   [[nodiscard]] std::string FormatRecord(const EventRecord& record, std::int64_t reference) const;
 
-  /// A difference of performance counters as seconds with six decimals, cut off, not rounded.
+  /// Returns a difference of performance counters as seconds with six decimals, cut off and not
+  /// rounded.
   [[nodiscard]] std::string FormatTime(std::int64_t ticks) const;
 
  private:

@@ -15,7 +15,7 @@ MFlowLoggerImplementation::MFlowLoggerImplementation()
 
 void MFlowLoggerImplementation::Dump(std::ostream& stream) noexcept {
   // The stream is foreign code and runs under this lock: it keeps dumps apart and nothing else.
-  // The lock is recursive, so a stream that dumps in its turn does no harm.
+  // The lock is recursive, so a stream that itself starts a dump does no harm.
   const std::scoped_lock lock(dumpSection_);
   if (!stream.good()) return;
   try {
@@ -47,7 +47,7 @@ MFlowLoggerImplementation::CrashDumpGaps MFlowLoggerImplementation::DumpForCrash
     gaps.rest = true;
   }
   if (isOnlyDump) {
-    // Also when the stream failed: a process that goes on after all is not to lose its recorder.
+    // Even when the stream failed: if the process continues, it must keep recording.
     ring_.RestartRecording();
     dumpSection_.unlock();
   }

@@ -18,7 +18,8 @@ namespace EventCode = Orvel::Detail::EventCode;
 
 constexpr const char* kDumpFile = "C:\\Temp\\DebugDump.log";
 
-std::atomic<MFlowLoggerImplementation*> processImplementation{nullptr};
+// Written once, with release, by the thread that built the implementation; read with acquire.
+constinit std::atomic<MFlowLoggerImplementation*> processImplementation{nullptr};
 
 /// Returns what `slot` holds, after storing `built` into it if it was empty.
 template <class T>

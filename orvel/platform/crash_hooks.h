@@ -29,18 +29,19 @@ struct CrashSite {
 
 /// What a module does about crashes.
 struct CrashHooks {
-  /// Called on the crashing thread before the handlers that were installed earlier. These, and the
-  /// runtime when it goes on after them, may crash in their turn while this crash is under way.
+  /// Called on the crashing thread before the handlers that were installed earlier. Those, and the
+  /// runtime after them, may crash as well before this crash is over.
   void (*onCrash)(const CrashSite& site) noexcept;
-  /// Called on the same thread afterwards when the process goes on after all.
+  /// Called on the same thread afterwards if the process continues nevertheless.
   void (*onSurvived)() noexcept;
 };
 
-/// Puts `hooks` into use for the module's crashes. Not while others are; one thread at a time.
+/// Installs `hooks` for the module's crashes. Only one set of hooks can be installed, by one thread
+/// at a time.
 void InstallCrashHooks(const CrashHooks& hooks) noexcept;
-/// Puts back what was installed before, except where somebody has installed something else since:
-/// what that calls in its turn goes on to what was there first. A call of the hooks that is under
-/// way goes on.
+/// Removes the hooks and restores the handlers that were installed before. A handler that somebody
+/// has installed since stays; when it calls the one that it replaced, that call is passed on to the
+/// handler before it. Does not wait for calls of the hooks. One thread at a time.
 void RemoveCrashHooks() noexcept;
 
 }  // namespace Orvel::Detail

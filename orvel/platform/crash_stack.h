@@ -10,9 +10,9 @@
 
 namespace Orvel::Detail {
 
-/// An address as it means something in another run too: the file of its module, without its path,
-/// and the offset from where the module is loaded. Without a module the name is empty and the
-/// offset the address.
+/// An address in a form that is the same in every run: the name of its module's file, without the
+/// path, and the offset from where the module is loaded. An address outside of modules has an empty
+/// name and is itself the offset.
 struct CodePlace {
   std::array<wchar_t, MAX_PATH> moduleName;  // ends in 0
   std::uint64_t offset;
@@ -21,9 +21,9 @@ struct CodePlace {
 /// Finds the module of an address, without memory from the heap.
 [[nodiscard]] CodePlace FindCodePlace(std::uint64_t address) noexcept;
 
-/// Fills `addresses` with where a thread was when `context` was captured and then with the places
-/// that it would have returned to, and returns how many there are. The thread must wait meanwhile,
-/// and may be another one. Its stack may be damaged: who follows it may then crash as well.
+/// Fills `addresses` with the place where a thread was when `context` was captured, then with the
+/// places that it would have returned to, and returns how many there are. The thread is the calling
+/// one, or one that waits meanwhile. If its stack is damaged, this function may crash.
 [[nodiscard]] std::size_t WalkStack(const CONTEXT& context,
                                     std::span<std::uint64_t> addresses) noexcept;
 

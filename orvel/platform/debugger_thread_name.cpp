@@ -29,15 +29,14 @@ void RaiseAndIgnore(const ThreadNaming& naming) {
   __try {
     RaiseThreadNaming(naming);
   } __except (FilterThreadNaming(GetExceptionCode())) {
-    // No debugger wanted it.
+    // There is no debugger, or it ignores names.
   }
 }
 
 #else
 
-// For compilers that have no structured handlers, or not beside this runtime. The process has this
-// one only while a thread is being named; what other threads raise meanwhile goes on to their own
-// handlers.
+// For compilers that have no structured handlers, or none that work with this runtime. Installed
+// only while a thread is being named; exceptions of other threads pass it.
 LONG CALLBACK ContinueAfterThreadNaming(EXCEPTION_POINTERS* exception) noexcept {
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
   return record.ExceptionCode == kThreadNamingException &&

@@ -15,11 +15,12 @@ enum class EventReset {
   kManual      ///< only by an explicit reset
 };
 
-/// Creates an unnamed, unsignalled event. An empty owner when the system refuses; the calling
-/// thread's last error code then says why.
+/// Creates an unnamed, unsignalled event. Returns an empty owner when the system refuses, with the
+/// reason in the calling thread's last error code.
 [[nodiscard]] KernelHandle CreateKernelEvent(EventReset reset) noexcept;
 
-/// Signals or clears an event. False when the system refuses; the last error code says why.
+/// Signals or clears an event. Returns false when the system refuses, with the reason in the last
+/// error code.
 [[nodiscard]] bool SetKernelEvent(void* event) noexcept;
 [[nodiscard]] bool ResetKernelEvent(void* event) noexcept;
 

@@ -7,17 +7,19 @@
 
 namespace Orvel::Detail {
 
-/// Creates an unnamed timer, unsignalled and not set. An empty owner when the system refuses; the
-/// calling thread's last error code then says why.
+/// Creates an unnamed timer, unsignalled and not set. Returns an empty owner when the system
+/// refuses, with the reason in the calling thread's last error code.
 [[nodiscard]] KernelHandle CreateKernelTimer(EventReset reset) noexcept;
 
-/// Sets a timer, which takes back its signal. `dueTime` is in units of 100 ns: negative for a time
-/// from now on, else since 1601-01-01 00:00 UTC. `periodMs` is 0 for a timer that fires once, else
-/// at most 2^31 - 1 milliseconds. False when the system refuses; the last error code says why.
+/// Sets a timer and clears its signal. `dueTime` is in units of 100 ns: a delay if negative, else a
+/// time since 1601-01-01 00:00 UTC. `periodMs` is 0 for a timer that fires once, else at most
+/// 2^31 - 1 milliseconds. Returns false when the system refuses, with the reason in the last error
+/// code.
 [[nodiscard]] bool SetKernelTimer(void* timer, std::int64_t dueTime,
                                   std::uint32_t periodMs) noexcept;
 
-/// Ends a timer and leaves its signal as it is. False when the system refuses.
+/// Cancels a timer but keeps its signal. Returns false when the system refuses, with the reason in
+/// the last error code.
 [[nodiscard]] bool CancelKernelTimer(void* timer) noexcept;
 
 }  // namespace Orvel::Detail

@@ -14,23 +14,24 @@ inline constexpr std::uint32_t kTimeout = 258;
 inline constexpr std::uint32_t kFailed = 0xFFFFFFFF;
 }  // namespace WaitStatus
 
-/// Time-out of a wait that never gives up.
+/// The time-out of a wait without limit.
 inline constexpr std::uint32_t kWaitForever = 0xFFFFFFFF;
 /// Handles that one wait can take.
 inline constexpr std::uint32_t kMaxWaitHandles = 64;
 
-/// Result of a wait, with the thread's last error code as it was right after it.
+/// The result of a wait, and the thread's last error code right after it.
 struct WaitOutcome {
   std::uint32_t status;
   std::uint32_t lastError;
 };
 
-/// Waits for one handle for up to `timeoutMs` milliseconds; 0 only looks.
+/// Waits for one handle for up to `timeoutMs` milliseconds; 0 does not wait.
 [[nodiscard]] WaitOutcome WaitForOne(void* handle, std::uint32_t timeoutMs) noexcept;
-/// Waits for any of up to 64 handles; of several that are signalled the first is reported.
+/// Waits for any of up to 64 handles; reports the first of those that are signalled.
 [[nodiscard]] WaitOutcome WaitForAny(std::span<void* const> handles,
                                      std::uint32_t timeoutMs) noexcept;
-/// The same for up to 63 handles, also woken by window input: the status is then their number.
+/// The same for up to 63 handles, and for window messages, for which the status is the number of
+/// handles.
 [[nodiscard]] WaitOutcome WaitForAnyOrInput(std::span<void* const> handles,
                                             std::uint32_t timeoutMs) noexcept;
 

@@ -7,7 +7,7 @@ namespace Orvel::Detail {
 namespace {
 
 using WriteFunction = decltype(&::MiniDumpWriteDump);
-// The loader's lock has no documented function, and debuggers and dumps have used these for ever.
+// No documented function takes the loader's lock. Debuggers have always used these.
 using LockLoaderFunction = LONG(WINAPI*)(ULONG flags, ULONG* disposition, ULONG_PTR* cookie);
 using UnlockLoaderFunction = LONG(WINAPI*)(ULONG flags, ULONG_PTR cookie);
 constexpr ULONG kTryOnly = 2;
@@ -29,12 +29,12 @@ Function As(void* function) noexcept {
 
 }  // namespace
 
-// The modules stay loaded: whoever else uses them is not to find them gone.
+// The modules are never unloaded: other code may use them by then.
 MiniDumpWriter::MiniDumpWriter() noexcept
     : write_(FindFunction(LoadSystemModule(L"dbghelp.dll"), "MiniDumpWriteDump")),
       lockLoader_(FindFunction(::GetModuleHandleW(L"ntdll.dll"), "LdrLockLoaderLock")),
       unlockLoader_(FindFunction(::GetModuleHandleW(L"ntdll.dll"), "LdrUnlockLoaderLock")) {
-  // What the function loads in its turn, to ask for the modules' versions.
+  // The function would load it in the crash, to read the modules' versions.
   static_cast<void>(LoadSystemModule(L"version.dll"));
 }
 
@@ -53,7 +53,7 @@ std::uint32_t MiniDumpWriter::Write(void* file, std::uint32_t threadId,
       ::Sleep(1);
     }
   }
-  // In this order, as loading takes memory.
+  // In this order, because a thread that holds the loader's lock may need the heap's.
   const HANDLE heap = ::GetProcessHeap();
   const bool heapIsLocked = ::HeapLock(heap) != FALSE;
 

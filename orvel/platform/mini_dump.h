@@ -10,16 +10,16 @@ namespace Orvel::Detail {
 /// The system's function that writes minidumps, loaded when this object is built, because the
 /// loader may be locked in a crash.
 ///
-/// Thread-affine after construction.
+/// Thread-compatible; a reporter uses it on one thread at a time.
 class MiniDumpWriter {
  public:
   MiniDumpWriter() noexcept;
 
   /// Writes the threads, their stacks and the modules of this process to `file`, with the exception
-  /// of the thread `threadId`. For a moment all other threads stand still, and none of them holds a
-  /// lock by then that the function needs. 0, or else the system's error code: when a thread keeps
-  /// such a lock for `patienceMs` milliseconds that is ERROR_LOCK_VIOLATION. Waits without limit
-  /// for a thread that holds the heap's lock.
+  /// of the thread `threadId`. The system suspends all other threads meanwhile; to avoid a
+  /// deadlock, this first takes the locks of the loader and the heap. Returns 0 or the system's
+  /// error code: ERROR_LOCK_VIOLATION when a thread holds the loader's lock for `patienceMs`
+  /// milliseconds. Waits without limit for a thread that holds the heap's lock.
   [[nodiscard]] std::uint32_t Write(void* file, std::uint32_t threadId,
                                     EXCEPTION_POINTERS* exception,
                                     std::uint32_t patienceMs) const noexcept;

@@ -15,12 +15,12 @@ namespace Orvel::Detail {
 /// Any thread, also several at once.
 void ReportMisuse(const wchar_t* message) noexcept;
 
-/// Called instead of that with the message, on the thread that reports; what it returns to goes on
-/// as it does without assertions.
+/// Called with the message in place of the usual report, on the thread that reports. When it
+/// returns, the program continues as it does without assertions.
 using MisuseHandler = void (*)(const wchar_t* message) noexcept;
 
-/// Puts `handler` into use for the whole process, null for the usual report, and returns the one
-/// in use until then, null for the usual report. For tests. Any thread.
+/// Sets the process's handler, null for the usual report, and returns the one that was set before.
+/// For tests. Any thread.
 MisuseHandler ReplaceMisuseHandler(MisuseHandler handler) noexcept;
 
 }  // namespace Orvel::Detail

@@ -44,7 +44,7 @@ RegistryQuery RegistryKey::QueryValue(const wchar_t* name, RegistryType& type, v
   const LSTATUS status = ::RegQueryValueExW(static_cast<HKEY>(Get()), name, nullptr, &foundType,
                                             static_cast<BYTE*>(data), &size);
   if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) return RegistryQuery::kFailed;
-  // A size beyond the buffer is never taken for data in it, whatever the status says.
+  // Data that does not fit is never read from the buffer, whatever the status is.
   const bool fits = status == ERROR_SUCCESS && size <= sizeInBytes;
   type = static_cast<RegistryType>(foundType);
   sizeInBytes = size;
