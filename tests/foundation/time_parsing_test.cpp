@@ -31,6 +31,7 @@ constexpr Case kCases[] = {
     // A digit is taken while ten times the value is within the bound.
     {L"%d", L"45", L"5", "- - 4 - - - - - - "},
     {L"%d", L"012", L"2", "- - 1 - - - - - - "},
+    {L"%d", L" 5", nullptr, "- - - - - - - - - "},
     {L"%d", L"-1", nullptr, "- - - - - - - - - "},
     {L"%d", L"\x0661", nullptr, "- - - - - - - - - "},
     {L"%k:%M:%S", L"23:59:61", L"", "- - - 23 59 61 - - - "},
@@ -40,6 +41,7 @@ constexpr Case kCases[] = {
     {L"%U%W", L"5300", L"", "- - - - - - - - - "},
     {L"%w", L"66", L"6", "- - - - - - 6 - - "},
     {L"%a", L"SUNDAYS", L"S", "- - - - - - 0 - - "},
+    {L"%a", L"Suntue", L"tue", "- - - - - - 0 - - "},
     {L"%A", L"satur", L"ur", "- - - - - - 6 - - "},
     {L"%b", L"March", L"", "- 2 - - - - - - - "},
     {L"%h", L"Decembe", L"embe", "- 11 - - - - - - - "},

@@ -81,13 +81,6 @@ TEST(ReferenceTest, TimesAreReadAsStrptimeReadsThem) {
   EXPECT_GT(accepted, 30'000);
 }
 
-TEST(ReferenceTest, NoWhiteSpaceIsSkippedBeforeANumberAndADaysNameEndsBeforeTheNext) {
-  EXPECT_EQ(ParseWithStrptime("%d", " 5"), "2 - - 5 - - - - -");
-  EXPECT_EQ(Parse("%d", " 5"), kRefused);
-  EXPECT_EQ(ParseWithStrptime("%a", "Suntue"), "6 2 - - - - - - -");
-  EXPECT_EQ(Parse("%a", "Suntue"), "3 0 - - - - - - -");
-}
-
 TEST(ReferenceTest, NumbersAreWrittenAsPrintfWritesThemAndReadBack) {
   const MLocale& locale = MLocale::Instance();
   std::mt19937_64 random(20'240'607);
