@@ -19,7 +19,6 @@
 namespace Orvel::Testing {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -49,19 +48,6 @@ class MCommandProcessorTest : public testing::Test {
   std::vector<std::string> trace_;  // the worker's, until it has ended or answered
   std::unique_ptr<MCommandProcessor> processor_ = std::make_unique<MCommandProcessor>();
 };
-
-TEST_F(MCommandProcessorTest, RunsCommandsInTheirOrderAlsoThoseQueuedBeforeItStarts) {
-  Mark("1");
-  EXPECT_THAT(trace_, IsEmpty());
-  processor_->Start();
-  Mark("2");
-  // Queued by a command, it runs after those that were queued before.
-  processor_->QueueCommand(MakeCommand([this] { Mark("4"); }));
-  processor_->Flush();
-  Mark("5");
-  processor_->Stop();
-  EXPECT_THAT(trace_, ElementsAre("1", "2", "4", "5"));
-}
 
 // Whatever commands raise, the one too that runs as the stop is requested.
 TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
@@ -104,9 +90,8 @@ TEST_F(MCommandProcessorTest, StopRunsWhatWasQueuedAndDeletesWhatComesLater) {
 }
 
 TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueWhenAStartFails) {
-  const auto owned = std::make_shared<int>();
   Mark("command");
-  processor_->SetThreadEndCallback(MakeCallback([&, owned] {
+  processor_->SetThreadEndCallback(MakeCallback([&] {
     trace_.emplace_back("end");
     RaiseError(context, L"EndCallback");
   }));
@@ -120,14 +105,10 @@ TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueW
   processor_->Start();
   EXPECT_EQ(ErrorOf([&] { processor_->SetThreadStartCallback(nullptr); }),
             "MCommandProcessor.SetThreadStartCallback:AlreadyRunning");
-  EXPECT_EQ(ErrorOf([&] { processor_->SetThreadEndCallback(nullptr); }),
-            "MCommandProcessor.SetThreadEndCallback:AlreadyRunning");
   processor_->Stop();
   EXPECT_THAT(trace_, ElementsAre("start", "command", "end"));
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at ~GenericGuard"}),
               ElementsAre("Dismissed_error MCommandProcessorTest.Fail:EndCallback"));
-  processor_.reset();
-  EXPECT_EQ(owned.use_count(), 1);
 }
 
 TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenCommands) {
@@ -141,19 +122,14 @@ TEST_F(MCommandProcessorTest, CallsBackWhenIdleEveryTenthOfASecondAndNotBetweenC
   };
   processor_ = std::make_unique<MCommandProcessor>(0, 0, 0, MakeCallback(onIdle));
   // Together they take longer than an idle wait.
-  for (int command = 0; command < 30; ++command) {
+  for (int command = 0; command < 15; ++command) {
     processor_->QueueCommand(MakeCommand([] { std::this_thread::sleep_for(kIdlePeriod / 10); }));
   }
   processor_->QueueCommand(MakeCommand([&] { start = Clock::now(); }));
-  static_cast<void>(TakeFlowLog());
   processor_->Start();
   idle.Wait();
-  const auto perIdle = (Clock::now() - start) / kIdles;
-  EXPECT_GE(perIdle, kIdlePeriod * 8 / 10);
-  EXPECT_LE(perIdle, kIdlePeriod * 10);
+  EXPECT_GE(Clock::now() - start, kIdlePeriod * kIdles * 8 / 10);
   processor_->Stop();
-  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error"}),
-              Contains("Dismissed_error MCommandProcessorTest.Fail:Idle"));
 }
 
 // Each is asked while a command runs that has a long queue behind it.
@@ -189,44 +165,6 @@ TEST_F(MCommandProcessorTest, ServesAFlushARestartAndAStopBeforeTheNextCommand) 
   }
 }
 
-// A plain command that raises ends its worker. Nobody who waits may be left behind.
-TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue) {
-  processor_->SetThreadEndCallback(MakeCallback([&] { trace_.emplace_back("end"); }));
-  processor_->Start();
-  Tally raising;
-  std::array<Tally, 2> waitedFor;
-  std::array<Tally, 2> queued;
-  {
-    BusyWorker busy(*processor_);
-    Queue(raising, [] { RaiseError(context, L"Plain"); });
-    const std::jthread callers[] = {WaitElsewhere([&] { Execute(waitedFor[0]); }, kCallerAborted),
-                                    WaitElsewhere([&] { Execute(waitedFor[1]); }, kCallerAborted)};
-    Queue(queued[0]);
-    static_cast<void>(TakeFlowLog());
-    busy.Release();
-  }
-  EXPECT_TRUE(processor_->IsAborted());
-  EXPECT_EQ(ErrorOf([&] { processor_->Flush(); }), kFlushFailed);
-  Queue(queued[1]);
-  EXPECT_TRUE(raising.RanOnce());
-  for (const Tally& tally : waitedFor) EXPECT_TRUE(tally.DeletedUnexecuted());
-  for (const Tally& tally : queued) EXPECT_TRUE(tally.DeletedUnexecuted());
-  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", ForObject(processor_.get())}),
-              ElementsAre("Dismissed_error MCommandProcessorTest.Fail:Plain"));
-  processor_->Stop();
-  EXPECT_THAT(trace_, ElementsAre("end"));
-
-  Tally flushed;
-  processor_->Start();
-  {
-    BusyWorker busy(*processor_);
-    Queue(flushed, [] { RaiseError(context, L"InFlush"); });
-    const std::jthread flusher = WaitElsewhere([&] { processor_->Flush(); }, kFlushFailed);
-    busy.Release();
-  }
-  EXPECT_TRUE(flushed.RanOnce());
-}
-
 TEST_F(MCommandProcessorTest, NamesWhatItRecords) {
   static_cast<void>(TakeFlowLog());
   Tally tally;
@@ -243,14 +181,9 @@ TEST_F(MCommandProcessorTest, NamesWhatItRecords) {
         "MCommandSynchronous at ExecuteGenericCommand", "GenericGuard at ~GenericGuard"}) {
     EXPECT_THAT(FlowEventsWith(log, {"Scope_push", point}), Not(IsEmpty())) << point;
   }
-  for (const std::string& unnamed :
-       {std::string("in_class (unknown)"), std::string("at (unknown)"),
-        ForObject(processor_.get()) + " (unknown)", std::string("at OnCommandQueued")}) {
+  for (const char* const unnamed : {"in_class (unknown)", "at (unknown)", "at OnCommandQueued"}) {
     EXPECT_THAT(FlowEventsWith(log, {unnamed}), IsEmpty());
   }
-  // The first name of a thread's id stays: it may be that of a scheduler in another test.
-  EXPECT_FALSE(FlowEventsWith(log, {"at ThreadFunction", "(Command processor thread)"}).empty() &&
-               FlowEventsWith(log, {"at ThreadFunction", "(Scheduler thread)"}).empty());
 }
 
 TEST_F(MCommandProcessorTest, KeepsItsPromisesWhenTheSystemRefuses) {
@@ -268,25 +201,37 @@ TEST_F(MCommandProcessorTest, KeepsItsPromisesWhenTheSystemRefuses) {
   EXPECT_EQ(ErrorOf([&] { processor_->SetQueueGrowthStep(2); }), setStep + "AlreadyRunning");
 }
 
-TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNothingQueued) {
+// A plain command that raises ends its worker. Nobody who waits may be left behind, even when the
+// system at first refuses the signal of the abort.
+TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue) {
   std::vector<std::unique_ptr<SystemCallHook>> hooks;  // the worker's
   const auto refuseNext = [&] {
     hooks.push_back(std::make_unique<SystemCallHook>(SystemCall::kSetEvent, 0, SystemAnswer{0, 6}));
   };
-  processor_->SetThreadEndCallback(MakeCallback([&] { hooks.clear(); }));
+  processor_->SetThreadEndCallback(MakeCallback([&] {
+    trace_.emplace_back("end");
+    hooks.clear();
+  }));
   processor_->Start();
   Tally awaited;
+  std::array<Tally, 2> queued;
   {
     BusyWorker busy(*processor_);
     processor_->QueueCommand(MakeCommand([&] {
-      refuseNext();  // of the abort that the error brings about
+      refuseNext();
       RaiseError(context, L"Plain");
     }));
     const std::jthread caller = WaitElsewhere([&] { Execute(awaited); }, kCallerAborted);
+    Queue(queued[0]);
     busy.Release();
   }
-  processor_->Stop();  // the caller may be back before the worker has deleted its command
+  EXPECT_TRUE(processor_->IsAborted());
+  EXPECT_EQ(ErrorOf([&] { processor_->Flush(); }), kFlushFailed);
+  Queue(queued[1]);
+  processor_->Stop();
+  EXPECT_THAT(trace_, ElementsAre("end"));
   EXPECT_TRUE(awaited.DeletedUnexecuted());
+  for (const Tally& tally : queued) EXPECT_TRUE(tally.DeletedUnexecuted());
 
   processor_->Start();
   static_cast<void>(TakeFlowLog());
@@ -307,20 +252,89 @@ TEST_F(MCommandProcessorTest, ASignalRefusedToTheWorkerLeavesNobodyWaitingAndNot
 }
 
 TEST_F(MCommandProcessorTest, IsDestroyedWhileItRunsAndLeavesNoHandleBehind) {
-  bool isStoppedFirst = false;
-  ExpectNoHandleIsLeft(199, [&] {
+  ExpectNoHandleIsLeft(99, [&] {
     Tally awaited;
     Tally queued;
     processor_ = std::make_unique<MCommandProcessor>();
     processor_->Start();
     Execute(awaited);
     Queue(queued);
-    isStoppedFirst = !isStoppedFirst;
-    if (isStoppedFirst) processor_->Stop();
     processor_.reset();
     EXPECT_TRUE(awaited.RanOnce());
     EXPECT_TRUE(queued.RanOnce());
   });
+}
+
+// Races: every command is run once or deleted unexecuted, and is deleted exactly once, whoever got
+// in first. They are short here; scripts/stress repeats them.
+
+TEST_F(MCommandProcessorTest, ProducersAgainstRestarts) {
+  constexpr std::size_t kProducers = 4;
+  std::ptrdiff_t deletedUnexecuted = 0;
+  for (int round = 0; round < 100; ++round) {
+    SCOPED_TRACE(round);
+    std::array<std::array<Tally, 12>, kProducers> tallies;
+    std::array<Tally, 4> afterStarts;
+    processor_ = std::make_unique<MCommandProcessor>();
+    const auto produce = [&](std::size_t producer) {
+      for (Tally& tally : tallies[producer]) Queue(tally);
+    };
+    RunTogether(kProducers, produce, [&] {
+      for (Tally& tally : afterStarts) {
+        processor_->Start();
+        // No producer that is still deleting for the aborted queue may take it.
+        Queue(tally);
+        processor_->Stop();
+      }
+    });
+    processor_->Stop();
+    for (const Tally& tally : afterStarts) ASSERT_TRUE(tally.RanOnce());
+    for (const auto& own : tallies) {
+      for (const Tally& tally : own) {
+        if (tally.DeletedUnexecuted()) ++deletedUnexecuted;
+        ASSERT_EQ(tally.deleted, 1);
+        ASSERT_LE(tally.executed, 1);
+      }
+    }
+  }
+  EXPECT_GT(deletedUnexecuted, 0) << "no stop ever came in between";
+}
+
+TEST_F(MCommandProcessorTest, WaitingCallersAgainstStop) {
+  int aborted = 0;
+  for (int round = 0; round < 1000; ++round) {
+    Tally tally;
+    std::string error;
+    // As a machine may else let the same side win every time, one is held back by a time that
+    // differs from round to round.
+    const auto holdBack = [round](int side) {
+      const auto goAt = Clock::now() + std::chrono::microseconds(round % 100);
+      while (round % 2 == side && Clock::now() < goAt) std::this_thread::yield();
+    };
+    processor_ = std::make_unique<MCommandProcessor>();
+    processor_->Start();
+    auto command = MakeCommandSynchronous(nullptr, Tallied(tally));
+    const auto execute = [&](std::size_t) {
+      holdBack(0);
+      error = ErrorOf([&] { processor_->ExecuteSynchronously(std::move(command)); });
+    };
+    RunTogether(1, execute, [&] {
+      holdBack(1);
+      processor_->Stop();
+    });
+    if (!error.empty()) ++aborted;
+    command.reset();
+    EXPECT_EQ(tally.deleted, 1);
+    if (error.ends_with(":ProcessorStopped")) {
+      EXPECT_EQ(tally.executed, 0);
+    } else if (error.empty()) {
+      EXPECT_EQ(tally.executed, 1);
+    } else {
+      EXPECT_EQ(error, "MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted");
+      EXPECT_LE(tally.executed, 1);
+    }
+  }
+  EXPECT_GT(aborted, 0) << "no stop ever came in between";
 }
 
 }  // namespace

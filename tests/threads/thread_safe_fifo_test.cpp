@@ -6,6 +6,7 @@
 #include <array>
 #include <deque>
 #include <random>
+#include <string>
 
 #include "tests/threads/staging.h"
 
@@ -55,6 +56,31 @@ TEST_P(MThreadSafeFifoTest, BehavesLikeAQueueWhoseEventIsSetWhileItHoldsAnything
 }
 
 INSTANTIATE_TEST_SUITE_P(GrowthSteps, MThreadSafeFifoTest, testing::Values(1, 7));
+
+TEST(MThreadSafeFifoTest, CopiesWhatIsPeekedAndIsEmptyAfterAnElementThatCannotBeMoved) {
+  struct Element {
+    std::string text;
+    Element& operator=(const Element& other) {
+      if (other.text == "immovable") throw 1;
+      text = other.text;
+      return *this;
+    }
+    Element& operator=(Element&& other) {
+      *this = other;
+      other.text.clear();
+      return *this;
+    }
+  };
+  MThreadSafeFifo<Element, const Element&> queue;
+  Element item;
+  EXPECT_THROW(queue.Push({"immovable"}), int);
+  EXPECT_FALSE(queue.Pop(item));
+  EXPECT_TRUE(queue.IsEmpty());
+  queue.Push({"element"});
+  EXPECT_TRUE(queue.Peek(item));
+  EXPECT_TRUE(queue.Pop(item));
+  EXPECT_EQ(item.text, "element");
+}
 
 TEST(MThreadSafeFifoTest, IsAsItWasWhenItHasNoRoomOrTheSystemRefusesAnEvent) {
   for (const std::int32_t growthStep : {0, -1}) {
