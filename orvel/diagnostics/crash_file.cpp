@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <iterator>
 
+#include "orvel/foundation/utf8.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -39,7 +40,8 @@ CrashFile& CrashFile::operator<<(std::wstring_view text) noexcept {
   while (!text.empty()) {
     std::size_t units = (std::min)(text.size(), kUnits);
     // Both halves of a pair go together.
-    if (units < text.size() && text[units - 1] >= 0xD800 && text[units - 1] < 0xDC00) --units;
+    const std::uint32_t last = text[units - 1];
+    if (units < text.size() && last >= kFirstSurrogate && last < kFirstLowSurrogate) --units;
     char bytes[kUnits * 3];
     const int length =
         ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(units), bytes,

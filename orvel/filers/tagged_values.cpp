@@ -74,14 +74,6 @@ bool Divide(std::int64_t& value, std::int64_t divisor) noexcept {
   return true;
 }
 
-/// The value of a digit, or a greater number than any has.
-unsigned HexDigit(wchar_t c) noexcept {
-  if (c >= L'0' && c <= L'9') return static_cast<unsigned>(c - L'0');
-  if (c >= L'a' && c <= L'f') return static_cast<unsigned>(c - L'a') + 10;
-  if (c >= L'A' && c <= L'F') return static_cast<unsigned>(c - L'A') + 10;
-  return 16;
-}
-
 }  // namespace
 
 std::wstring TaggedText(std::int64_t value) { return DecimalText(value); }
@@ -120,8 +112,8 @@ bool ParseTaggedText(std::wstring_view text, std::vector<std::byte>& bytes) {
   if (text.size() % 2 != 0) return false;
   std::vector<std::byte> parsed(text.size() / 2);
   for (std::size_t i = 0; i < parsed.size(); ++i) {
-    const unsigned high = HexDigit(text[2 * i]);
-    const unsigned low = HexDigit(text[2 * i + 1]);
+    const std::uint32_t high = HexDigitValue(text[2 * i]);
+    const std::uint32_t low = HexDigitValue(text[2 * i + 1]);
     if (high > 15 || low > 15) return false;
     parsed[i] = static_cast<std::byte>(high << 4U | low);
   }

@@ -19,6 +19,7 @@
 
 #include "orvel/filers/in_filer_tagged.h"
 #include "orvel/filers/out_filer_tagged.h"
+#include "orvel/foundation/whole_number.h"
 
 namespace Orvel::Detail {
 
@@ -36,14 +37,6 @@ namespace Orvel::Detail {
 [[nodiscard]] bool ParseTaggedDuration(std::wstring_view text, std::intmax_t numerator,
                                        std::intmax_t denominator, std::int64_t& ticks) noexcept;
 
-/// Integers that stand for numbers: not `bool` and not the character types, but `signed char` and
-/// `unsigned char`.
-template <class Value>
-concept TaggedInteger =
-    std::integral<Value> && !std::same_as<Value, bool> && !std::same_as<Value, char> &&
-    !std::same_as<Value, wchar_t> && !std::same_as<Value, char8_t> &&
-    !std::same_as<Value, char16_t> && !std::same_as<Value, char32_t>;
-
 /// Enumerations that are declared with an underlying type, so that each of its numbers is a value.
 template <class Value>
 concept TaggedEnumeration = std::is_enum_v<Value> && requires {
@@ -53,12 +46,12 @@ concept TaggedEnumeration = std::is_enum_v<Value> && requires {
 template <class Value>
 inline constexpr bool kIsTaggedDuration = false;
 template <class Rep, class Period>
-inline constexpr bool kIsTaggedDuration<std::chrono::duration<Rep, Period>> = TaggedInteger<Rep>;
+inline constexpr bool kIsTaggedDuration<std::chrono::duration<Rep, Period>> = WholeNumber<Rep>;
 
 template <class Value>
 concept TaggedScalar =
     std::same_as<Value, bool> || std::same_as<Value, char> || std::same_as<Value, double> ||
-    std::same_as<Value, float> || TaggedInteger<Value> || TaggedEnumeration<Value> ||
+    std::same_as<Value, float> || WholeNumber<Value> || TaggedEnumeration<Value> ||
     kIsTaggedDuration<Value> || std::same_as<Value, std::filesystem::path>;
 
 template <class Value>
@@ -71,7 +64,7 @@ concept TaggedReadable = TaggedScalar<Value> || std::same_as<Value, std::wstring
     std::same_as<Value, std::vector<std::byte>>;
 
 /// The type that an integer is stored as. A signed one of 8 bits takes 16: there is no such kind.
-template <TaggedInteger Value>
+template <WholeNumber Value>
 using TaggedStored = std::conditional_t<
     std::is_signed_v<Value>,
     std::conditional_t<(sizeof(Value) <= 2), std::int16_t,
@@ -88,7 +81,7 @@ using TaggedNumber = typename std::conditional_t<
     std::conditional_t<std::is_signed_v<Number>, std::make_signed<Number>,
                        std::make_unsigned<Number>>>::type;
 
-template <TaggedInteger Value>
+template <WholeNumber Value>
 bool WriteTaggedInteger(IOutFilerTagged& out, const std::wstring& tag, Value value) {
   using Stored = TaggedStored<Value>;
   const auto stored = static_cast<Stored>(value);
@@ -107,7 +100,7 @@ bool WriteTaggedInteger(IOutFilerTagged& out, const std::wstring& tag, Value val
   }
 }
 
-template <TaggedInteger Value>
+template <WholeNumber Value>
 bool ReadTaggedInteger(IInFilerTagged& in, const std::wstring& tag, Value& value) {
   using Stored = TaggedStored<Value>;
   Stored stored = 0;
@@ -140,7 +133,7 @@ bool ReadTaggedValue(IInFilerTagged& in, const std::wstring& tag, Value& value) 
     if (!in.ReadBool(tag, flag, false)) return false;
     value = flag;
     return true;
-  } else if constexpr (TaggedInteger<Value>) {
+  } else if constexpr (WholeNumber<Value>) {
     return ReadTaggedInteger(in, tag, value);
   } else if constexpr (std::is_enum_v<Value>) {
     TaggedNumber<Value> number{};
@@ -203,7 +196,7 @@ bool WriteTagged(IOutFilerTagged& out, std::wstring_view tag, const Value& value
     return out.WriteDouble(name, value);
   } else if constexpr (std::same_as<Value, float>) {
     return out.WriteFloat(name, value);
-  } else if constexpr (Orvel::Detail::TaggedInteger<Value>) {
+  } else if constexpr (Orvel::Detail::WholeNumber<Value>) {
     return Orvel::Detail::WriteTaggedInteger(out, name, value);
   } else if constexpr (std::is_enum_v<Value>) {
     return Orvel::Detail::WriteTaggedInteger(

@@ -28,4 +28,12 @@ template <class Integer>
   return text;
 }
 
+/// Returns the value of a hexadecimal digit; 16 for any other character.
+[[nodiscard]] constexpr std::uint32_t HexDigitValue(wchar_t c) noexcept {
+  if (c >= L'0' && c <= L'9') return static_cast<std::uint32_t>(c - L'0');
+  if (c >= L'a' && c <= L'f') return static_cast<std::uint32_t>(c - L'a') + 10;
+  if (c >= L'A' && c <= L'F') return static_cast<std::uint32_t>(c - L'A') + 10;
+  return 16;
+}
+
 }  // namespace Orvel::Detail

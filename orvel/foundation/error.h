@@ -14,16 +14,10 @@
 #include "orvel/foundation/dyn_object.h"
 #include "orvel/foundation/filer_pair.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/foundation/whole_number.h"
 
 namespace Orvel::Detail {
 
-template <class Type, class... Others>
-concept OneOf = (std::same_as<Type, Others> || ...);
-/// A type whose values are numbers and nothing else: truth values and characters are none, though
-/// the language converts them.
-template <class Type>
-concept WholeNumber =
-    std::integral<Type> && !OneOf<Type, bool, char, wchar_t, char8_t, char16_t, char32_t>;
 /// A type that is no number but converts to one by itself: an enumeration without `class`, an
 /// atomic.
 template <class Type>

@@ -10,6 +10,7 @@
 
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/source_context.h"
+#include "orvel/foundation/whole_number.h"
 
 namespace Orvel::Detail {
 

@@ -7,8 +7,6 @@
 namespace Orvel::Detail {
 namespace {
 
-constexpr std::uint32_t kLastSurrogate = 0xDFFF;
-
 /// Smallest code point that a sequence of that many bytes may stand for.
 constexpr std::uint32_t kSmallestCodePoint[] = {0, 0, 0x80, 0x800, kFirstSupplementary};
 
@@ -22,10 +20,6 @@ constexpr std::size_t SequenceLength(std::uint32_t firstByte) noexcept {
 
 constexpr std::uint32_t ByteAt(std::string_view bytes, std::size_t i) noexcept {
   return static_cast<unsigned char>(bytes[i]);
-}
-
-constexpr bool IsSurrogate(std::uint32_t code) noexcept {
-  return code >= kFirstSurrogate && code <= kLastSurrogate;
 }
 
 /// Reads a sequence of `length` bytes, which its first byte determines, at the start of `bytes`.

@@ -11,8 +11,13 @@ namespace Orvel::Detail {
 
 inline constexpr std::uint32_t kFirstSurrogate = 0xD800;
 inline constexpr std::uint32_t kFirstLowSurrogate = 0xDC00;
+inline constexpr std::uint32_t kLastSurrogate = 0xDFFF;
 inline constexpr std::uint32_t kFirstSupplementary = 0x10000;
 inline constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
+
+[[nodiscard]] constexpr bool IsSurrogate(std::uint32_t code) noexcept {
+  return code >= kFirstSurrogate && code <= kLastSurrogate;
+}
 
 /// Writes a code point as wide text, which takes two units where those have 16 bits and the code
 /// point does not, and returns where the next one goes.

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "orvel/filers/xml/store/xml_characters.h"
+#include "orvel/foundation/decimal_text.h"
 #include "orvel/foundation/utf8.h"
 #include "orvel/platform/wide_search.h"
 
@@ -36,13 +37,6 @@ std::size_t ReferenceLength(std::wstring_view text) noexcept {
   return i < text.size() && text[i] == L';' ? i + 1 : 0;
 }
 
-constexpr int DigitValue(wchar_t c) noexcept {
-  if (c >= L'0' && c <= L'9') return c - L'0';
-  if (c >= L'a' && c <= L'f') return c - L'a' + 10;
-  if (c >= L'A' && c <= L'F') return c - L'A' + 10;
-  return 16;
-}
-
 void AppendCodePoint(std::uint32_t code, std::wstring& output) {
   wchar_t units[2];
   output.append(units, WriteCodePoint(code, units));
@@ -60,13 +54,13 @@ std::size_t AppendNumericReference(std::wstring_view text, std::wstring& output)
   const std::size_t digits = i;
   std::uint32_t code = 0;
   for (; i < text.size(); ++i) {
-    const auto digit = static_cast<std::uint32_t>(DigitValue(text[i]));
+    const std::uint32_t digit = HexDigitValue(text[i]);
     if (digit >= base) break;
     code = code * base + digit;
     if (code > kMaxCodePoint) return 0;
   }
   if (i == digits || i == text.size() || text[i] != L';') return 0;
-  if (code == 0 || (code >= 0xD800 && code <= 0xDFFF)) return 0;
+  if (code == 0 || IsSurrogate(code)) return 0;
   AppendCodePoint(code, output);
   return i + 1;
 }
