@@ -17,8 +17,8 @@ namespace Orvel::Detail {
 
 enum class RunKind { kSynchronous, kAsynchronous };
 
-/// Returns what is to be raised, for the exception that is being handled, on the thread that waits
-/// for the function. To be called in a handler only.
+/// Returns the exception to raise on the thread that waits for the function, made from the one that
+/// is being handled. Call it in an exception handler only.
 [[nodiscard]] std::exception_ptr FailureForCaller(MCommandProcessor& processor,
                                                   RunKind kind) noexcept;
 

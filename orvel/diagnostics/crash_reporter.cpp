@@ -150,8 +150,8 @@ unsigned CrashReporterState::SuccessorEntry(void* self) {
 
 /// Serves requests until the reporter is destroyed. When the thread that built the reporter, mostly
 /// that of `main`, has ended without destroying it, the process lives until its last thread ends.
-/// This one must not keep it alive, so it then looks once in a while whether it is the only one
-/// left. Returns the exit code of the thread, which becomes that of the process in this case.
+/// This one must not keep it alive, so from then on it checks once a second whether it is the only
+/// one left. Returns the exit code of the thread, which becomes that of the process in this case.
 unsigned CrashReporterState::Work() noexcept {
   const std::array<void*, 3> handles = {quit_.Get(), request_.Get(), builder_.Get()};
   bool builderLives = static_cast<bool>(builder_);
@@ -189,8 +189,8 @@ void CrashReporterState::OnCrash(const CrashSite& site) noexcept {
   if (crashedId_.compare_exchange_strong(crashedId, threadId)) {
     Report(site);
   } else if (crashedId == threadId) {
-    // The same crash, passed on by the earlier handlers; or a new one, in the look for the
-    // exception that the thread was handling.
+    // The same crash, passed on by the earlier handlers; or a new one, while the thread looked for
+    // the exception that it was handling.
     if (std::exchange(isAskingForException_, false)) FinishReport();
   } else {
     static_cast<void>(WaitForOne(done_.Get(), static_cast<std::uint32_t>(timeLimit_.count())));
@@ -346,7 +346,7 @@ MCrashReporter::MCrashReporter(const MCrashReporterOptions& options) {
 MCrashReporter::~MCrashReporter() {
   static const MFlowPoint point(kClassName, L"~MCrashReporter");
   point.Record(MFlowEvent::kDestruction, this);
-  // A thread that is stuck in a report goes on using it.
+  // A thread that is stuck in a report still uses it.
   if (state_ != nullptr && !state_->End()) static_cast<void>(state_.release());
   Orvel::Detail::moduleHasReporter.store(false);
 }

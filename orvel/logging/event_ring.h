@@ -90,10 +90,11 @@ class EventRing {
   }
 
   std::unique_ptr<Slot[]> slots_;
-  // The control word at the first stop. Relaxed: the reader's, and that of a crash report, which
-  // does not wait for the reader for ever.
+  // The control word at the first stop. Relaxed: only the reader uses it, and crash reports, which
+  // must not wait for the reader.
   std::atomic<std::uint32_t> stopWord_{0};
-  // Bit 0: recording is enabled. Bits 1 to 31: records since the last restart, wrapping.
+  // Bit 0: recording is enabled. Bits 1 to 31: records since the last restart, wrapping. See Record
+  // for the orders.
   std::atomic<std::uint32_t> control_{kRecordingEnabled};
 };
 

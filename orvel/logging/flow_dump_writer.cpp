@@ -111,68 +111,11 @@ std::string FlowDumpWriter::FormatRecord(const EventRecord& record, std::int64_t
   std::string text;
   if (record.IsEmpty()) return text;
   text.reserve(256);
-  const auto appendName = [](bool isReadable, const auto& table, auto key, std::string& target) {
-    return isReadable && table.AppendName(key, target);
-  };
-  const auto appendLabel = [&](std::int32_t label, std::string& target) {
-    return appendName(readable_.labels, names_.labels, label, target);
-  };
-  const auto appendStateOrMessage = [&](std::int32_t key) {
-    return appendName(readable_.statesAndMessages, names_.statesAndMessages, key, text);
-  };
-
   text += "% ";
   text += EventText(record.kind);
-
-  if (record.kind >= EventCode::kRootError && record.kind <= EventCode::kWarning) {
-    text += ' ';
-    if (!appendLabel(record.arg1, text)) text += "(unknown)";
-  }
-  if (record.kind == EventCode::kStateChange) {
-    text += " to ";
-    if (!appendStateOrMessage(FlowNames::StateKey(record.classId, record.arg1))) {
-      text += "state_";
-      AppendDecimal(text, record.arg1);
-    }
-  }
-  if (record.kind == EventCode::kMessageSend || record.kind == EventCode::kMessageReceive) {
-    text += ' ';
-    if (!appendStateOrMessage(record.arg1)) AppendDecimal(text, record.arg1);
-  }
-  if (record.kind == EventCode::kTimingPoint) {
-    text += " (";
-    AppendDecimal(text, record.arg1);
-    text += ", ";
-    AppendDecimal(text, record.arg2);
-    text += ')';
-  }
-
-  text += " in_class ";
-  if (!appendLabel(record.classId, text)) text += "(unknown)";
-
-  std::string point;
-  const bool pointIsNamed = appendLabel(record.pointId, point);
-  if (pointIsNamed || record.kind != EventCode::kTimingPoint) {
-    text += " at ";
-    text += pointIsNamed ? std::string_view(point) : "(unknown)";
-  } else {
-    text += " at_point ";
-    AppendDecimal(text, record.pointId);
-  }
-
-  text += " for_object ";
-  AppendPointer(text, record.object);
-  text += " (";
-  if (!appendName(readable_.objects, names_.objects, record.object, text)) text += "unknown";
-  text += ')';
-
-  if (record.threadId != 0) {
-    text += " in_thread ";
-    AppendDecimal(text, record.threadId);
-    text += " (";
-    if (!appendName(readable_.threads, names_.threads, record.threadId, text)) text += "unknown";
-    text += ')';
-  }
+  AppendArguments(record, text);
+  AppendPlace(record, text);
+  AppendObjectAndThread(record, text);
 
   text += "\n    ";
   text += FormatTime(record.counter - reference);
@@ -186,6 +129,71 @@ std::string FlowDumpWriter::FormatRecord(const EventRecord& record, std::int64_t
   text += ", ";
   AppendDecimal(text, static_cast<std::int32_t>(record.threadId));
   return text;
+}
+
+/// Appends the arguments of those kinds of event that show them in the first line.
+void FlowDumpWriter::AppendArguments(const EventRecord& record, std::string& text) const {
+  if (record.kind >= EventCode::kRootError && record.kind <= EventCode::kWarning) {
+    text += ' ';
+    if (!AppendLabel(record.arg1, text)) text += "(unknown)";
+  }
+  if (record.kind == EventCode::kStateChange) {
+    text += " to ";
+    if (!AppendStateOrMessage(FlowNames::StateKey(record.classId, record.arg1), text)) {
+      text += "state_";
+      AppendDecimal(text, record.arg1);
+    }
+  }
+  if (record.kind == EventCode::kMessageSend || record.kind == EventCode::kMessageReceive) {
+    text += ' ';
+    if (!AppendStateOrMessage(record.arg1, text)) AppendDecimal(text, record.arg1);
+  }
+  if (record.kind == EventCode::kTimingPoint) {
+    text += " (";
+    AppendDecimal(text, record.arg1);
+    text += ", ";
+    AppendDecimal(text, record.arg2);
+    text += ')';
+  }
+}
+
+void FlowDumpWriter::AppendPlace(const EventRecord& record, std::string& text) const {
+  text += " in_class ";
+  if (!AppendLabel(record.classId, text)) text += "(unknown)";
+
+  std::string point;
+  const bool pointIsNamed = AppendLabel(record.pointId, point);
+  if (pointIsNamed || record.kind != EventCode::kTimingPoint) {
+    text += " at ";
+    text += pointIsNamed ? std::string_view(point) : "(unknown)";
+  } else {
+    text += " at_point ";
+    AppendDecimal(text, record.pointId);
+  }
+}
+
+void FlowDumpWriter::AppendObjectAndThread(const EventRecord& record, std::string& text) const {
+  text += " for_object ";
+  AppendPointer(text, record.object);
+  text += " (";
+  if (!readable_.objects || !names_.objects.AppendName(record.object, text)) text += "unknown";
+  text += ')';
+
+  if (record.threadId != 0) {
+    text += " in_thread ";
+    AppendDecimal(text, record.threadId);
+    text += " (";
+    if (!readable_.threads || !names_.threads.AppendName(record.threadId, text)) text += "unknown";
+    text += ')';
+  }
+}
+
+bool FlowDumpWriter::AppendLabel(std::int32_t label, std::string& text) const {
+  return readable_.labels && names_.labels.AppendName(label, text);
+}
+
+bool FlowDumpWriter::AppendStateOrMessage(std::int32_t key, std::string& text) const {
+  return readable_.statesAndMessages && names_.statesAndMessages.AppendName(key, text);
 }
 
 }  // namespace Orvel::Detail

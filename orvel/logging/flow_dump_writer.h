@@ -48,6 +48,11 @@ class FlowDumpWriter {
 
  private:
   [[nodiscard]] std::string FormatHeader(std::int64_t reference) const;
+  void AppendArguments(const EventRecord& record, std::string& text) const;
+  void AppendPlace(const EventRecord& record, std::string& text) const;
+  void AppendObjectAndThread(const EventRecord& record, std::string& text) const;
+  bool AppendLabel(std::int32_t label, std::string& text) const;
+  bool AppendStateOrMessage(std::int32_t key, std::string& text) const;
 
   const FlowNames& names_;
   const ClockReference& clock_;

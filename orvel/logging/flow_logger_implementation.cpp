@@ -39,18 +39,15 @@ MFlowLoggerImplementation::CrashDumpGaps MFlowLoggerImplementation::DumpForCrash
   const Orvel::Detail::ReadableNames readable{threads.owns_lock(), labels.owns_lock(),
                                               states.owns_lock(), objects.owns_lock()};
   gaps.names = !readable.AreAll();
-  const bool isOnlyDump = dumpSection_.TryLockFor(timeoutMs);
-  gaps.order = !isOnlyDump;
+  const std::unique_lock dump = Orvel::Detail::TryLockFor(dumpSection_, timeoutMs);
+  gaps.order = !dump.owns_lock();
   try {
     gaps.rest = !FlowDumpWriter(names_, clock_, readable).Write(ring_, stream);
   } catch (...) {
     gaps.rest = true;
   }
-  if (isOnlyDump) {
-    // Even when the stream failed: if the process continues, it must keep recording.
-    ring_.RestartRecording();
-    dumpSection_.unlock();
-  }
+  // Even when the stream failed: if the process continues, it must keep recording.
+  if (dump.owns_lock()) ring_.RestartRecording();
   return gaps;
 }
 

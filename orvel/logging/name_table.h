@@ -52,9 +52,7 @@ class NameTable {
   /// Tries for up to `timeoutMs` milliseconds to lock the table; the result owns the lock if that
   /// succeeded. While a thread holds it, that thread's other calls do not wait.
   [[nodiscard]] std::unique_lock<CriticalSection> TryLockFor(std::uint32_t timeoutMs) const {
-    std::unique_lock lock(section_, std::defer_lock);
-    if (section_.TryLockFor(timeoutMs)) lock = std::unique_lock(section_, std::adopt_lock);
-    return lock;
+    return Orvel::Detail::TryLockFor(section_, timeoutMs);
   }
 
   /// Adds every name of this table to `other`, where names already there stay. Two tables may be

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 
 namespace Orvel::Detail {
 
@@ -29,5 +30,13 @@ class CriticalSection {
   static constexpr std::size_t kSizeInBytes = 4 * sizeof(void*) + 8;
   alignas(void*) std::byte storage_[kSizeInBytes]{};
 };
+
+/// Locks `section` if that is possible within `timeoutMs` milliseconds; the result owns the lock if
+/// it was.
+[[nodiscard]] inline std::unique_lock<CriticalSection> TryLockFor(CriticalSection& section,
+                                                                  std::uint32_t timeoutMs) {
+  if (!section.TryLockFor(timeoutMs)) return {};
+  return std::unique_lock(section, std::adopt_lock);
+}
 
 }  // namespace Orvel::Detail

@@ -139,7 +139,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// ("status"), "Unexpected" ("status") and "WaitFailed". Worker only.
   bool WaitForEvents(std::uint32_t timeoutMs);
 
-  /// Returns true when the loop is to be left. Serves a stop that was requested while a handler
+  /// Returns true when the loop must end. Serves a stop that was requested while a handler
   /// ran: first a flush that is pending, then `OnStop`. Worker only.
   [[nodiscard]] bool ServeStopRequest();
 
@@ -150,7 +150,8 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// Tells the thread that waits in `Start` that the worker is ready. Worker only.
   void SignalThreadStarted();
 
-  /// Stores the state and records the change.
+  /// Stores the state and records the change in the flow log. The operations above call it with the
+  /// engine's lock held; a subclass need not.
   void ChangeState(MEngineState newState) noexcept;
 
   /// Does what `AddEvent` does and returns true when there is no worker. Returns false when there

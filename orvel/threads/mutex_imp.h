@@ -20,8 +20,8 @@ class ORVEL_CAPABILITY("mutex") MMutexImp {
   /// Takes the mutex if that is possible without waiting. Returns true when the calling thread now
   /// holds it.
   virtual bool TryLock() ORVEL_TRY_ACQUIRE(true) = 0;
-  /// Releases the mutex, which the calling thread must hold; to be called once for each time that
-  /// it was taken.
+  /// Releases the mutex, which the calling thread must hold. Call it once for each time that the
+  /// mutex was taken.
   virtual void Unlock() ORVEL_RELEASE() = 0;
 };
 

@@ -123,15 +123,15 @@ class MXmlDocument::Insertion {
     }
   }
 
-  /// False when the parent cannot be opened for a child.
+  /// Returns false when the parent cannot be opened for a child.
   [[nodiscard]] bool IsPossible() const noexcept {
     return place_.parentName <= Orvel::Detail::kMaxXmlNameLength;
   }
 
-  /// The level of an element in this place.
+  /// Returns the level of an element in this place.
   [[nodiscard]] std::uint32_t GetLevel() const noexcept { return place_.level; }
 
-  /// Offset of the node, as soon as there is room for it.
+  /// Returns the offset that the node has once there is room for it.
   [[nodiscard]] std::size_t GetNodeStart() const noexcept { return place_.GetNodeStart(); }
 
   /// Makes room for the node, writes what belongs around it, and returns where the caller has to
@@ -180,7 +180,7 @@ class MXmlDocument::Insertion {
     document_.position_ = {place_.parent, number, 0, MXmlNodeKind::kElement, 0, 0};
   }
 
-  /// Makes the node that was written, which is no element, the current one.
+  /// Makes the node that was written the current one. For nodes other than elements.
   void Select(MXmlNodeKind kind, std::size_t length) noexcept {
     document_.position_ = {place_.parent,
                            place_.previous,
@@ -190,8 +190,8 @@ class MXmlDocument::Insertion {
                            static_cast<std::uint32_t>(length)};
   }
 
-  /// To be called after an element without children was linked: keeps where it is, since the next
-  /// one is likely to be added behind it or in it.
+  /// Call it after an element without children was linked: stores where it is, since the next one
+  /// is likely to be added behind it or in it.
   void Remember(std::uint32_t number, std::size_t nameLength, NodeLength length) noexcept {
     const std::size_t tagClose = GetNodeStart() + length.beforeGap;
     store_.lastAdded = {number, place_.level, nameLength,
