@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// While it exists, the performance counter stands still for the whole program and costs a call and
-/// nothing more: what is left of an operation is then its own. Tells the real time that passed.
+/// While it exists, the performance counter stands still for the whole program and costs only a
+/// call, so that an operation can be measured without reading the clock.
 ///
 /// Works by redirecting this program's import of the counter. One at a time, and no other thread
 /// may start or end to use the counter meanwhile.

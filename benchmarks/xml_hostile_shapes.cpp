@@ -299,8 +299,8 @@ struct Result {
   double ratio = 0.0;  // the median of pairs, not two / one
 };
 
-/// The sizes take turns, and the ratio is the median of those of neighbouring runs: a machine whose
-/// speed changes from second to second gives both of a pair the same.
+/// The sizes take turns, and the ratio is the median of those of neighbouring runs: if the
+/// machine's speed changes from second to second, it is about the same for both runs of a pair.
 Result Measure(const Shape& shape) {
   const std::wstring textOfOne = shape.makeText(1);
   const std::wstring textOfTwo = shape.makeText(2);

@@ -194,7 +194,7 @@ void RequireSameText(benchmark::State& state, bool nested) {
   if (orvel.GetText() != floor.GetText()) state.SkipWithError("another text");
 }
 
-/// The floor is one only as long as it is the same text.
+/// It is a floor only as long as it writes the same text.
 void WriteFloor(benchmark::State& state, bool nested) {
   RequireSameText(state, nested);
   WriteValues<WithString>(state, nested);

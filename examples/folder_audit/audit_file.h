@@ -15,7 +15,7 @@ struct StoredAudit {
 };
 
 /// Raises "CannotSave" ("file", "winErrorCode") when `file` cannot be written, so that this shows
-/// before an audit and not after it. A file that is there stays as it is.
+/// before an audit and not after it. An existing file is unchanged.
 void RequireSavable(const std::wstring& file);
 
 /// Stores an audit of `folder`, a full path, as tagged XML, a section for each entry, with the

@@ -8,8 +8,8 @@
 
 namespace FolderAudit {
 
-/// Is told about the progress of an audit. The workers may call it at the same time as each other
-/// and as the auditing thread.
+/// Receives the progress of an audit. An implementation must be thread-safe: the workers and the
+/// auditing thread may call it at the same time.
 class IAuditObserver {
  public:
   /// A file is about to be read. Worker.

@@ -33,7 +33,7 @@ void FileReader::Open(const std::wstring& path) {
     const DWORD code = ::GetLastError();
     RaiseError(context.At(__LINE__, this), L"CannotOpenFile", L"winErrorCode", code);
   }
-  // Reading a pipe would wait for whoever writes into it.
+  // Reading a pipe would wait until another program writes into it.
   if (::GetFileType(file.Get()) != FILE_TYPE_DISK) {
     RaiseError(context.At(__LINE__, this), L"NotAFile");
   }

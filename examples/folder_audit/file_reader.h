@@ -30,7 +30,7 @@ class FileReader {
   /// the file, then 0. Raises "CannotReadFile" ("winErrorCode").
   [[nodiscard]] std::size_t Read(std::span<unsigned char> buffer);
   /// Raises "ChangedWhileRead" when the size or the time of the last change is not what it was when
-  /// the file was opened, "CannotQueryFile" ("winErrorCode") when the system cannot say.
+  /// the file was opened, "CannotQueryFile" ("winErrorCode") when they cannot be read.
   void RequireUnchanged() const;
   void Close() noexcept { file_ = {}; }
 

@@ -32,7 +32,7 @@ bool HoldsName(const std::vector<std::wstring>& names, std::wstring_view name) n
                      [name](const std::wstring& held) { return IsSameName(held, name); });
 }
 
-/// Appends what was found in one folder so that taking from the end gives it in order.
+/// Appends what was found in one folder in reverse, because the walk takes from the end.
 void StackUp(std::vector<std::wstring>& stack, std::vector<std::wstring>&& found) {
   std::sort(found.begin(), found.end(), std::greater<>());
   stack.insert(stack.end(), std::move_iterator(found.begin()), std::move_iterator(found.end()));

@@ -97,7 +97,7 @@ void Report::PrintComparison(const std::vector<FileDifference>& differences) {
   for (const auto& [kind, entry] : differences) {
     const auto index = static_cast<std::size_t>(kind);
     ++counts[index];
-    if (kind == Kind::kUnreadable) continue;  // told when it was met
+    if (kind == Kind::kUnreadable) continue;  // reported when it was found
     std::wstring line = kLabels[index] + (L": " + Printable(entry->relativePath));
     if (entry->error) line += L": " + DescribeCause(*entry->error);
     terminal_.Print(line + L'\n');

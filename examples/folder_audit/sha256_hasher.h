@@ -19,7 +19,7 @@ class Sha256Hasher {
   Sha256Hasher(const Sha256Hasher&) = delete;
   Sha256Hasher& operator=(const Sha256Hasher&) = delete;
 
-  /// Starts anew; what was added to an unfinished text is forgotten.
+  /// Begins a new text and discards an unfinished one.
   void Begin();
   void Add(std::span<const unsigned char> bytes);
   /// The digest as 64 lower-case hexadecimal digits.

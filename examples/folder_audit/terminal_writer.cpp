@@ -36,7 +36,7 @@ TerminalWriter::~TerminalWriter() {
   } catch (const MException& exception) {
     RecordDismissed(point, this, exception);
   } catch (const std::exception&) {
-    // No memory to wait with: what is still to be written gets lost.
+    // Without memory for a wait, the text that is still queued is lost.
   }
 }
 

@@ -8,7 +8,7 @@
 namespace FolderAudit {
 
 /// One of the process's two outputs, for text of every script: a console gets it through its own
-/// interface, a file or pipe as UTF-8. Nothing is held back in a buffer.
+/// interface, a file or pipe as UTF-8. Nothing is buffered.
 ///
 /// Thread-compatible. Long-lived, so that the flow log knows it by name.
 class TextOutput {
@@ -20,13 +20,13 @@ class TextOutput {
   TextOutput& operator=(const TextOutput&) = delete;
 
   [[nodiscard]] bool IsConsole() const noexcept { return isConsole_; }
-  /// Columns of the console; 80 when the system does not say.
+  /// Returns the number of columns of the console; 80 when that is not known.
   [[nodiscard]] std::size_t GetWidth() const noexcept;
 
   /// Writes all of `text`. Raises "CannotWrite" ("winErrorCode"). A process without that output
   /// writes nowhere.
   void Write(std::wstring_view text);
-  /// The same for what may get lost; raises nothing.
+  /// The same for text that may be lost; raises nothing.
   void WriteIfPossible(std::wstring_view text) noexcept;
 
  private:

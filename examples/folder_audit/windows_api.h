@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The system's interface without what this program has no use for.
+// <windows.h> without the parts that this program does not need.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif

@@ -228,8 +228,8 @@ class Reader {
     firstStart_ = lastStart_ = kNone;
   }
 
-  /// Reads the names from the record's first line; false when it says something else than the
-  /// numbers in `record`.
+  /// Reads the names from the record's first line. Returns false when that contradicts the numbers
+  /// in `record`.
   bool ReadNames(std::size_t start, std::size_t end, Record& record) {
     std::string plain;
     std::string_view text = text_.substr(start, end - 1 - start);

@@ -40,11 +40,11 @@ struct Dump {
   bool holdsAnother = false;       ///< a second dump follows in the file; it is not read
 };
 
-/// Reads the text of a flow log dump, with LF or CRLF, and goes on behind damaged parts. A name may
-/// contain line feeds or the words that separate names: the numbers of the record then decide where
-/// it ends, since a label's number is the hash of its text. Names without such a number (of states,
-/// messages, objects and threads) end at the first of these words. Takes linear time, whatever the
-/// text holds. A byte of a name becomes the character of that number.
+/// Reads the text of a flow log dump, with LF or CRLF, and continues behind damaged parts. A name
+/// may contain line feeds or the words that separate names: the numbers of the record then decide
+/// where it ends, since a label's number is the hash of its text. Names without such a number (of
+/// states, messages, objects and threads) end at the first of these words. Takes linear time,
+/// whatever the text holds. A byte of a name becomes the character of that number.
 [[nodiscard]] Dump ReadDump(std::string_view text);
 
 }  // namespace FlowTimeline
