@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Chains as XML text. A file of its own, because it needs the XML document: that becomes part of
 // the programs that use such texts, not of all that raise errors.
+#include <iterator>
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
@@ -36,6 +37,7 @@ bool MException::AppendChainXml(std::wstring xmlText) {
       !filer.EndSection()) {
     return false;
   }
-  for (auto& error : inner.errors_) errors_.push_back(std::move(error));
+  errors_.insert(errors_.end(), std::move_iterator(inner.errors_.begin()),
+                 std::move_iterator(inner.errors_.end()));
   return true;
 }

@@ -84,7 +84,7 @@ class MException : public std::exception {
   /// stores that keep XML text, such as the registry filers' sub-documents.
   [[nodiscard]] std::wstring GetChainXml() const;
   /// Appends the errors of such a document. Returns false, and appends nothing, when the text is
-  /// none.
+  /// not one. When memory runs out, `std::bad_alloc` is raised and the chain is unchanged.
   bool AppendChainXml(std::wstring xmlText);
 
   /// Always "Unknown exception", in every runtime: the text of a failure is in the chain.
