@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The handles that few programs own. Kernel handles are closed in kernel_handle.cpp, so that the
+// others do not bring along what these need.
 #include "orvel/platform/unique_handle.h"
 
 #include "orvel/platform/windows_api.h"

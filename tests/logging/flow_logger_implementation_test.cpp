@@ -133,18 +133,26 @@ TEST(MFlowLoggerImplementationTest, TimesAreCutToSixDecimals) {
   EXPECT_EQ(logger.FormatTime(second * 400'000'000'000 + second / 1000), "400000000000.001000");
 }
 
-/// Has room for so many characters and then fails, as a full disk does.
-class FullDisk : public std::streambuf {
+/// Has room for so many characters and then calls what it was given. Without that it fails, as a
+/// full disk does, and at the latest when it is flushed.
+class Disk : public std::streambuf {
  public:
-  explicit FullDisk(std::size_t room) : text_(room, ' ') {
+  explicit Disk(std::size_t room, std::function<void()> whenFull = nullptr)
+      : text_(room, ' '), whenFull_(std::move(whenFull)) {
     setp(text_.data(), text_.data() + room);
   }
 
  protected:
-  int sync() override { return -1; }
+  int overflow(int character) override {
+    if (!whenFull_) return traits_type::eof();
+    std::exchange(whenFull_, [] {})();
+    return character;
+  }
+  int sync() override { return whenFull_ ? 0 : -1; }
 
  private:
   std::string text_;
+  std::function<void()> whenFull_;
 };
 
 TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingOff) {
@@ -155,7 +163,7 @@ TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingO
       SCOPED_TRACE(testing::Message() << "room " << room << (thrown ? ", throwing" : ""));
       RecordUpdates(logger, 20);
       for (int attempt = 0; attempt < 2; ++attempt) {
-        FullDisk disk(room);
+        Disk disk(room);
         std::ostream stream(&disk);
         stream.exceptions(thrown);
         logger.Dump(stream);
@@ -174,27 +182,12 @@ TEST(MFlowLoggerImplementationTest, FailedDumpKeepsTheRecordsAndLeavesRecordingO
   }
 }
 
-/// Calls what it was given when the first character is written to it.
-class CallOnWrite : public std::streambuf {
- public:
-  explicit CallOnWrite(std::function<void()> call) : call_(std::move(call)) {}
-
- protected:
-  int overflow(int character) override {
-    if (const auto call = std::exchange(call_, nullptr)) call();
-    return character;
-  }
-
- private:
-  std::function<void()> call_;
-};
-
 TEST(MFlowLoggerImplementationTest, DumpForCrashWaitsForNoDumpAndTakesNothingFromOne) {
   MFlowLoggerImplementation logger;
   RecordUpdates(logger, 3);
   std::ostringstream duringDump;
   MFlowLoggerImplementation::CrashDumpGaps gaps;
-  CallOnWrite buffer([&] {
+  Disk buffer(0, [&] {
     std::thread([&] { gaps = logger.DumpForCrash(duringDump, 1); }).join();
     EXPECT_TRUE(gaps.order);
     EXPECT_FALSE(gaps.names);

@@ -3,7 +3,7 @@
 
 // The system calls that the threads of the library use, for programs of Linux, so that the
 // library's sources, unchanged, can run under the sanitizers. Only what the library needs is here,
-// and it behaves as the system's documentation says; kernel_calls_test checks both alike.
+// and it behaves as the system's documentation says: the same tests run on both.
 
 #include <cstddef>
 #include <cstdint>
