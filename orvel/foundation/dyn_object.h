@@ -14,11 +14,11 @@ class MDynClassRecord {
   MDynClassRecord(const MDynClassRecord&) = delete;
   MDynClassRecord& operator=(const MDynClassRecord&) = delete;
 
-  /// The class's name, for example "MError".
+  /// Returns the class's name, for example "MError".
   [[nodiscard]] constexpr const wchar_t* GetName() const noexcept { return name_; }
-  /// Null for the root.
+  /// Returns the record of the base class; null for the root.
   [[nodiscard]] constexpr const MDynClassRecord* GetBase() const noexcept { return base_; }
-  /// True for `ancestor` itself and for every class below it.
+  /// Returns true for `ancestor` itself and for every class below it.
   [[nodiscard]] constexpr bool IsKindOf(const MDynClassRecord& ancestor) const noexcept {
     for (const MDynClassRecord* record = this; record != nullptr; record = record->base_) {
       if (record == &ancestor) return true;
@@ -51,11 +51,11 @@ inline constexpr MDynClassRecord kErrorUserEscape{L"MErrorUserEscape", &kError};
 class MDynObject {
  public:
   virtual ~MDynObject() = default;
-  /// The object's class.
+  /// Returns the record of the object's class.
   [[nodiscard]] virtual const MDynClassRecord& GetClass() const noexcept = 0;
-  /// A copy of the object, or null for a class that cannot be copied, which is the default.
+  /// Returns a copy of the object. The default returns null: the class cannot be copied.
   [[nodiscard]] virtual std::unique_ptr<MDynObject> Clone() const;
-  /// A new object of the same class in its empty state, or null, which is the default.
+  /// Returns a new object of the same class in its empty state. The default returns null.
   [[nodiscard]] virtual std::unique_ptr<MDynObject> CreateEmpty() const;
 
  protected:

@@ -72,7 +72,7 @@ class MError : public MDynObject {
   /// Writes the error as a section of that form. Returns true when every step succeeded, and false
   /// without a writer.
   virtual bool Write(const MFilerPair& filer, const std::wstring& elementName) const;
-  /// The code; "Unspecified error" when it is empty.
+  /// Returns the code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;
   /// XML text of an earlier chain of errors that this one follows, from which `MException` rebuilds
   /// that chain. Empty here; for subclasses that carry one. Such texts are read in every program
@@ -116,17 +116,17 @@ class MError : public MDynObject {
   /// The same as `Read`, from the section that is open already, which stays open.
   bool ReadOpenSection(const MFilerPair& filer);
 
-  /// The code as it was built, which may be empty. The reference holds as long as this error.
+  /// Returns the code as it was built, which may be empty. Valid as long as this error exists.
   [[nodiscard]] const std::wstring& GetCode() const noexcept { return code_; }
   /// Returns the value of a parameter, owned by this error, or null when there is none of that
   /// name.
   [[nodiscard]] const std::wstring* FindParameter(std::wstring_view name) const;
-  /// All parameters. The reference holds as long as this error.
+  /// Returns all parameters. Valid as long as this error exists.
   [[nodiscard]] const ParameterMap& GetParameters() const noexcept { return parameters_; }
 
-  /// What `GetMessage()` becomes where <windows.h> was included after this header.
+  /// The same as `GetMessage`, whose name <windows.h> changes to this one with `UNICODE`.
   [[nodiscard]] std::wstring GetMessageW() const { return GetMessage(); }
-  /// The same, without UNICODE; the text is wide all the same.
+  /// The same for the name that <windows.h> uses without `UNICODE`; the text is wide here too.
   [[nodiscard]] std::wstring GetMessageA() const { return GetMessage(); }
 
  private:

@@ -24,7 +24,7 @@ concept HasNoChainText = requires {
   { &Error::GetChainText } -> std::same_as<std::wstring (MError::*)() const>;
 };
 
-/// The error, after UseChainTexts() if it may have such a text.
+/// Returns the error, after UseChainTexts() if it may have such a text.
 template <class Error>
 const MError& WithChainTextInUse(const Error& error) noexcept {
   if constexpr (!HasNoChainText<Error>) UseChainTexts();
@@ -62,7 +62,7 @@ class MException : public std::exception {
   /// `std::length_error` ("list too long") when no list can be longer.
   void Append(const MDynObject& error);
 
-  /// The errors, oldest first. Entries may be null; the list is this object's.
+  /// Returns the errors, oldest first, which this object owns. Entries may be null.
   [[nodiscard]] const ErrorList& GetErrors() const noexcept { return errors_; }
   /// Returns the error raised last, or null when there is none.
   [[nodiscard]] const MError* GetNewestError() const noexcept;
@@ -87,7 +87,7 @@ class MException : public std::exception {
   /// not one. When memory runs out, `std::bad_alloc` is raised and the chain is unchanged.
   bool AppendChainXml(std::wstring xmlText);
 
-  /// Always "Unknown exception", in every runtime: the text of a failure is in the chain.
+  /// Returns "Unknown exception" in every runtime: the text of a failure is in the chain.
   [[nodiscard]] const char* what() const noexcept override;
 
   /// Exchanges the two chains.

@@ -41,16 +41,16 @@ class MLocale {
   MLocale(const MLocale&) = delete;
   MLocale& operator=(const MLocale&) = delete;
 
-  /// The framework's instance, for the name "C", built on first use and never destroyed, so that
-  /// destructors of global objects may use it too. When building it fails the error reaches the
-  /// caller and the next call tries again. May be called from any thread.
+  /// Returns the framework's instance, for the name "C". It is built on first use and never
+  /// destroyed, so that destructors of global objects may use it too. When building it fails, the
+  /// caller gets the error and the next call tries again. Any thread.
   [[nodiscard]] static const MLocale& Instance();
 
-  /// The locale to imbue into streams that write or read numbers.
+  /// Returns the locale to imbue into streams that write or read numbers.
   [[nodiscard]] const std::locale& GetNumberLocale() const noexcept { return numberLocale_; }
-  /// Handle (`_locale_t`) for the C runtime's locale-bound conversions; owned by this object.
+  /// Returns the handle (`_locale_t`) for the C runtime's conversions; this object owns it.
   [[nodiscard]] void* GetCLocale() const noexcept { return cLocale_.get(); }
-  /// The name as the standard library reports it, repaired.
+  /// Returns the name as the standard library reports it, repaired.
   [[nodiscard]] const std::string& GetName() const noexcept { return name_; }
 
   /// Returns `name` with the long country names that the C runtime reports but does not accept

@@ -44,7 +44,7 @@ template <class Integer>
   return true;
 }
 
-/// `value` as the nearest float; an infinity when it is out of range.
+/// Returns the float nearest to `value`; an infinity when it is out of range.
 [[nodiscard]] float NarrowToFloat(double value) noexcept;
 
 }  // namespace Orvel::Detail

@@ -36,11 +36,11 @@ class MSourceContext : public MFlowPoint {
     object_.store(FlowObject(object), std::memory_order_relaxed);
   }
   ///@}
-  /// The line last stored, by whichever thread; -1 before the first.
+  /// Returns the line stored last, by any thread; -1 before the first.
   [[nodiscard]] std::int32_t GetLine() const noexcept {
     return line_.load(std::memory_order_relaxed);
   }
-  /// The object's address last stored, by whichever thread; 0 before the first.
+  /// Returns the object's address stored last, by any thread; 0 before the first.
   [[nodiscard]] std::uint64_t GetObjectValue() const noexcept {
     return object_.load(std::memory_order_relaxed);
   }
@@ -66,7 +66,7 @@ class MRaiseSite {
       : context_(context), line_(line), object_(object) {}
 
   ///@{
-  /// What the site was built of.
+  /// Return what the site was built of.
   [[nodiscard]] const MSourceContext& GetContext() const noexcept { return context_; }
   [[nodiscard]] std::int32_t GetLine() const noexcept { return line_; }
   [[nodiscard]] const void* GetObjectAddress() const noexcept { return object_; }

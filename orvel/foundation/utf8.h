@@ -46,7 +46,7 @@ inline wchar_t* WriteCodePoint(std::uint32_t code, wchar_t* output) noexcept {
 /// Converts wide text to UTF-8, each unit that EncodeUtf8() refuses as U+FFFD.
 [[nodiscard]] std::string EncodeUtf8Replacing(std::wstring_view text);
 
-/// `bytes` without the byte order mark at their start, if there is one.
+/// Returns `bytes` without the byte order mark at their start, if there is one.
 [[nodiscard]] std::string_view SkipUtf8ByteOrderMark(std::string_view bytes) noexcept;
 
 }  // namespace Orvel::Detail

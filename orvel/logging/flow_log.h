@@ -72,9 +72,9 @@ extern std::atomic<MKLoggerAdapter*> processAdapter;
 
 }  // namespace Orvel::Detail
 
-/// The process's flow logger, built on the first call and never destroyed, so that it works before
-/// and after every static object. Any thread, without a lock. Raises nothing: without memory for a
-/// logger, it returns one that does nothing.
+/// Returns the process's flow logger, which is built on the first call and never destroyed, so that
+/// it works before and after every static object. Any thread, without a lock. Raises nothing:
+/// without memory for a logger, it returns one that does nothing.
 [[nodiscard]] inline MKLoggerAdapter& flowLogger() noexcept {
   // Inline, because every event recorded comes through here.
   MKLoggerAdapter* const adapter = Orvel::Detail::processAdapter.load(std::memory_order_acquire);

@@ -77,8 +77,8 @@ class MFlowLoggerImplementation {
     names_.CopyInto(other.names_);
   }
 
-  /// Key of a class's state in the table that states share with messages: the class's identifier
-  /// times 100 plus the state, wrapping as unsigned numbers do.
+  /// Returns the key of a class's state in the table that states share with messages: the class's
+  /// identifier times 100 plus the state, wrapping as unsigned numbers do.
   [[nodiscard]] static constexpr std::int32_t StateKey(std::int32_t classId,
                                                        std::int32_t state) noexcept {
     return Orvel::Detail::FlowNames::StateKey(classId, state);

@@ -16,8 +16,8 @@ struct FlowNames {
   NameTable<std::int32_t> statesAndMessages;  ///< messages by their number, states by StateKey()
   NameTable<std::uint64_t> objects;
 
-  /// Key of a class's state in the table that states share with messages: the class's identifier
-  /// times 100 plus the state, wrapping as unsigned numbers do.
+  /// Returns the key of a class's state in the table that states share with messages: the class's
+  /// identifier times 100 plus the state, wrapping as unsigned numbers do.
   [[nodiscard]] static constexpr std::int32_t StateKey(std::int32_t classId,
                                                        std::int32_t state) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(classId) * 100u +

@@ -21,7 +21,7 @@ class MFlowPoint {
   MFlowPoint(const wchar_t* className, const wchar_t* functionName) noexcept;
 
   ///@{
-  /// The names that the point was built with; never null.
+  /// Return the names that the point was built with; never null.
   [[nodiscard]] const wchar_t* GetClassText() const noexcept { return className_; }
   [[nodiscard]] const wchar_t* GetFunctionText() const noexcept { return functionName_; }
   ///@}

@@ -21,10 +21,10 @@ template <class Char>
 
 }  // namespace Orvel::Detail
 
-/// Identifier under which the flow logger knows a name: the 32-bit FNV-1a hash (offset basis
-/// 2166136261, prime 16777619; Fowler, Noll and Vo) of the low byte of each character, never 0.
-/// A pure function of the text, so that modules that never met agree on it, and a constant where
-/// the text is one. Any thread; raises nothing.
+/// Returns the identifier under which the flow logger knows a name: the 32-bit FNV-1a hash (offset
+/// basis 2166136261, prime 16777619; Fowler, Noll and Vo) of the low byte of each character, never
+/// 0. It depends on the text alone, so it is the same in every module, and a constant expression
+/// for a literal. Any thread; raises nothing.
 [[nodiscard]] constexpr std::int32_t FlowLabelId(std::wstring_view name) noexcept {
   return Orvel::Detail::HashLabel(name);
 }

@@ -12,7 +12,7 @@
 
 namespace Orvel::Detail {
 
-/// `name` with the low byte of each character, the form in which names are kept; null is empty.
+/// Returns the low byte of each character of `name`, which is how names are kept; empty for null.
 /// Raises `std::bad_alloc`.
 [[nodiscard]] inline std::string NarrowName(const wchar_t* name) {
   std::string text;

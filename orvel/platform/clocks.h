@@ -21,11 +21,12 @@ struct ClockReference {
 };
 
 [[nodiscard]] WallClockTime ReadWallClock() noexcept;
-/// Local date and time of `seconds` since 1970 as the C runtime writes it, with a line feed at its
-/// end ("Tue Nov 24 13:00:00 2026\n"). False, with `text` untouched, when it cannot be expressed.
+/// Sets `text` to the local date and time of `seconds` since 1970 as the C runtime writes it, with
+/// a line feed at its end ("Tue Nov 24 13:00:00 2026\n"). Returns false, with `text` unchanged,
+/// when it cannot be expressed.
 [[nodiscard]] bool FormatWallClock(std::int64_t seconds, std::string& text);
 
-/// Ticks of the high-resolution performance counter, and how many of them are a second.
+/// Return the ticks of the high-resolution performance counter, and how many of them are a second.
 [[nodiscard]] std::int64_t ReadPerformanceCounter() noexcept;
 [[nodiscard]] std::int64_t ReadPerformanceFrequency() noexcept;
 

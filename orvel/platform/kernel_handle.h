@@ -24,10 +24,10 @@ enum class EventReset {
 [[nodiscard]] bool SetKernelEvent(void* event) noexcept;
 [[nodiscard]] bool ResetKernelEvent(void* event) noexcept;
 
-/// Identifier of the calling thread, never 0.
+/// Returns the identifier of the calling thread, never 0.
 [[nodiscard]] std::uint32_t CurrentThreadId() noexcept;
-/// The calling thread's last error code. Call this in the statement right after the call that
-/// failed: anything in between may change the code.
+/// Returns the calling thread's last error code. Call this in the statement right after the call
+/// that failed: anything in between may change the code.
 [[nodiscard]] std::uint32_t LastErrorCode() noexcept;
 /// Gives the rest of the calling thread's time slice to another thread that is ready.
 void YieldThread() noexcept;

@@ -3,7 +3,8 @@
 
 namespace Orvel::Detail {
 
-/// Whether this library was built with assertions, without `NDEBUG`: only then is misuse reported.
+/// Returns true if this library was built with assertions, without `NDEBUG`: only then is misuse
+/// reported.
 /// It depends on how the library was compiled, not on how the program that uses it is.
 [[nodiscard]] bool ReportsMisuse() noexcept;
 

@@ -33,7 +33,7 @@ inline constexpr std::size_t kMaxRegistryValueName = 16383;
 /// As many levels as one call creates.
 inline constexpr std::size_t kMaxRegistryLevelsAtOnce = 32;
 
-/// The predefined handles below which keys are opened. They are never closed.
+/// Return the predefined handles below which keys are opened. They are never closed.
 [[nodiscard]] void* CurrentUserRegistryRoot() noexcept;
 [[nodiscard]] void* LocalMachineRegistryRoot() noexcept;
 
@@ -56,7 +56,7 @@ class RegistryKey {
   [[nodiscard]] static RegistryKey Create(void* parent, const wchar_t* path,
                                           RegistryAccess access) noexcept;
 
-  /// The handle, still owned here; null when empty.
+  /// Returns the handle, still owned here; null when empty.
   [[nodiscard]] void* Get() const noexcept { return key_.Get(); }
   explicit operator bool() const noexcept { return static_cast<bool>(key_); }
   /// Closes the key now, if there is one, and becomes empty.
@@ -67,7 +67,7 @@ class RegistryKey {
   /// data keep what they held. An empty name is that of the key's default value.
   RegistryQuery QueryValue(const wchar_t* name, RegistryType& type, void* data,
                            std::uint32_t& sizeInBytes) const noexcept;
-  /// Stores a value in place of one that is there. False when the system refuses.
+  /// Stores a value, in place of an earlier one. Returns false when the system refuses.
   [[nodiscard]] bool SetValue(const wchar_t* name, RegistryType type, const void* data,
                               std::uint32_t sizeInBytes) const noexcept;
 

@@ -76,7 +76,7 @@ class MUniqueHandle {
   MUniqueHandle& operator=(const MUniqueHandle&) = delete;
   ~MUniqueHandle() { Close(); }
 
-  /// The handle, still owned here; the policy's empty value when there is none.
+  /// Returns the handle, still owned here; the policy's empty value when there is none.
   [[nodiscard]] Handle Get() const noexcept { return handle_; }
   /// True when a handle is owned.
   explicit operator bool() const noexcept { return handle_ != Policy::Empty(); }
