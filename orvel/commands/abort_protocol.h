@@ -45,7 +45,7 @@ class CommandCompletion {
     State queued = State::kQueued;
     return state_.compare_exchange_strong(queued, State::kExecuting, std::memory_order_acq_rel);
   }
-  /// Marks the end of the run. To be called before the event is signalled. Worker only.
+  /// Marks the end of the run. Call it before the event is signalled. Worker only.
   void EndRun() noexcept { state_.store(State::kSettled, std::memory_order_release); }
 
   /// Returns false while the command runs. After true it neither runs nor will. Caller only.
@@ -111,7 +111,7 @@ class AbortProtocol : public Orvel::Libraries::NonCopyable {
     return isAborted_.load(std::memory_order_acquire);
   }
 
-  /// Deletes what is queued if the gate is closed. To be called after each push. Any thread.
+  /// Deletes what is queued if the gate is closed. Call it after each push. Any thread.
   void DeleteUnservedCommands() {
     if ((gate_.load(std::memory_order_acquire) & kClosed) != 0) DeleteWhileClosed();
   }

@@ -16,7 +16,7 @@ namespace Orvel::Detail {
 /// and everything that is lent. Thread-safe, without a lock.
 class CompletionPool : public std::enable_shared_from_this<CompletionPool> {
  public:
-  /// To be called by `std::make_shared` only. The processor is borrowed for the flow log.
+  /// For `std::make_shared` only. The processor is borrowed for the flow log.
   explicit CompletionPool(const void* processor) noexcept : processor_(processor) {}
   CompletionPool(const CompletionPool&) = delete;
   CompletionPool& operator=(const CompletionPool&) = delete;

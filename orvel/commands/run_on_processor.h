@@ -73,8 +73,8 @@ std::invoke_result_t<Function> RunSynchronously(MCommandProcessor& processor, Fu
 ///
 /// The function is moved or copied. What it borrows must exist until it has run or was destroyed,
 /// even when nobody waits for the future; what it owns may be destroyed after the future is ready.
-/// Any thread; but whoever waits for the future on the worker itself waits for ever. Raises what
-/// `MCommandProcessor::QueueCommand` raises; the function does not run then.
+/// Any thread; but do not wait for the future on the worker itself, which would never end. Raises
+/// what `MCommandProcessor::QueueCommand` raises; the function does not run then.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::future<std::invoke_result_t<std::decay_t<Function>&>> RunAsync(
     MCommandProcessor& processor, Function&& function) {

@@ -28,8 +28,8 @@ class CrashWriter {
 
   /// Begins the report of the calling thread's crash.
   void Begin(const CrashSite& site) noexcept;
-  /// Sets the exception that the crashed thread was handling. To be called between the two parts,
-  /// or not at all.
+  /// Sets the exception that the crashed thread was handling. Call it between the two parts, or not
+  /// at all.
   void SetException(std::exception_ptr exception) noexcept;
 
   /// Runs the remaining steps of the present part. Returns false when that was the last part.
