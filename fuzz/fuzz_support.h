@@ -17,22 +17,11 @@ inline std::wstring WidenBytes(const std::string& bytes) {
   return text;
 }
 
-/// Shows a text that is involved in a fault.
-inline void PrintText(const std::wstring& text) {
-  for (const wchar_t c : text) std::fputc(static_cast<int>(c & 0xFF), stderr);
-  std::fputc('\n', stderr);
-}
-
-/// Ends the program, which the fuzzer reports, unless `fault` is empty.
-inline void RequireNoFault(const std::string& fault) {
-  if (fault.empty()) return;
-  std::fprintf(stderr, "%s\n", fault.c_str());
-  std::abort();
-}
-
-/// Ends the program unless `condition` holds.
+/// Ends the program, which the fuzzer reports, unless `condition` holds.
 inline void Require(bool condition, const char* what) {
-  if (!condition) RequireNoFault(what);
+  if (condition) return;
+  std::fprintf(stderr, "%s\n", what);
+  std::abort();
 }
 
 }  // namespace Orvel::Fuzzing

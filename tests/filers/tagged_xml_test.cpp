@@ -2,13 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <locale>
+#include <new>
 #include <optional>
 #include <ratio>
 #include <string>
@@ -16,6 +15,7 @@
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/filers/tagged_values.h"
+#include "tests/filers/failing_allocation.h"
 
 namespace {
 
@@ -51,6 +51,8 @@ TEST(MOutFilerTaggedXmlTest, WritesEveryKindWithItsTypeNameAndTextInAnyLocale) {
   EXPECT_TRUE(filer.WriteChar(L"Char", 'x'));
   EXPECT_TRUE(filer.EndSection());
   EXPECT_TRUE(filer.WriteString(L"Text", L"a<b & \"c\""));
+  EXPECT_TRUE(WriteTagged(filer, L"Wait", std::chrono::milliseconds(1500)));
+  EXPECT_TRUE(WriteTagged(filer, L"Frames", std::chrono::duration<int, std::ratio<1, 30>>(25)));
   EXPECT_EQ(filer.GetText(),
             L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
             L"<ExceptionChain>\n"
@@ -66,33 +68,13 @@ TEST(MOutFilerTaggedXmlTest, WritesEveryKindWithItsTypeNameAndTextInAnyLocale) {
             L"<Char type=\"char\">x</Char>\n"
             L"</Axes>\n"
             L"<Text type=\"string\">a&lt;b &amp; \"c\"</Text>\n"
+            L"<Wait type=\"string\">1500 ms</Wait>\n"
+            L"<Frames type=\"string\">25 [1/30]s</Frames>\n"
             L"</ExceptionChain>\n");
   double gain = 0.0;
   EXPECT_TRUE(Reader(filer.TakeText()).ReadDouble(L"Gain", gain, 0.0));
   EXPECT_EQ(gain, 0.5);
   std::locale::global(before);
-}
-
-TEST(MOutFilerTaggedXmlTest, TypesWithoutAKindOfTheirOwnAreStrings) {
-  enum class Mode : std::uint16_t { kFast = 3 };
-  MOutFilerTaggedXml filer;
-  EXPECT_TRUE(WriteTagged(filer, L"Long", -5l) && WriteTagged(filer, L"Mode", Mode::kFast) &&
-              WriteTagged(filer, L"Literal", L"text") &&
-              WriteTagged(filer, L"Big", std::int64_t{-5'000'000'000}) &&
-              WriteTagged(filer, L"Wait", std::chrono::milliseconds(1500)) &&
-              WriteTagged(filer, L"Frames", std::chrono::duration<int, std::ratio<1, 30>>(25)) &&
-              WriteTagged(filer, L"Path", std::filesystem::path(L"a\\b")) &&
-              WriteTagged(filer, L"Key", std::array{std::byte{0}, std::byte{0xFA}}));
-  EXPECT_THAT(filer.GetText(),
-              HasSubstr(std::wstring(L"<Long type=\"") + (sizeof(long) == 4 ? L"int" : L"string") +
-                        L"\">-5</Long>\n"
-                        L"<Mode type=\"uint\">3</Mode>\n"
-                        L"<Literal type=\"string\">text</Literal>\n"
-                        L"<Big type=\"string\">-5000000000</Big>\n"
-                        L"<Wait type=\"string\">1500 ms</Wait>\n"
-                        L"<Frames type=\"string\">25 [1/30]s</Frames>\n"
-                        L"<Path type=\"string\">a\\b</Path>\n"
-                        L"<Key type=\"string\">00fa</Key>\n"));
 }
 
 TEST(MOutFilerTaggedXmlTest, RefusedWritesLeaveTheDocumentAsItWas) {
@@ -121,13 +103,10 @@ TEST(MInFilerTaggedXmlTest, ReadsBothSpellingsOfSpecialFloats) {
       {L"+.25", 0.25},         {L"1.", 1.0},
       {L"1.#INF", kInfinity},  {L"-1.#INF00", -kInfinity},
       {L"1.#QNAN", kNan},      {L"-1.#IND0", kNan},
-      {L"1.#SNAN", kNan},      {L"1.#nan", kNan},
       {L"1.#other", 1.0},      {L"2.#INF", 2.0},
       {L"inf", kInfinity},     {L"  -INFINITY", -kInfinity},
-      {L"+Inf", kInfinity},    {L"NAN", kNan},
       {L"-nan", kNan},         {L"1e999", kInfinity},
       {L"-1e999", -kInfinity}, {L"1e-999", 0.0},
-      {L"0e999", 0.0},         {L"1e", 1.0},
       {L"1e+", 1.0},           {L"1,5", 1.0},
       {L"0x10", 0.0},
   };
@@ -159,7 +138,8 @@ TEST(MInFilerTaggedXmlTest, ReadsIntegersAsAStreamDoes) {
   EXPECT_EQ(ReadAs(&Reader::ReadUnsignedShort, L"uint", L"65536"), std::nullopt);
   EXPECT_EQ(ReadAs(&Reader::ReadByte, L"byte", L"257"), 1) << "the low byte of a 16-bit number";
   EXPECT_EQ(ReadAs(&Reader::ReadByte, L"byte", L"32768"), std::nullopt);
-  EXPECT_EQ(ReadAs(&Reader::ReadBool, L"bool", L"-3"), true);
+  for (const wchar_t* const text : {L"-3", L"65536"})
+    EXPECT_EQ(ReadAs(&Reader::ReadBool, L"bool", text), true) << text;
   EXPECT_EQ(ReadAs(&Reader::ReadBool, L"bool", L"true"), std::nullopt);
   EXPECT_EQ(ReadAs(&Reader::ReadChar, L"char", L"7"), '7');
   EXPECT_EQ(ReadAs(&Reader::ReadChar, L"char", L"065"), 'A');
@@ -226,6 +206,19 @@ TEST(MOutFilerTaggedXmlTest, ASubDocumentOfTooManyLevelsLeavesNothingBehind) {
   MOutFilerTaggedXml unnamed;
   EXPECT_TRUE(unnamed.WriteSubDocument(L"", L"<a/>")) << "though no reader can read it back";
   EXPECT_THAT(unnamed.GetText(), HasSubstr(L"<a/>"));
+  const std::wstring document = nested(20);
+  bool isWritten = false;
+  for (std::size_t skipped = 0; !isWritten; ++skipped) {
+    MOutFilerTaggedXml failing;
+    try {
+      std::size_t allocations = skipped;
+      const Orvel::Testing::FailingAllocation allocation(allocations);
+      isWritten = failing.WriteSubDocument(L"", document);
+    } catch (const std::bad_alloc&) {
+      EXPECT_TRUE(failing.WriteInt(L"last", 1));
+      EXPECT_TRUE(failing.GetText().ends_with(L"</last>\n</ExceptionChain>\n")) << skipped;
+    }
+  }
 }
 
 }  // namespace

@@ -157,6 +157,8 @@ TEST(MXmlDocumentTest, PositionMovesAndComesBack) {
   ASSERT_TRUE(document.OutOfElement());
   EXPECT_EQ(currentTag(), L"b");
   EXPECT_EQ(document.GetTagName(document.GetPosition().child), L"c");
+  EXPECT_TRUE(document.RemoveElement(document.GetPosition().child));
+  EXPECT_EQ(document.GetPosition().child, 0u);
   ASSERT_TRUE(document.FindElement(L"a") && document.RestorePosition(L""));
   EXPECT_EQ(currentTag(), L"b");
   document.SetDocument(L"<r/>");

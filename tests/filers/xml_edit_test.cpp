@@ -37,8 +37,8 @@ bool AddChild(Document& document) { return Enter(document, L"") && document.AddE
 
 TEST(MXmlDocumentEditTest, RandomEditsKeepTheIndexRight) {
   std::mt19937 random(1);
-  for (int round = 0; round < 3000; ++round) {
-    std::vector<std::uint8_t> bytes(400);
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<std::uint8_t> bytes(1000);
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
     ASSERT_NO_THROW(Orvel::Testing::EditAtRandom(bytes.data(), bytes.size())) << round;
   }

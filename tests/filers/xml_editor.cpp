@@ -12,9 +12,11 @@
 namespace Orvel::Testing {
 namespace {
 
-void Require(bool condition, const std::string& what) {
-  if (!condition) throw std::logic_error(what);
+void RequireNoFault(const std::string& fault) {
+  if (!fault.empty()) throw std::logic_error(fault);
 }
+
+void Require(bool condition, const char* what) { RequireNoFault(condition ? "" : what); }
 
 constexpr const wchar_t* kDocuments[] = {
     L"",
@@ -104,113 +106,94 @@ class Editor {
   }
 
  private:
+  void Step() {
+    static constexpr void (*kSteps[])(Editor & e) = {
+        [](Editor& e) { e.document_.FindElement(e.Text()); },
+        [](Editor& e) { e.FindFirst(e.Text()); },
+        [](Editor& e) { e.document_.FindNode(static_cast<MXmlNodeKind>(e.input_.UpTo(255))); },
+        [](Editor& e) { e.document_.IntoElement(); },
+        [](Editor& e) { e.document_.OutOfElement(); },
+        [](Editor& e) { e.document_.ResetPosition(); },
+        [](Editor& e) { e.document_.ResetToLevelStart(); },
+        [](Editor& e) { e.document_.SavePosition(e.input_.Flip() ? L"" : L"name"); },
+        [](Editor& e) { e.document_.RestorePosition(e.input_.Flip() ? L"" : L"name"); },
+        [](Editor& e) { e.AddElement(); },
+        [](Editor& e) { e.AddElement(); },
+        [](Editor& e) { e.AddNode(); },
+        [](Editor& e) { e.SetAttribute(); },
+        [](Editor& e) { e.AddSubDocument(); },
+        [](Editor& e) { e.SetDocument(e.document_.TakeDocumentText()); },
+        [](Editor& e) {
+          e.document_.SetFlags(e.document_.GetFlags() ^ MXmlDocument::kNoLineBreaks);
+        },
+        [](Editor& e) { e.SetDocument(e.document_.GetDocumentText()); },
+        [](Editor& e) { e.SetData(); },
+        [](Editor& e) { e.RemoveElement(); },
+        [](Editor& e) { e.RemoveElement(); },
+        [](Editor& e) { e.SetTagName(); },
+        [](Editor& e) { e.Walk(); },
+        [](Editor& e) { (void)(e.document_.GetNodeName() + e.document_.GetNodeText()); },
+    };
+    kSteps[input_.UpTo(std::size(kSteps) - 1)](*this);
+  }
+
   void SetDocument(std::wstring text) {
     document_.SetDocument(std::move(text));
     isSound_ = document_.IsWellFormed() || document_.GetDocumentText().empty();
   }
 
-  std::wstring Text() {
-    if (input_.Flip()) return input_.OneOf(kTexts);
-    return input_.Text(40);
-  }
+  std::wstring Text() { return input_.Flip() ? input_.OneOf(kTexts) : input_.Text(40); }
   std::uint32_t Element() { return input_.UpTo(document_.GetRecordCount()); }
+  std::uint32_t ElementOrCurrent() { return input_.Flip() ? document_.GetElement() : Element(); }
   MXmlReferences References() {
     return input_.Flip() ? MXmlReferences::kKeep : MXmlReferences::kEscape;
   }
 
-  void Step() {
-    switch (input_.UpTo(22)) {
-      case 0:
-        document_.FindElement(Text());
-        break;
-      case 1:
-        FindFirst(Text());
-        break;
-      case 2:
-        document_.FindNode(static_cast<MXmlNodeKind>(input_.UpTo(255)));
-        break;
-      case 3:
-        document_.IntoElement();
-        break;
-      case 4:
-        document_.OutOfElement();
-        break;
-      case 5:
-        document_.ResetPosition();
-        break;
-      case 6:
-        document_.ResetToLevelStart();
-        break;
-      case 7:
-        document_.SavePosition(input_.Flip() ? L"" : L"name");
-        break;
-      case 8:
-        document_.RestorePosition(input_.Flip() ? L"" : L"name");
-        break;
-      case 9:
-      case 10:
-        AddElement();
-        break;
-      case 11:
-        document_.AddNode(static_cast<MXmlNodeKind>(1U << input_.UpTo(7)), Text());
-        break;
-      case 12:
-        SetAttribute();
-        break;
-      case 13:
-        document_.AddSubDocument(input_.Flip() ? Text() : document_.GetSubDocument(Element()));
-        break;
-      case 14:
-        (void)document_.GetData(Element());
-        (void)document_.GetAttributes(Element());
-        break;
-      case 15:
-        document_.SetFlags(document_.GetFlags() ^ MXmlDocument::kNoLineBreaks);
-        break;
-      case 16:
-        SetDocument(document_.TakeDocumentText());
-        break;
-      case 17:
-        SetData();
-        break;
-      case 18:
-      case 19:
-        RemoveElement();
-        break;
-      case 20:
-        SetTagName();
-        break;
-      case 21:
-        Walk();
-        break;
-      default:
-        (void)document_.GetNodeName();
-        (void)document_.GetNodeText();
-        break;
-    }
+  /// Returns what an edit returns. One that is refused must change nothing.
+  bool Edit(const auto& edit) {
+    const std::wstring before = document_.GetDocumentText();
+    const bool isDone = edit();
+    Require(isDone || document_.GetDocumentText() == before, "a refused edit");
+    return isDone;
   }
 
   void FindFirst(const std::wstring& name) {
     const MXmlPosition before = document_.GetPosition();
+    const std::uint32_t child = document_.FindFirstChild(before.parent, name);
     const bool found = document_.FindFirstElement(name);
     const MXmlPosition first = document_.GetPosition();
+    Require(first.element == (found ? child : before.element) && found == (child != 0),
+            "two first elements");
     document_.SavePosition(L"found");
     document_.ResetToLevelStart();
     Require(document_.FindElement(name) == found, "first element is found only one way");
     Require(!found || document_.GetElement() == first.element, "not the first element");
     document_.RestorePosition(L"found");
-    Require(found || before.element == first.element, "position moved");
   }
 
   void AddElement() {
     const std::wstring name = Text();
     const std::wstring data = Text();
-    const bool added = input_.Flip()
-                           ? document_.AddElement(name, data, References())
-                           : document_.AddElement(name, data, Text(), Text(), References());
-    if (!added) return;
+    const bool isPlain = input_.Flip();
+    if (!Edit([&] {
+          return isPlain ? document_.AddElement(name, data, References())
+                         : document_.AddElement(name, data, Text(), Text(), References());
+        })) {
+      return;
+    }
     if (name.empty()) isSound_ = false;  // what no parser reads
     Require(document_.GetTagName(document_.GetElement()) == name, "another tag");
+  }
+
+  void AddNode() {
+    Edit(
+        [&] { return document_.AddNode(static_cast<MXmlNodeKind>(1U << input_.UpTo(7)), Text()); });
+  }
+
+  void AddSubDocument() {
+    Edit([&] {
+      return document_.AddSubDocument(input_.Flip() ? Text() : document_.GetSubDocument(Element()));
+    });
   }
 
   void SetAttribute() {
@@ -218,10 +201,13 @@ class Editor {
     const std::wstring value = Text();
     const bool ofNode = input_.Flip();
     const std::uint32_t element = Element();
-    const bool set =
-        ofNode ? document_.SetAttribute(name, value) : document_.SetAttribute(element, name, value);
-    if (!set) return;
     std::wstring read;
+    if (!Edit([&] {
+          return ofNode ? document_.SetAttribute(name, value)
+                        : document_.SetAttribute(element, name, value);
+        })) {
+      return;
+    }
     Require(
         ofNode ? document_.GetAttribute(name, read) : document_.GetAttribute(element, name, read),
         "attribute is lost");
@@ -231,29 +217,18 @@ class Editor {
   void SetData() {
     const std::wstring data = Text();
     const MXmlReferences references = References();
-    const std::uint32_t element = input_.Flip() ? document_.GetElement() : Element();
-    const std::wstring before = document_.GetDocumentText();
-    const bool isEnded = !document_.GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded);
-    const bool set = document_.SetData(element, data, references);
-    if (!set) {
-      Require(document_.GetDocumentText() == before, "a refused edit");
-      return;
-    }
-    Require(isEnded && document_.GetRecord(element).firstChild == 0, "a child is left");
-    if (references == MXmlReferences::kEscape)
-      Require(document_.GetData(element) == data, "other data");
+    const std::uint32_t element = ElementOrCurrent();
+    if (!Edit([&] { return document_.SetData(element, data, references); })) return;
+    Require(document_.GetRecord(element).firstChild == 0, "a child is left");
+    Require(references == MXmlReferences::kKeep || document_.GetData(element) == data, "data");
   }
 
   void SetTagName() {
     const std::wstring name = Text();
-    const std::uint32_t element = input_.Flip() ? document_.GetElement() : Element();
-    const std::wstring before = document_.GetDocumentText();
+    const std::uint32_t element = ElementOrCurrent();
     const auto attributes = document_.GetAttributes(element);
     const std::wstring data = document_.GetData(element);
-    if (!document_.SetTagName(element, name)) {
-      Require(document_.GetDocumentText() == before, "a refused edit");
-      return;
-    }
+    if (!Edit([&] { return document_.SetTagName(element, name); })) return;
     Require(document_.GetTagName(element) == name, "another tag");
     Require(document_.GetData(element) == data, "other data");
     Require(document_.GetAttributes(element).size() == attributes.size(), "other attributes");
@@ -264,15 +239,12 @@ class Editor {
     const std::uint32_t element = isCurrent ? document_.GetElement() : Element();
     std::wstring before = document_.GetDocumentText();
     const MXmlElementRecord record = document_.GetRecord(element);
-    const bool isRemoved = isCurrent ? document_.RemoveElement() : document_.RemoveElement(element);
-    if (isRemoved) {
-      Require(document_.GetTagName(element).empty(), "it is still there");
-      before.erase(record.start, record.length);
-      const std::size_t line = before.size() - document_.GetDocumentText().size();
-      before.erase(record.start - line, line);
-    }
-    Require(document_.GetDocumentText() == before, "another text is left");
-    if (!isRemoved || !isCurrent) return;
+    if (!Edit([&] { return document_.RemoveElement(element); })) return;
+    Require(document_.GetTagName(element).empty(), "it is still there");
+    before.erase(record.start, record.length);
+    const std::size_t line = before.size() - document_.GetDocumentText().size();
+    Require(document_.GetDocumentText() == before.erase(record.start - line, line), "the rest");
+    if (!isCurrent) return;
     Require(document_.GetElement() == 0, "an element is current");
     Require(document_.FindElement({}) == (record.nextSibling != 0), "no way on from there");
     Require(document_.GetElement() == record.nextSibling, "not the next one");
@@ -283,40 +255,31 @@ class Editor {
     const std::uint32_t parent = Element();
     const std::wstring tag = input_.Flip() ? Text() : std::wstring();
     const bool removes = input_.Flip();
+    if ((document_.GetFlags() & MXmlDocument::kIgnoreCase) != 0) return;
     std::uint32_t wanted = document_.GetRecord(parent).firstChild;
-    const auto isWanted = [&] { return tag.empty() || document_.GetTagName(wanted) == tag; };
-    const bool ignoresCase = (document_.GetFlags() & MXmlDocument::kIgnoreCase) != 0;
-    for (const MXmlElement child : document_.GetChildren(parent, tag)) {
-      while (!ignoresCase && wanted != 0 && !isWanted())
+    const auto skip = [&] {
+      while (wanted != 0 && !tag.empty() && document_.GetTagName(wanted) != tag)
         wanted = document_.GetRecord(wanted).nextSibling;
-      Require(ignoresCase || child.GetNumber() == wanted, "another child");
-      Require(!child.GetTagName().empty() || !isSound_, "no tag");
-      wanted = document_.GetRecord(child.GetNumber()).nextSibling;
+    };
+    for (const MXmlElement child : document_.GetChildren(parent, tag)) {
+      skip();
+      Require(child.GetNumber() == wanted, "another child");
+      wanted = document_.GetRecord(wanted).nextSibling;
       if (removes && input_.Flip()) document_.RemoveElement(child.GetNumber());
     }
-    while (!ignoresCase && wanted != 0 && !isWanted())
-      wanted = document_.GetRecord(wanted).nextSibling;
-    Require(ignoresCase || wanted == 0, "a child was passed over");
-  }
-
-  void CheckPositions() {
-    document_.SavePosition(L"current");
-    for (const wchar_t* const name : {L"", L"name", L"current"}) {
-      if (!document_.RestorePosition(name)) continue;
-      const std::string fault = CheckPosition(document_);
-      Require(fault.empty(), fault);
-    }
+    skip();
+    Require(wanted == 0, "a child was passed over");
   }
 
   void Check() {
-    const std::string fault = CheckRecords(document_);
-    Require(fault.empty(), fault);
+    RequireNoFault(CheckRecords(document_));
     if (!isSound_) return;
-    CheckPositions();
+    document_.SavePosition(L"current");
+    for (const wchar_t* const name : {L"", L"name", L"current"})
+      if (document_.RestorePosition(name)) RequireNoFault(CheckPosition(document_));
     MXmlDocument parsed(document_.GetFlags());
     parsed.SetDocument(document_.GetDocumentText());
-    const std::string difference = CompareTrees(document_, parsed);
-    Require(difference.empty(), difference);
+    RequireNoFault(CompareTrees(document_, parsed));
   }
 
   Choices input_;
@@ -331,9 +294,8 @@ void EditAtRandom(const std::uint8_t* data, std::size_t size) { Editor(data, siz
 void ParseAndRead(const std::wstring& text, bool ignoreCase) {
   MXmlDocument document(ignoreCase ? MXmlDocument::kIgnoreCase : 0);
   document.SetDocument(text);
-  std::string fault = CheckRecords(document);
-  if (fault.empty()) fault = CompareWithModel(document, ParseModel(text, ignoreCase));
-  Require(fault.empty(), fault);
+  RequireNoFault(CheckRecords(document));
+  RequireNoFault(CompareWithModel(document, ParseModel(text, ignoreCase)));
   (void)document.GetLineAndColumn(document.GetErrorOffset());
   constexpr std::size_t kShort = 5000;  // reading all of what is nested takes quadratic time
   if (text.size() > kShort) return;
