@@ -191,9 +191,11 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   document.SetFlags(MXmlDocument::kIgnoreCase);
   EXPECT_TRUE(document.FindFirstElement(L"T200") && document.FindFirstElement(L"T7") &&
               document.FindElement(L"T8"));
-  // The table follows what is added, in front too.
+  // The table follows what is added, in front too, and what is removed.
   ASSERT_TRUE(document.FindFirstElement(L"t0") && document.AddElement(L"t299", L"first"));
   EXPECT_EQ(document.GetData(document.FindFirstChild(1, L"t299")), L"first");
+  EXPECT_TRUE(document.RemoveElement(document.FindFirstChild(1, L"t5")));
+  EXPECT_EQ(document.GetData(document.FindFirstChild(1, L"t5")), L"2");
 }
 
 TEST(MXmlDocumentTest, ADocumentThatWasParsedIsReadByThreadsTogether) {

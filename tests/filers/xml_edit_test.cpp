@@ -179,6 +179,7 @@ TEST(MXmlDocumentEditTest, TakesPartsOfItsOwnText) {
   EXPECT_EQ(CheckedText(document),
             L"<?p?><r><key key='value'/><name key=\"key\">value</name><name>d</name><n>name</n>"
             L"<!--name--></r>");
+  ASSERT_TRUE(document.AddElement(L"x"));
   document.SetDocument(L"<r><a/></r>");
   ASSERT_TRUE(Enter(document, L"r") && document.AddSubDocument(document.GetDocumentText()));
   EXPECT_EQ(CheckedText(document), L"<r><a/><r><a/></r></r>");
