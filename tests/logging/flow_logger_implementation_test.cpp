@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <iomanip>
+#include <mutex>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -17,6 +18,7 @@
 #include "orvel/logging/event_codes.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/flow_dump_reader.h"
+#include "tests/support/time_limits.h"
 
 namespace {
 
@@ -213,6 +215,25 @@ TEST(MFlowLoggerImplementationTest, FullRingIsDumpedFromItsOldestRecord) {
   EXPECT_EQ(records.front().arg1, 1);
   EXPECT_EQ(records.front().microseconds, 0) << "times count from the oldest record";
   EXPECT_TRUE(std::ranges::is_sorted(records, {}, &DumpedRecord::arg1));
+}
+
+// Else two loggers that attach to each other at once could wait for each other for ever.
+TEST(NameTableTest, ACopyWaitsForTheOtherTableWithoutHoldingItsOwn) {
+  Orvel::Detail::NameTable<int> own;
+  Orvel::Detail::NameTable<int> other;
+  own.Add(1, L"name");
+  std::unique_lock theirs = other.TryLockFor(0);
+  std::jthread copier([&] { own.CopyInto(other); });
+  const auto end = std::chrono::steady_clock::now() + Orvel::Testing::kMustNotHappenFor;
+  while (own.TryLockFor(0).owns_lock() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(own.TryLockFor(5000).owns_lock());
+  theirs.unlock();
+  copier.join();
+  std::string name;
+  EXPECT_TRUE(other.AppendName(1, name));
+  EXPECT_EQ(name, "name");
 }
 
 // Each recorder may have one record under way when a dump stops the recording. It may turn up in

@@ -17,7 +17,6 @@
 #include "orvel/platform/windows_api.h"
 #include "orvel/threads/generic_guard.h"
 #include "tests/support/flow_dump_reader.h"
-#include "tests/support/hang_watchdog.h"
 #include "tests/support/meeting.h"
 
 namespace {
@@ -162,34 +161,6 @@ TEST(MKLoggerAdapterTest, AnotherModulesLoggerAttachesBothWays) {
   theirs.dump(dump);
   EXPECT_THAT(ReadFlowDump(dump.str()), isWhole);
   EXPECT_THAT(own.Dump(), isWhole);
-}
-
-TEST(MKLoggerAdapterTest, TwoLoggersMayAttachToEachOtherAtOnce) {
-  constexpr int kRounds = 200;
-  std::array<Logger, 2> loggers;
-  for (std::int32_t id = 0; id < 3000; ++id) {  // so many that the two copy at the same time
-    loggers[0].adapter.nameLabel(id, L"first");
-    loggers[1].adapter.nameLabel(id + 1000, L"second");
-  }
-  {
-    const Orvel::Testing::HangWatchdog watchdog;
-    Orvel::Testing::StartLine start(2);
-    std::vector<std::jthread> threads;
-    for (std::size_t own = 0; own < 2; ++own) {
-      threads.emplace_back([&, own] {
-        for (int round = 0; round < kRounds; ++round) {
-          start.Await();
-          loggers[own].adapter.attachModule(&loggers[1 - own].adapter);
-        }
-      });
-    }
-  }
-  (void)loggers[0].Dump();
-  (void)loggers[1].Dump();
-  loggers[0].Log(1);
-  EXPECT_THAT(loggers[0].Dump(), ElementsAre(Logged(1))) << "a record comes once, not in circles";
-  EXPECT_THAT(loggers[1].Dump(), ElementsAre(Field(&Record::className, "first")))
-      << "names went both ways";
 }
 
 // Nothing in this program has used the process's logger before.
