@@ -57,6 +57,7 @@ class CrashReporterState {
   CrashWriter writer_;
   const std::chrono::milliseconds timeLimit_;
   const KernelHandle marker_;
+  const KernelHandle hasBegun_;
   const KernelHandle quit_;
   const KernelHandle request_;
   const KernelHandle firstPartDone_;
@@ -76,6 +77,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kMaxTimeLimit = std::chrono::hours(1);
 constexpr std::uint32_t kLookMs = 1000;
+constexpr std::uint32_t kMaxStartMs = 1000;
 
 // Sequentially consistent: either the destructor sees the user or the user sees no reporter.
 constinit std::atomic<CrashReporterState*> current{nullptr};
@@ -103,6 +105,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
       writer_(folder_, std::move(programPath), options.writesFlowLog, options.writesMiniDump),
       timeLimit_((std::clamp)(options.timeLimit, std::chrono::milliseconds(0), kMaxTimeLimit)),
       marker_(std::move(marker)),
+      hasBegun_(CreateEventOrRaise(site, EventReset::kManual)),
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),
       firstPartDone_(CreateEventOrRaise(site, EventReset::kAutomatic)),
@@ -115,6 +118,9 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
     error.AddErrnoParameter(code);
     throw MException(error);
   }
+  // A thread that has yet to begin cannot while a crashed one holds the loader's lock. It cannot
+  // either while the caller holds that lock, so the wait has an end.
+  static_cast<void>(WaitForOne(hasBegun_.Get(), kMaxStartMs));
   current.store(this);
   InstallCrashHooks({&Orvel::Detail::OnCrash, &Orvel::Detail::OnSurvived});
 }
@@ -138,6 +144,7 @@ unsigned CrashReporterState::WorkerEntry(void* self) {
   auto& state = *static_cast<CrashReporterState*>(self);
   state.workerId_.store(CurrentThreadId());
   flowLogger().nameCurrentThread(L"Crash reporter thread");
+  static_cast<void>(SetKernelEvent(state.hasBegun_.Get()));
   return state.Work();
 }
 
