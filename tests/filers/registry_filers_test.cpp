@@ -87,9 +87,12 @@ TEST_F(RegistryFilersTest, EachKindIsStoredInItsForm) {
 }
 
 TEST_F(RegistryFilersTest, SectionsAreKeysThatAValueCreates) {
-  EXPECT_TRUE(out_.BeginSection(L"Axes") && out_.BeginSection(L"X"));
+  EXPECT_TRUE(out_.BeginSection(L"Axes"));
+  EXPECT_TRUE(out_.BeginSection(L"X"));
   EXPECT_FALSE(sandbox_.HasSection(L""));
-  EXPECT_TRUE(out_.WriteInt(L"Count\\All", 3) && out_.EndSection() && out_.WriteInt(L"", 7));
+  EXPECT_TRUE(out_.WriteInt(L"Count\\All", 3));
+  EXPECT_TRUE(out_.EndSection());
+  EXPECT_TRUE(out_.WriteInt(L"", 7));
   EXPECT_THAT(sandbox_.Get(L"Axes\\X", L"Count\\All"), Optional(Number(3)));
   EXPECT_THAT(sandbox_.Get(L"Axes", L""), Optional(Number(7))) << "the default value";
 
@@ -100,7 +103,8 @@ TEST_F(RegistryFilersTest, SectionsAreKeysThatAValueCreates) {
                            : in->BeginSection(L"AXES") && in->BeginSection(L"x"));
     EXPECT_TRUE(in->ReadInt(L"count\\ALL", count, 0));
     EXPECT_EQ(count, 3);
-    EXPECT_TRUE(!in->BeginNextSection(L"Y") && in->BeginSection(L"Y"));
+    EXPECT_FALSE(in->BeginNextSection(L"Y"));
+    EXPECT_TRUE(in->BeginSection(L"Y"));
     EXPECT_FALSE(sandbox_.HasSection(L"Axes\\X\\Y"));
     EXPECT_FALSE(in->ReadInt(L"Count", count, 0));
     EXPECT_EQ(sandbox_.HasSection(L"Axes\\X\\Y"), in == &creating_);
@@ -144,26 +148,36 @@ TEST_F(RegistryFilersTest, NamesThatWouldMisleadTheRegistryAreRefused) {
   for (const std::wstring& tag : {std::wstring(), withZero, L's' + longest, std::wstring(L"\\a"),
                                   std::wstring(L"a\\"), L"a\\" + withZero + L"\\b"}) {
     EXPECT_FALSE(in_.BeginNextSection(tag)) << "no such section exists";
-    EXPECT_TRUE(out_.BeginSection(tag) && in_.BeginSection(tag));
+    EXPECT_TRUE(out_.BeginSection(tag));
+    EXPECT_TRUE(in_.BeginSection(tag));
     for (const bool isInside : {false, true}) {
-      EXPECT_FALSE(out_.WriteInt(L"a", 1) || out_.WriteString(L"", L"text")) << isInside;
-      EXPECT_FALSE(in_.ReadInt(L"a", number, 5) || in_.ReadString(L"", text, L"default"));
+      EXPECT_FALSE(out_.WriteInt(L"a", 1)) << isInside;
+      EXPECT_FALSE(out_.WriteString(L"", L"text")) << isInside;
+      EXPECT_FALSE(in_.ReadInt(L"a", number, 5));
+      EXPECT_FALSE(in_.ReadString(L"", text, L"default"));
       EXPECT_FALSE(in_.BeginNextSection(L"Part"));
       EXPECT_TRUE(isInside || (out_.BeginSection(L"Part") && in_.BeginSection(L"Part")));
     }
-    EXPECT_TRUE(out_.EndSection() && in_.EndSection() && out_.EndSection() && in_.EndSection());
-    EXPECT_FALSE(out_.EndSection() || in_.EndSection());
+    EXPECT_TRUE(out_.EndSection());
+    EXPECT_TRUE(in_.EndSection());
+    EXPECT_TRUE(out_.EndSection());
+    EXPECT_TRUE(in_.EndSection());
+    EXPECT_FALSE(out_.EndSection());
+    EXPECT_FALSE(in_.EndSection());
   }
   for (const std::wstring& tag : {withZero, std::wstring(16384, L'v')}) {
-    EXPECT_FALSE(out_.WriteInt(tag, 1) || out_.WriteString(tag, L"text"));
-    EXPECT_FALSE(in_.ReadString(tag, text, L"default") || in_.ReadBool(tag, flag, false) ||
-                 in_.ReadInt(tag, number, 4));
+    EXPECT_FALSE(out_.WriteInt(tag, 1));
+    EXPECT_FALSE(out_.WriteString(tag, L"text"));
+    EXPECT_FALSE(in_.ReadString(tag, text, L"default"));
+    EXPECT_FALSE(in_.ReadBool(tag, flag, false));
+    EXPECT_FALSE(in_.ReadInt(tag, number, 4));
     EXPECT_EQ(text, L"default");
     EXPECT_FALSE(flag);
     EXPECT_EQ(number, 4);
   }
   EXPECT_TRUE(seam.calls.empty());
-  EXPECT_TRUE(out_.WriteInt(L"a", 1) && in_.ReadInt(L"a", number, 5)) << "as if nothing had been";
+  EXPECT_TRUE(out_.WriteInt(L"a", 1)) << "as if nothing had been";
+  EXPECT_TRUE(in_.ReadInt(L"a", number, 5)) << "as if nothing had been";
 }
 
 TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
@@ -171,7 +185,8 @@ TEST_F(RegistryFilersTest, NestingIsDescendedInStretchesThatOneCallCanCreate) {
   RegistrySeam seam;
   std::wstring path;
   for (int level = 0; level < kDepth; ++level) {
-    ASSERT_TRUE(out_.BeginSection(L"s") && (level % 2 == 0 || in_.BeginSection(L"s\\s")));
+    ASSERT_TRUE(out_.BeginSection(L"s"));
+    ASSERT_TRUE(level % 2 == 0 || in_.BeginSection(L"s\\s"));
     path += level == 0 ? L"s" : L"\\s";
   }
   std::int32_t value = 0;
@@ -259,12 +274,14 @@ TEST_F(RegistryFilersTest, StringsAreBoundedByWhatTheRegistryReturned) {
 }
 
 TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow) {
-  ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(1)) && sandbox_.Set(L"", L"text", Text(L"0.5")));
+  ASSERT_TRUE(sandbox_.Set(L"", L"v", Number(1)));
+  ASSERT_TRUE(sandbox_.Set(L"", L"text", Text(L"0.5")));
   RegistrySeam seam;
   const auto queries = Field(&RegistrySeam::Call::kind, Kind::kQuery);
   bool flag = false;
   double wide = 0.0;
-  EXPECT_TRUE(in_.ReadBool(L"v", flag, false) && in_.ReadDouble(L"text", wide, 0.0));
+  EXPECT_TRUE(in_.ReadBool(L"v", flag, false));
+  EXPECT_TRUE(in_.ReadDouble(L"text", wide, 0.0));
   EXPECT_FALSE(in_.ReadDouble(L"v", wide, 7.0)) << "a number is no text";
   EXPECT_EQ(wide, 7.0);
   EXPECT_THAT(seam.calls, Contains(queries).Times(3));
@@ -304,7 +321,8 @@ TEST_F(RegistryFilersTest, QueriesAreOneForShortValuesAndBoundedForThoseThatGrow
 
 TEST_F(RegistryFilersTest, EndingASectionTakesTheNextStampOfTheProcess) {
   const auto visit = [](auto& filer) {
-    EXPECT_TRUE(filer.BeginSection(L"A") && filer.EndSection());
+    EXPECT_TRUE(filer.BeginSection(L"A"));
+    EXPECT_TRUE(filer.EndSection());
     EXPECT_FALSE(filer.EndSection());
     return filer.GetChangeStamp();
   };
@@ -316,7 +334,9 @@ TEST_F(RegistryFilersTest, EndingASectionTakesTheNextStampOfTheProcess) {
   std::uint32_t stamp = 0;
   EXPECT_TRUE(in_.ReadChangeStamp(stamp));
   EXPECT_EQ(stamp, first + 1) << "a section that was not opened does not end";
-  EXPECT_TRUE(out_.BeginSection(L"A") && out_.BeginSection(L"Inner") && out_.EndSection());
+  EXPECT_TRUE(out_.BeginSection(L"A"));
+  EXPECT_TRUE(out_.BeginSection(L"Inner"));
+  EXPECT_TRUE(out_.EndSection());
   EXPECT_EQ(out_.GetChangeStamp(), first + 3) << "an inner section's end counts";
 }
 
@@ -325,24 +345,30 @@ TEST_F(RegistryFilersTest, AnExistingSectionIsWalkedOncePerLevel) {
     ASSERT_TRUE(sandbox_.Set(path, L"v", Number(1)));
   for (const wchar_t* const tag : {L"A", L"B"}) {
     EXPECT_TRUE(in_.BeginNextSection(tag));
-    EXPECT_TRUE(in_.BeginNextSection(L"Inner") && in_.EndSection());
+    EXPECT_TRUE(in_.BeginNextSection(L"Inner"));
+    EXPECT_TRUE(in_.EndSection());
     EXPECT_FALSE(in_.BeginNextSection(L"INNER")) << "the same key";
     EXPECT_FALSE(in_.BeginNextSection(L"Other"));
     EXPECT_TRUE(in_.EndSection());
   }
-  EXPECT_FALSE(in_.BeginNextSection(L"A") || in_.BeginNextSection(L"B"));
+  EXPECT_FALSE(in_.BeginNextSection(L"A"));
+  EXPECT_FALSE(in_.BeginNextSection(L"B"));
 
   // From its start again, by tag: as often as one likes, and then not as the next one.
   EXPECT_TRUE(in_.BeginSection(L"A"));
   EXPECT_TRUE(in_.BeginNextSection(L"Inner")) << "a level opened anew is walked anew";
-  EXPECT_TRUE(in_.EndSection() && in_.BeginSection(L"Inner") && in_.EndSection());
+  EXPECT_TRUE(in_.EndSection());
+  EXPECT_TRUE(in_.BeginSection(L"Inner"));
+  EXPECT_TRUE(in_.EndSection());
   EXPECT_FALSE(in_.BeginNextSection(L"Inner"));
 }
 
 TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
   ASSERT_TRUE(sandbox_.Set(L"A\\B", L"v", Number(5)));
   for (const wchar_t* tag : {L"A", L"B"}) {
-    ASSERT_TRUE(out_.BeginSection(tag) && in_.BeginSection(tag) && creating_.BeginSection(tag));
+    ASSERT_TRUE(out_.BeginSection(tag));
+    ASSERT_TRUE(in_.BeginSection(tag));
+    ASSERT_TRUE(creating_.BeginSection(tag));
   }
   std::int32_t value = 0;
   RegistrySeam seam;
@@ -362,7 +388,8 @@ TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
 
   // Where writing is refused everywhere, reading goes on, and creating falls back to reading.
   seam.refuses = [](const RegistrySeam::Call& call) { return call.access == kReadWrite; };
-  EXPECT_TRUE(in_.ReadInt(L"v", value, 0) && creating_.ReadInt(L"v", value, 0));
+  EXPECT_TRUE(in_.ReadInt(L"v", value, 0));
+  EXPECT_TRUE(creating_.ReadInt(L"v", value, 0));
   seam.calls.clear();
   EXPECT_FALSE(out_.WriteInt(L"v", 6));
   EXPECT_THAT(seam.calls, ElementsAre(FieldsAre(Kind::kOpen, L"Software", kReadWrite),
@@ -374,8 +401,8 @@ TEST_F(RegistryFilersTest, KeysAreOpenedWithTheAccessThatIsNeeded) {
 
 TEST_F(RegistryFilersTest, KeysAreClosedWhicheverCallFails) {
   const std::wstring longText(2000, L'n');
-  ASSERT_TRUE(sandbox_.Set(L"A", L"text", Text(longText)) &&
-              sandbox_.Set(L"A", L"number", Number(5)));
+  ASSERT_TRUE(sandbox_.Set(L"A", L"text", Text(longText)));
+  ASSERT_TRUE(sandbox_.Set(L"A", L"number", Number(5)));
   const auto operate = [&] {
     std::wstring text;
     std::int32_t number = 0;

@@ -68,11 +68,16 @@ TYPED_TEST_SUITE(TaggedFilersTest, Stores);
 TYPED_TEST(TaggedFilersTest, SectionsNestAndKeepTheirValuesApart) {
   EXPECT_FALSE(this->out_.EndSection());
   EXPECT_TRUE(this->out_.WriteInt(L"v", 0));
-  EXPECT_TRUE(this->out_.BeginSection(L"A") && this->out_.WriteInt(L"v", 1));
-  EXPECT_TRUE(this->out_.BeginSection(L"A") && this->out_.WriteInt(L"v", 2));
-  EXPECT_TRUE(this->out_.EndSection() && this->out_.WriteInt(L"after", 3));
-  EXPECT_TRUE(this->out_.EndSection() && !this->out_.EndSection());
-  EXPECT_TRUE(this->out_.WriteInt(L"last", 5) && this->out_.WriteInt(L"last", 6));
+  EXPECT_TRUE(this->out_.BeginSection(L"A"));
+  EXPECT_TRUE(this->out_.WriteInt(L"v", 1));
+  EXPECT_TRUE(this->out_.BeginSection(L"A"));
+  EXPECT_TRUE(this->out_.WriteInt(L"v", 2));
+  EXPECT_TRUE(this->out_.EndSection());
+  EXPECT_TRUE(this->out_.WriteInt(L"after", 3));
+  EXPECT_TRUE(this->out_.EndSection());
+  EXPECT_FALSE(this->out_.EndSection());
+  EXPECT_TRUE(this->out_.WriteInt(L"last", 5));
+  EXPECT_TRUE(this->out_.WriteInt(L"last", 6));
 
   const auto in = this->store_.Read();
   const auto read = [&](const wchar_t* tag) {
@@ -147,7 +152,8 @@ TYPED_TEST(TaggedFilersTest, ASectionLeftOpenIsReportedUnlessItsUserIsOnTheWayOu
     try {
       TypeParam store;
       EXPECT_FALSE(store.out.WriteSubDocument(L"before", L"<broken>"));
-      EXPECT_TRUE(store.out.BeginSection(L"A") && store.out.WriteInt(L"v", 1));
+      EXPECT_TRUE(store.out.BeginSection(L"A"));
+      EXPECT_TRUE(store.out.WriteInt(L"v", 1));
       use(store);
     } catch (int) {
     }
@@ -249,9 +255,11 @@ TYPED_TEST(TaggedFilersTest, TextsThatAreNoSuchValueAreRefused) {
                               L"9223372036854775808", L"-9223372036854775809"}) {
     EXPECT_FALSE(isRead(text, std::int64_t{7})) << text;
   }
-  EXPECT_FALSE(isRead(L"-1", std::uint64_t{7}) || isRead(L"18446744073709551616", Wide{7}) ||
-               isRead(std::wstring(25, L'0'), std::uint64_t{7}));
-  EXPECT_TRUE(isRead(L"-42", std::int64_t{-42}) && isRead(L"007", std::uint64_t{7}));
+  EXPECT_FALSE(isRead(L"-1", std::uint64_t{7}));
+  EXPECT_FALSE(isRead(L"18446744073709551616", Wide{7}));
+  EXPECT_FALSE(isRead(std::wstring(25, L'0'), std::uint64_t{7}));
+  EXPECT_TRUE(isRead(L"-42", std::int64_t{-42}));
+  EXPECT_TRUE(isRead(L"007", std::uint64_t{7}));
 
   for (const wchar_t* text : {L"",
                               L"5",
@@ -276,12 +284,15 @@ TYPED_TEST(TaggedFilersTest, TextsThatAreNoSuchValueAreRefused) {
                               L"1 [9223372036854775807/3]s"}) {
     EXPECT_FALSE(isRead(text, seconds(7))) << text;
   }
-  EXPECT_TRUE(isRead(L"-2000 ms", seconds(-2)) && isRead(L"1 h", seconds(3600)) &&
-              isRead(L"9 [2/6]s", seconds(3)) && isRead(L"0 [1/9223372036854775807]s", 0s) &&
-              isRead(L"3 [1/2]s", 1500ms) &&
-              isRead(L"6 [1/9000000000000000000]s",
+  EXPECT_TRUE(isRead(L"-2000 ms", seconds(-2)));
+  EXPECT_TRUE(isRead(L"1 h", seconds(3600)));
+  EXPECT_TRUE(isRead(L"9 [2/6]s", seconds(3)));
+  EXPECT_TRUE(isRead(L"0 [1/9223372036854775807]s", 0s));
+  EXPECT_TRUE(isRead(L"3 [1/2]s", 1500ms));
+  EXPECT_TRUE(isRead(L"6 [1/9000000000000000000]s",
                      duration<int, std::ratio<1, 3'000'000'000'000'000'000>>(2)));
-  EXPECT_FALSE(isRead(L"1 h", duration<std::int8_t>(7)) || isRead(L"-1 s", duration<unsigned>(7)));
+  EXPECT_FALSE(isRead(L"1 h", duration<std::int8_t>(7)));
+  EXPECT_FALSE(isRead(L"-1 s", duration<unsigned>(7)));
 
   const std::vector<std::byte> bytes{std::byte{0xAB}};
   for (const wchar_t* text : {L"a", L"abc", L"0x", L"a ", L"g0", L"\uFF10\uFF11"})
@@ -297,11 +308,15 @@ TYPED_TEST(TaggedFilersTest, SectionObjectsCloseWhatTheyOpened) {
     MTaggedSection item(this->out_, L"Item");
     ASSERT_TRUE(item);
     const MTaggedSection inner(this->out_, L"Inner");
-    EXPECT_TRUE(inner && WriteTagged(this->out_, L"Number", number));
+    EXPECT_TRUE(inner);
+    EXPECT_TRUE(WriteTagged(this->out_, L"Number", number));
   }
   MTaggedSection closed(this->out_, L"Last");
-  EXPECT_TRUE(closed && closed.Close());
-  EXPECT_FALSE(closed || closed.Close() || this->out_.EndSection());
+  EXPECT_TRUE(closed);
+  EXPECT_TRUE(closed.Close());
+  EXPECT_FALSE(closed);
+  EXPECT_FALSE(closed.Close());
+  EXPECT_FALSE(this->out_.EndSection());
   EXPECT_EQ(static_cast<bool>(MTaggedSection(this->out_, L"a<")), TypeParam::kIsRegistry);
 
   const auto in = this->store_.Read();

@@ -165,7 +165,8 @@ TEST(MInFilerTaggedXmlTest, TextsThatAreNotOursAnswerFalse) {
   Reader unended(L"<ExceptionChain><V type=\"string\">text</ExceptionChain>");
   std::wstring sub;
   EXPECT_TRUE(unended.IsValid());
-  EXPECT_FALSE(unended.ReadSubDocument(L"V", sub) || unended.ReadString(L"V", sub, L"default"));
+  EXPECT_FALSE(unended.ReadSubDocument(L"V", sub));
+  EXPECT_FALSE(unended.ReadString(L"V", sub, L"default"));
   EXPECT_EQ(sub, L"default");
   const Reader broken(L"<ExceptionChain>\n  <V></W></V>\n</ExceptionChain>");
   EXPECT_EQ(broken.GetErrorText(), L"No start tag for end tag 'W' at offset 22");

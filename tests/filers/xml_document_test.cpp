@@ -148,10 +148,15 @@ TEST(MXmlDocumentTest, PositionMovesAndComesBack) {
   MXmlDocument document;
   const auto currentTag = [&document] { return document.GetTagName(document.GetElement()); };
   document.SetDocument(L"<r><a/><b><c/></b><a/></r>");
-  EXPECT_FALSE(document.IntoElement() || document.OutOfElement() || document.RestorePosition(L""));
-  ASSERT_TRUE(document.FindElement(L"") && document.IntoElement() && document.FindElement(L"b"));
+  EXPECT_FALSE(document.IntoElement());
+  EXPECT_FALSE(document.OutOfElement());
+  EXPECT_FALSE(document.RestorePosition(L""));
+  ASSERT_TRUE(document.FindElement(L""));
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"b"));
   document.SavePosition(L"");
-  ASSERT_TRUE(document.IntoElement() && document.FindElement(L"c"));
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"c"));
   EXPECT_FALSE(document.FindElement(L"c")) << "there is no other";
   EXPECT_EQ(currentTag(), L"c") << "and it stayed where it was";
   ASSERT_TRUE(document.OutOfElement());
@@ -159,7 +164,8 @@ TEST(MXmlDocumentTest, PositionMovesAndComesBack) {
   EXPECT_EQ(document.GetTagName(document.GetPosition().child), L"c");
   EXPECT_TRUE(document.RemoveElement(document.GetPosition().child));
   EXPECT_EQ(document.GetPosition().child, 0u);
-  ASSERT_TRUE(document.FindElement(L"a") && document.RestorePosition(L""));
+  ASSERT_TRUE(document.FindElement(L"a"));
+  ASSERT_TRUE(document.RestorePosition(L""));
   EXPECT_EQ(currentTag(), L"b");
   document.SetDocument(L"<r/>");
   EXPECT_FALSE(document.RestorePosition(L"")) << "positions end with their document";
@@ -183,14 +189,16 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   }
   EXPECT_EQ(document.FindFirstChild(1, L"t"), 0u);
   EXPECT_EQ(document.FindFirstChild(1, L"T7"), 0u);
-  ASSERT_TRUE(document.FindElement(L"r") && document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"r"));
+  ASSERT_TRUE(document.IntoElement());
   for (const wchar_t* const noName : {L"t0>1", L"t0 "}) {
     EXPECT_FALSE(document.FindFirstElement(noName)) << "though the text goes on like that";
     EXPECT_FALSE(document.FindElement(noName));
   }
   document.SetFlags(MXmlDocument::kIgnoreCase);
-  EXPECT_TRUE(document.FindFirstElement(L"T200") && document.FindFirstElement(L"T7") &&
-              document.FindElement(L"T8"));
+  EXPECT_TRUE(document.FindFirstElement(L"T200"));
+  EXPECT_TRUE(document.FindFirstElement(L"T7"));
+  EXPECT_TRUE(document.FindElement(L"T8"));
   // The table follows what is added, in front too, and what is removed.
   ASSERT_TRUE(document.FindFirstElement(L"t0") && document.AddElement(L"t299", L"first"));
   EXPECT_EQ(document.GetData(document.FindFirstChild(1, L"t299")), L"first");

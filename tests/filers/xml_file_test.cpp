@@ -120,7 +120,8 @@ TEST_F(XmlFileTest, SaveWaitsForOthersToCloseTheFile) {
         SystemCall::kSleep, [&] { reader.close(); }, 1);
     SystemCallHook violation(SystemCall::kSetFileInformation, 0, {0, ERROR_SHARING_VIOLATION});
     EXPECT_TRUE(document.SaveFile(path_.wstring())) << "after two pauses";
-    EXPECT_TRUE(violation.WasReached() && pause.WasReached());
+    EXPECT_TRUE(violation.WasReached());
+    EXPECT_TRUE(pause.WasReached());
     EXPECT_EQ(Read(), "<r/>\n");
   }
   const std::ifstream reader(path_);
@@ -162,7 +163,8 @@ TEST_F(XmlFileTest, SaveKeepsWhatTheFileWas) {
   RunBelow(L"Z:\\bin\\rm", L"rm link.xml");  // Wine would delete the document
 
   const std::wstring longest = L"\\\\?\\" + folder_.wstring() + L'\\' + std::wstring(255, L'n');
-  EXPECT_TRUE(document.SaveFile(longest) && document.SaveFile(longest));
+  EXPECT_TRUE(document.SaveFile(longest));
+  EXPECT_TRUE(document.SaveFile(longest));
   EXPECT_TRUE(::DeleteFileW(longest.c_str()));
 }
 
