@@ -77,7 +77,11 @@ CrashWriter::CrashWriter(const CrashReportFolder& folder, std::wstring programPa
     : folder_(folder),
       programPath_(std::move(programPath)),
       writesFlowLog_(writesFlowLog),
-      writesMiniDump_(writesMiniDump) {}
+      writesMiniDump_(writesMiniDump) {
+  std::array<wchar_t, 2> unused{};
+  // Later the loader's lock may be held for good.
+  static_cast<void>(ReadThreadDescription(::GetCurrentThreadId(), unused));
+}
 
 void CrashWriter::Begin(const CrashSite& site) noexcept {
   kind_ = site.kind;

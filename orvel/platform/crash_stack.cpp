@@ -3,20 +3,24 @@
 
 #include <iterator>
 
+#include <psapi.h>
+
 namespace Orvel::Detail {
 
+// By what is mapped there, not by the list of modules: a thread that crashed may hold its lock.
 CodePlace FindCodePlace(std::uint64_t address) noexcept {
   CodePlace place{{}, address};
-  HMODULE module = nullptr;
-  if (::GetModuleHandleExW(
-          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-          reinterpret_cast<const wchar_t*>(static_cast<std::uintptr_t>(address)),
-          &module) == FALSE) {
-    return place;
-  }
-  place.offset = address - reinterpret_cast<std::uintptr_t>(module);
+  void* const code = reinterpret_cast<void*>(static_cast<std::uintptr_t>(address));
+  MEMORY_BASIC_INFORMATION region{};
+  if (::VirtualQuery(code, &region, sizeof region) == 0 || region.Type != MEM_IMAGE) return place;
   wchar_t path[MAX_PATH * 4];
-  const DWORD length = ::GetModuleFileNameW(module, path, static_cast<DWORD>(std::size(path)));
+  constexpr auto kRoom = static_cast<DWORD>(std::size(path));
+  DWORD length = ::K32GetMappedFileNameW(::GetCurrentProcess(), code, path, kRoom);
+  if (length == 0) {  // longer than that takes
+    length = ::GetModuleFileNameW(static_cast<HMODULE>(region.AllocationBase), path, kRoom);
+  }
+  if (length == 0) return place;
+  place.offset = address - reinterpret_cast<std::uintptr_t>(region.AllocationBase);
   std::size_t start = length;
   while (start > 0 && path[start - 1] != L'\\') --start;
   std::size_t used = 0;

@@ -76,7 +76,7 @@ void DescribeCurrentThread(const wchar_t* name) noexcept {
 }
 
 bool ReadThreadDescription(std::uint32_t threadId, std::span<wchar_t> description) noexcept {
-  const auto getDescription =
+  static const auto getDescription =
       FindKernelFunction<HRESULT(WINAPI*)(HANDLE, wchar_t**)>("GetThreadDescription");
   if (getDescription == nullptr) return false;
   const KernelHandle thread(::OpenThread(THREAD_QUERY_LIMITED_INFORMATION, FALSE, threadId));

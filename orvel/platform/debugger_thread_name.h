@@ -17,7 +17,8 @@ void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
 void DescribeCurrentThread(const wchar_t* name) noexcept;
 
 /// Copies the description of a thread of this process, cut to fit and ended with 0. Returns false,
-/// and leaves `description` unchanged, when there is none or it cannot be read.
+/// and leaves `description` unchanged, when there is none or it cannot be read. The first call
+/// takes the loader's lock.
 [[nodiscard]] bool ReadThreadDescription(std::uint32_t threadId,
                                          std::span<wchar_t> description) noexcept;
 

@@ -168,6 +168,9 @@ TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
             Crash("nothing after the main thread"));
   EXPECT_EQ(Crash("access", "gone", folder_), code);
   EXPECT_THAT(ReadReport(true), Not(IsEmpty())) << "the folder is made anew";
+  std::filesystem::remove_all(folder_);
+  EXPECT_EQ(Crash("loader", "stuck", folder_), code);
+  EXPECT_THAT(Read(".txt"), ElementsAre(HasSubstr("\nMinidump: not whole, system error 33\n")));
 }
 
 TEST_F(CrashReporterTest, ReportsACrashAlsoAfterOneThatTheProcessSurvived) {

@@ -86,6 +86,14 @@ void CrashWithTheHeapLocked() {
   WriteNowhere();
 }
 
+void CrashInTheLoader() {
+  using LockLoader = LONG(WINAPI*)(ULONG flags, ULONG * disposition, ULONG_PTR * cookie);
+  ULONG_PTR cookie = 0;
+  FARPROC const lock = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "LdrLockLoaderLock");
+  reinterpret_cast<LockLoader>(reinterpret_cast<void*>(lock))(0, nullptr, &cookie);
+  WriteNowhere();
+}
+
 void CrashTwice() {
   static Latch start{2};
   const auto crash = [] {
@@ -175,6 +183,7 @@ const std::map<std::string, std::function<void()>> kCrashes = {
     {"parameter", PassInvalidParameter},
     {"twice", CrashTwice},
     {"heap", CrashWithTheHeapLocked},
+    {"loader", CrashInTheLoader},
     {"nothing after the main thread", [] { EndBefore([] { ::ExitThread(76); }); }},
     {"access after the main thread", [] { EndBefore(WriteNowhere); }},
     {"parameter, then access",
@@ -209,7 +218,8 @@ int main(int argc, char** argv) {
     MCrashReporterOptions options;
     options.folder = std::filesystem::path(folder).wstring();
     options.programName = L"crash";
-    options.writesMiniDump = kind == "access";  // Wine takes seconds for each
+    // Wine takes seconds for each.
+    options.writesMiniDump = kind == "access" || kind == "loader";
     // Where a report has to be whole, a machine that is busy is to make no difference.
     options.timeLimit = std::chrono::seconds(mode == "stuck" ? 1 : 120);
     reporter.emplace(options);
