@@ -90,7 +90,8 @@ def main():
         log = pathlib.Path(results, "log")
         child, terminal = pty.fork()
         if child == 0:
-            arguments = ["--list", "--flow-log", f"Z:{log}", f"Z:{folder}"]
+            # With more jobs it is chance which file is shown.
+            arguments = ["--list", "--jobs", "1", "--flow-log", f"Z:{log}", f"Z:{folder}"]
             os.execvp(sys.argv[1], [*sys.argv[1:], *arguments])
         # Long enough to see the line repainted.
         text = read_until(terminal, "", r"1 files, \d+\.\d MB  huge \u00e4")
