@@ -227,6 +227,7 @@ TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue
   }
   EXPECT_TRUE(processor_->IsAborted());
   EXPECT_EQ(ErrorOf([&] { processor_->Flush(); }), kFlushFailed);
+  EXPECT_TRUE(queued[0].DeletedUnexecuted());
   Queue(queued[1]);
   processor_->Stop();
   EXPECT_THAT(trace_, ElementsAre("end"));
@@ -276,8 +277,14 @@ TEST_F(MCommandProcessorTest, ProducersAgainstRestarts) {
     std::array<std::array<Tally, 12>, kProducers> tallies;
     std::array<Tally, 4> afterStarts;
     processor_ = std::make_unique<MCommandProcessor>();
+    std::atomic<std::size_t> stops{0};
     const auto produce = [&](std::size_t producer) {
-      for (Tally& tally : tallies[producer]) Queue(tally);
+      std::size_t queued = 0;
+      for (Tally& tally : tallies[producer]) {
+        while (stops < queued / 4) std::this_thread::yield();  // some behind each stop
+        Queue(tally);
+        ++queued;
+      }
     };
     RunTogether(kProducers, produce, [&] {
       for (Tally& tally : afterStarts) {
@@ -285,6 +292,7 @@ TEST_F(MCommandProcessorTest, ProducersAgainstRestarts) {
         // No producer that is still deleting for the aborted queue may take it.
         Queue(tally);
         processor_->Stop();
+        ++stops;
       }
     });
     processor_->Stop();

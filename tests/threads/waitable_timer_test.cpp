@@ -111,6 +111,7 @@ TEST_F(MWaitableTimerTest, RefusesPeriodsThatTheSystemHasNotAndSaysWhatTheSystem
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(2'147'483'648ms); }), badPeriod + "2147483648]");
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(2'147'483'647ms); }), "");
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(1us); }), "") << "rounded up";
+  timer_->SetOnce(1h);
 
   const SystemAnswer refusal = {0, 1450};
   const std::string error = ":ErrorAccessingTimer [winErrorCode=1450]";
