@@ -53,7 +53,7 @@ bool MXmlDocument::SetDocument(std::wstring text) {
   Orvel::Detail::XmlParseError error;
   if (text.size() > lengthLimit_) {
     error.text = L"Document too long";
-    index.At(0).flagsAndLevel |= MXmlElementRecord::kIllFormed;
+    index.GetRecord(0).flagsAndLevel |= MXmlElementRecord::kIllFormed;
     text = std::wstring();
   } else {
     error = Orvel::Detail::ParseXml(text, IgnoresCase(), index);
@@ -81,9 +81,9 @@ void MXmlDocument::SetUnreadable(std::wstring_view reason) {
 }
 
 bool MXmlDocument::IsWellFormed() const noexcept {
-  const MXmlElementRecord& document = store_->index.At(0);
+  const MXmlElementRecord& document = store_->index.GetRecord(0);
   return !document.HasFlag(MXmlElementRecord::kIllFormed) && document.firstChild != 0 &&
-         store_->index.At(document.firstChild).nextSibling == 0;
+         store_->index.GetRecord(document.firstChild).nextSibling == 0;
 }
 
 const std::wstring& MXmlDocument::GetDocumentText() const { return store_->text.GetWhole(); }
@@ -144,24 +144,24 @@ std::uint32_t MXmlDocument::FindFrom(std::uint32_t element, std::wstring_view ta
   if (HoldsXmlChar(tag, kXmlTagNameEnd)) return 0;
   while (element != 0 && !(tag.empty() ? store_->IsElement(element)
                                        : store_->HasTagName(element, tag, IgnoresCase()))) {
-    element = store_->index.At(element).nextSibling;
+    element = store_->index.GetRecord(element).nextSibling;
   }
   return element;
 }
 
 std::uint32_t MXmlDocument::StepIn(std::uint32_t parent, std::wstring_view tag) const noexcept {
   if (parent != 0 && !store_->IsElement(parent)) return 0;
-  return FindFrom(store_->index.At(parent).firstChild, tag);
+  return FindFrom(store_->index.GetRecord(parent).firstChild, tag);
 }
 
 std::uint32_t MXmlDocument::StepOn(std::uint32_t element, std::wstring_view tag) const noexcept {
   if (element >= store_->index.GetNext()) return 0;
-  return FindFrom(store_->index.At(element).nextSibling, tag);
+  return FindFrom(store_->index.GetRecord(element).nextSibling, tag);
 }
 
 std::uint32_t MXmlDocument::FindFirstChild(std::uint32_t element, std::wstring_view tag) {
   if (element != 0 && !store_->IsElement(element)) return 0;
-  return tag.empty() ? store_->index.At(element).firstChild
+  return tag.empty() ? store_->index.GetRecord(element).firstChild
                      : store_->lookup.FindFirst(element, tag, IgnoresCase());
 }
 
@@ -182,8 +182,9 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
   }
   const std::size_t contentEnd = store_->GetContentEnd(position_.parent);
   while (offset < contentEnd) {
-    const std::uint32_t element = before != 0 ? store_->index.At(before).nextSibling
-                                              : store_->index.At(position_.parent).firstChild;
+    const std::uint32_t element = before != 0
+                                      ? store_->index.GetRecord(before).nextSibling
+                                      : store_->index.GetRecord(position_.parent).firstChild;
     if (element != 0 && store_->GetStart(element) == offset) {
       before = element;
       if (Intersects(kinds, MXmlNodeKind::kElement)) {
@@ -213,8 +214,12 @@ bool MXmlDocument::FindNode(MXmlNodeKind kinds) {
 bool MXmlDocument::OutOfElement() {
   const std::uint32_t parent = position_.parent;
   if (parent == 0) return false;
-  position_ = {store_->index.At(parent).parent, parent, position_.element,
-               MXmlNodeKind::kElement,          0,      0};
+  position_ = {store_->index.GetRecord(parent).parent,
+               parent,
+               position_.element,
+               MXmlNodeKind::kElement,
+               0,
+               0};
   return true;
 }
 

@@ -63,7 +63,7 @@ bool MXmlDocument::AddElementText(ElementText& element, MXmlReferences reference
   store_->TrimScratch();
 
   const std::uint32_t number = store_->index.Add();
-  MXmlElementRecord& record = store_->index.At(number);
+  MXmlElementRecord& record = store_->index.GetRecord(number);
   record.start = static_cast<std::uint32_t>(insertion.GetNodeStart());
   record.length = static_cast<std::uint32_t>(length.GetSum());
   record.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
@@ -114,19 +114,20 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
   if (text.size() > lengthLimit_) return false;
   XmlIndex added;
   (void)Orvel::Detail::ParseXml(text, IgnoresCase(), added);
-  const std::uint32_t root = added.At(0).firstChild;
-  if (root == 0 || added.At(0).HasFlag(MXmlElementRecord::kIllFormed) ||
-      added.At(root).nextSibling != 0 || added.At(root).HasFlag(MXmlElementRecord::kNotEnded)) {
+  const std::uint32_t root = added.GetRecord(0).firstChild;
+  if (root == 0 || added.GetRecord(0).HasFlag(MXmlElementRecord::kIllFormed) ||
+      added.GetRecord(root).nextSibling != 0 ||
+      added.GetRecord(root).HasFlag(MXmlElementRecord::kNotEnded)) {
     return false;
   }
   Insertion insertion(*this, MXmlNodeKind::kElement);
   if (!insertion.IsPossible()) return false;
   const std::uint32_t level = insertion.GetLevel();
   for (std::uint32_t i = root; i < added.GetNext(); ++i) {
-    if (level + added.At(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
+    if (level + added.GetRecord(i).GetLevel() > MXmlElementRecord::kMaxLevel) return false;
   }
-  const std::uint32_t rootStart = added.At(root).start;
-  text = store_->KeepOutside(text.substr(rootStart, added.At(root).length));
+  const std::uint32_t rootStart = added.GetRecord(root).start;
+  text = store_->KeepOutside(text.substr(rootStart, added.GetRecord(root).length));
   store_->index.Reserve(added.GetNext() - root);
   wchar_t* const node = insertion.MakeRoom({text.size(), 0}).before;
   if (node == nullptr) return false;
@@ -138,7 +139,7 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
     if (link != 0) link += number - root;
   };
   for (std::uint32_t i = root; i < added.GetNext(); ++i) {
-    MXmlElementRecord record = added.At(i);
+    MXmlElementRecord record = added.GetRecord(i);
     record.start += static_cast<std::uint32_t>(insertion.GetNodeStart()) - rootStart;
     record.flagsAndLevel += level;
     renumber(record.parent);
@@ -147,7 +148,7 @@ bool MXmlDocument::AddSubDocument(std::wstring_view text) {
     renumber(record.previousSibling);
     store_->index.Add(record);
   }
-  store_->index.At(number).flagsAndLevel &= ~MXmlElementRecord::kFirstChild;
+  store_->index.GetRecord(number).flagsAndLevel &= ~MXmlElementRecord::kFirstChild;
   insertion.LinkElement(number, store_->index.GetNext() - 1);
   return true;
 }

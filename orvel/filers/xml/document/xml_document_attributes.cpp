@@ -24,7 +24,7 @@ struct MXmlDocument::Attributes {
 
 MXmlDocument::Attributes MXmlDocument::FindAttributes(std::uint32_t element) const noexcept {
   if (!store_->IsElement(element)) return {};
-  const MXmlElementRecord& record = store_->index.At(element);
+  const MXmlElementRecord& record = store_->index.GetRecord(element);
   const std::size_t skipped = 1 + store_->GetTagName(element).size();
   const std::size_t tail = record.HasFlag(MXmlElementRecord::kSelfClosed) ? 2 : 1;
   return {true, store_->GetStart(element) + skipped, record.GetStartTagLength() - skipped - tail,
@@ -107,14 +107,14 @@ bool MXmlDocument::WriteAttribute(const Attributes& place, std::wstring_view nam
   }
   const auto difference = static_cast<std::uint32_t>(store_->scratch.GetSize() - removed);
   if (store_->text.GetSize() - removed + store_->scratch.GetSize() > lengthLimit_) return false;
-  if (place.element != 0 &&
-      store_->index.At(place.element).GetStartTagLength() - removed + store_->scratch.GetSize() >
-          MXmlElementRecord::kMaxStartTagLength) {
+  if (place.element != 0 && store_->index.GetRecord(place.element).GetStartTagLength() - removed +
+                                    store_->scratch.GetSize() >
+                                MXmlElementRecord::kMaxStartTagLength) {
     return false;
   }
   const std::size_t end = offset + removed;
   SpliceText(place.element, offset, end, store_->scratch.GetView());
-  if (place.element != 0) store_->index.At(place.element).tagLengths += difference;
+  if (place.element != 0) store_->index.GetRecord(place.element).tagLengths += difference;
   store_->TrimScratch();
   return true;
 }

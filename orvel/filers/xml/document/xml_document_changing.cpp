@@ -19,13 +19,13 @@ using Orvel::Detail::WideBuffer;
 
 bool MXmlDocument::IsEnded(std::uint32_t element) const noexcept {
   return store_->IsElement(element) &&
-         !store_->index.At(element).HasFlag(MXmlElementRecord::kNotEnded);
+         !store_->index.GetRecord(element).HasFlag(MXmlElementRecord::kNotEnded);
 }
 
 bool MXmlDocument::SetData(std::uint32_t element, std::wstring_view data,
                            MXmlReferences references) {
   if (!IsEnded(element)) return false;
-  const MXmlElementRecord& record = store_->index.At(element);
+  const MXmlElementRecord& record = store_->index.GetRecord(element);
   const bool wasEmpty = record.HasFlag(MXmlElementRecord::kSelfClosed);
   std::size_t startTagLength = record.GetStartTagLength();
   std::size_t endTagLength = record.GetEndTagLength();
@@ -64,7 +64,7 @@ bool MXmlDocument::SetData(std::uint32_t element, std::wstring_view data,
     store_->Forget(last, IgnoresCase());
   LeaveRemoved({element, 0, 0, MXmlNodeKind::kNone, 0, 0}, element);
   SpliceText(element, begin, end, added);
-  MXmlElementRecord& changed = store_->index.At(element);
+  MXmlElementRecord& changed = store_->index.GetRecord(element);
   changed.SetTagLengths(static_cast<std::uint32_t>(startTagLength),
                         static_cast<std::uint32_t>(endTagLength));
   changed.flagsAndLevel &= ~MXmlElementRecord::kSelfClosed;
@@ -103,17 +103,17 @@ bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
     const std::size_t endName = endTag + 2 - oldLength + name.size();
     SpliceText(element, endName, endName + oldEndLength, name);
   }
-  store_->index.At(element).SetTagLengths(static_cast<std::uint32_t>(startTagLength),
-                                          static_cast<std::uint32_t>(endTagLength));
+  store_->index.GetRecord(element).SetTagLengths(static_cast<std::uint32_t>(startTagLength),
+                                                 static_cast<std::uint32_t>(endTagLength));
   store_->lookup.NoteAdded(element, IgnoresCase());
   return true;
 }
 
 /// True when an end tag of that name would close a child that has no end tag of its own.
 bool MXmlDocument::CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept {
-  for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
-       child = store_->index.At(child).nextSibling) {
-    if (store_->index.At(child).HasFlag(MXmlElementRecord::kNotEnded) &&
+  for (std::uint32_t child = store_->index.GetRecord(element).firstChild; child != 0;
+       child = store_->index.GetRecord(child).nextSibling) {
+    if (store_->index.GetRecord(child).HasFlag(MXmlElementRecord::kNotEnded) &&
         Orvel::Detail::EndTagMatches(endName, store_->GetTagName(child), IgnoresCase())) {
       return true;
     }
@@ -123,7 +123,7 @@ bool MXmlDocument::CanEndInside(std::uint32_t element, std::wstring_view endName
 
 bool MXmlDocument::RemoveElement(std::uint32_t element) {
   if (!IsEnded(element)) return false;
-  const std::uint32_t parent = store_->index.At(element).parent;
+  const std::uint32_t parent = store_->index.GetRecord(element).parent;
   const std::uint32_t previous = store_->index.GetPreviousSibling(element);
   const std::size_t end = store_->GetEnd(element);
   const std::size_t begin = FindLine(store_->GetStart(element), end);
@@ -158,9 +158,9 @@ void MXmlDocument::SpliceText(std::uint32_t element, std::size_t begin, std::siz
   store_->index.MoveGap(end, store_->text.GetSize());
   CopyWide(added, store_->text.Replace(begin, end - begin, added.size(), 0).before);
   const auto difference = static_cast<std::uint32_t>(added.size() - (end - begin));
-  store_->index.GrowAround(element != 0 ? store_->index.At(element).parent : position_.parent,
-                           difference);
-  if (element != 0) store_->index.At(element).length += difference;
+  store_->index.GrowAround(
+      element != 0 ? store_->index.GetRecord(element).parent : position_.parent, difference);
+  if (element != 0) store_->index.GetRecord(element).length += difference;
   MovePositions(end, end, difference, element == 0);
   store_->lastAdded = {};
 }

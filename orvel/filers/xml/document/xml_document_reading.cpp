@@ -103,7 +103,7 @@ std::wstring MXmlDocument::GetSubDocument(std::uint32_t element) const {
 MXmlElementRecord MXmlDocument::GetRecord(std::uint32_t element) const noexcept {
   if (element != 0 && !store_->IsElement(element)) return MXmlElementRecord{};
   store_->index.SettleLength(element);
-  MXmlElementRecord record = store_->index.At(element);
+  MXmlElementRecord record = store_->index.GetRecord(element);
   record.start = static_cast<std::uint32_t>(store_->GetStart(element));
   return record;
 }
@@ -115,8 +115,8 @@ std::wstring MXmlDocument::GetData(std::uint32_t element) const {
   const std::size_t end = store_->GetContentEnd(element);
   const std::wstring_view content = store_->text.GetView(start, end - start);
   std::size_t offset = start;
-  for (std::uint32_t child = store_->index.At(element).firstChild; child != 0;
-       child = store_->index.At(child).nextSibling) {
+  for (std::uint32_t child = store_->index.GetRecord(element).firstChild; child != 0;
+       child = store_->index.GetRecord(child).nextSibling) {
     const std::size_t childStart = store_->GetStart(child);
     AppendOwnText(content.substr(offset - start, childStart - offset), data);
     offset = store_->GetEnd(child);

@@ -18,7 +18,7 @@ MXmlDocument::Place MXmlDocument::FindPlace(bool breaksLine) const noexcept {
                                      : std::size_t{position_.nodeStart} + position_.nodeLength;
     if (WritesLineBreaks()) place.offset += GetLineBreakLength(place.offset);
   }
-  place.level = place.parent == 0 ? 0 : store_->index.At(place.parent).GetLevel() + 1;
+  place.level = place.parent == 0 ? 0 : store_->index.GetRecord(place.parent).GetLevel() + 1;
   return place;
 }
 
@@ -27,7 +27,7 @@ void MXmlDocument::FindPlaceInLevel(Place& place) const noexcept {
   place.previous = store_->index.GetLastChild(place.parent);
   place.offset = store_->GetContentEnd(place.parent);
   if (place.parent == 0) return;
-  const MXmlElementRecord& parent = store_->index.At(place.parent);
+  const MXmlElementRecord& parent = store_->index.GetRecord(place.parent);
   if (parent.GetEndTagLength() != 0) {
     place.startsLine = place.breaksLine && place.offset == store_->GetContentStart(place.parent);
     return;
@@ -53,7 +53,7 @@ bool MXmlDocument::CanBeOpened(std::uint32_t element, std::size_t nameLength) co
 /// Writes the end tag of an element that gets its first child, and updates the lengths of its tags.
 void MXmlDocument::EndParent(std::uint32_t number, std::size_t nameLength, bool endsStartTag,
                              wchar_t* endTag) noexcept {
-  MXmlElementRecord& parent = store_->index.At(number);
+  MXmlElementRecord& parent = store_->index.GetRecord(number);
   ElementText::WriteEndTag(store_->text.GetView(store_->GetStart(number) + 1, nameLength), endTag);
   parent.SetTagLengths(parent.GetStartTagLength() - (endsStartTag ? 1 : 0),
                        static_cast<std::uint32_t>(nameLength + kXmlEndTagFrame));

@@ -31,12 +31,12 @@ class XmlParser {
       return std::move(error_);
     }
     ParseChildren();
-    MXmlElementRecord& document = index_.At(0);
+    MXmlElementRecord& document = index_.GetRecord(0);
     document.length = static_cast<std::uint32_t>(text_.size());
     if (document.firstChild == 0) {
       SetError(L"No root element", {}, {}, 0);
-    } else if (const std::uint32_t sibling = index_.At(document.firstChild).nextSibling) {
-      SetError(L"Root element has sibling", {}, {}, index_.At(sibling).start);
+    } else if (const std::uint32_t sibling = index_.GetRecord(document.firstChild).nextSibling) {
+      SetError(L"Root element has sibling", {}, {}, index_.GetRecord(sibling).start);
     }
     return std::move(error_);
   }
@@ -120,7 +120,7 @@ void XmlParser::ParseChildren() {
   }
   if (open_.empty()) return;
   const OpenElement& innermost = open_.back();
-  const std::size_t start = index_.At(innermost.number).start;
+  const std::size_t start = index_.GetRecord(innermost.number).start;
   SetError(L"Element '%s' at offset %d not ended", {innermost.GetName()}, {start}, start);
   CloseUnended(0);
 }
@@ -134,7 +134,7 @@ void XmlParser::OpenTag(const XmlToken& token, const wchar_t* begin) {
     return;
   }
   const std::uint32_t number = index_.Add();
-  MXmlElementRecord& record = index_.At(number);
+  MXmlElementRecord& record = index_.GetRecord(number);
   record.start = start;
   record.length = token.selfClosed ? length : 0;
   record.tagLengths = length;
@@ -159,7 +159,7 @@ void XmlParser::CloseTag(const XmlToken& token, const wchar_t* begin) {
     }
     const OpenElement& innermost = open_.back();
     SetError(L"End tag '%s' at offset %d does not match start tag '%s' at offset %d",
-             {name, innermost.GetName()}, {start, index_.At(innermost.number).start}, start);
+             {name, innermost.GetName()}, {start, index_.GetRecord(innermost.number).start}, start);
     CloseUnended(depth + 1);
   }
   EndInnermost(start, static_cast<std::uint32_t>(token.length));
@@ -182,7 +182,7 @@ std::size_t XmlParser::CloseInnermost(const wchar_t* begin, const wchar_t* end) 
 }
 
 void XmlParser::EndInnermost(std::uint32_t start, std::uint32_t length) {
-  MXmlElementRecord& record = index_.At(open_.back().number);
+  MXmlElementRecord& record = index_.GetRecord(open_.back().number);
   record.length = start + length - record.start;
   record.SetTagLengths(record.tagLengths, length);
   lastChild_ = open_.back().number;
@@ -219,7 +219,7 @@ void XmlParser::CloseUnended(std::size_t from) {
   std::uint32_t mark = 0;
   for (std::size_t i = from; i < open_.size(); ++i) {
     const std::uint32_t number = open_[i].number;
-    MXmlElementRecord& record = index_.At(number);
+    MXmlElementRecord& record = index_.GetRecord(number);
     record.length = record.GetStartTagLength();
     mark |= record.flagsAndLevel & MXmlElementRecord::kErrorInside;
     record.flagsAndLevel &= ~MXmlElementRecord::kErrorInside;
@@ -227,22 +227,22 @@ void XmlParser::CloseUnended(std::size_t from) {
     last = number;
     const std::uint32_t firstChild = std::exchange(record.firstChild, 0U);
     if (firstChild == 0) continue;
-    last = index_.At(firstChild).previousSibling;
-    for (std::uint32_t child = firstChild; child != 0; child = index_.At(child).nextSibling)
-      index_.At(child).parent = parent;
+    last = index_.GetRecord(firstChild).previousSibling;
+    for (std::uint32_t child = firstChild; child != 0; child = index_.GetRecord(child).nextSibling)
+      index_.GetRecord(child).parent = parent;
     record.nextSibling = firstChild;
-    index_.At(firstChild).previousSibling = number;
+    index_.GetRecord(firstChild).previousSibling = number;
   }
-  index_.At(parent).flagsAndLevel |= mark;
-  index_.At(index_.At(parent).firstChild).previousSibling = last;
+  index_.GetRecord(parent).flagsAndLevel |= mark;
+  index_.GetRecord(index_.GetRecord(parent).firstChild).previousSibling = last;
   lastChild_ = last;
   open_.resize(from);
   if (openNames_) openNames_->PopTo(from);
 }
 
 void XmlParser::MarkError() noexcept {
-  index_.At(0).flagsAndLevel |= MXmlElementRecord::kIllFormed;
-  index_.At(GetParent()).flagsAndLevel |= MXmlElementRecord::kErrorInside;
+  index_.GetRecord(0).flagsAndLevel |= MXmlElementRecord::kIllFormed;
+  index_.GetRecord(GetParent()).flagsAndLevel |= MXmlElementRecord::kErrorInside;
 }
 
 void XmlParser::SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,

@@ -31,7 +31,7 @@ struct XmlElements {
   } lastAdded;
 
   [[nodiscard]] bool IsElement(std::uint32_t number) const noexcept {
-    return number != 0 && number < index.GetNext() && index.At(number).tagLengths != 0;
+    return number != 0 && number < index.GetNext() && index.GetRecord(number).tagLengths != 0;
   }
 
   /// Returns the offset of an element's `<`; 0 for the document.
@@ -40,7 +40,7 @@ struct XmlElements {
   }
 
   [[nodiscard]] std::wstring_view GetStartTag(std::uint32_t number) noexcept {
-    return text.GetView(GetStart(number), index.At(number).GetStartTagLength());
+    return text.GetView(GetStart(number), index.GetRecord(number).GetStartTagLength());
   }
 
   [[nodiscard]] std::wstring_view GetTagName(std::uint32_t number) noexcept {
@@ -52,7 +52,7 @@ struct XmlElements {
   /// names.
   [[nodiscard]] bool HasTagName(std::uint32_t number, std::wstring_view name,
                                 bool ignoreCase) noexcept {
-    if (index.At(number).GetStartTagLength() < name.size() + 2) return false;
+    if (index.GetRecord(number).GetStartTagLength() < name.size() + 2) return false;
     const std::wstring_view tag = text.GetView(GetStart(number), name.size() + 2);
     return IsXmlChar(tag.back(), kXmlTagNameEnd) &&
            EqualXmlNames(tag.substr(1, name.size()), name, ignoreCase);
@@ -61,17 +61,18 @@ struct XmlElements {
   /// Returns the offset behind an element's end tag.
   [[nodiscard]] std::size_t GetEnd(std::uint32_t number) noexcept {
     index.SettleLength(number);
-    return GetStart(number) + index.At(number).length;
+    return GetStart(number) + index.GetRecord(number).length;
   }
 
   /// Returns the offset behind an element's start tag; 0 for the document.
   [[nodiscard]] std::size_t GetContentStart(std::uint32_t number) const noexcept {
-    return GetStart(number) + index.At(number).GetStartTagLength();
+    return GetStart(number) + index.GetRecord(number).GetStartTagLength();
   }
 
   /// Returns the offset of an element's end tag; the end of the text for the document.
   [[nodiscard]] std::size_t GetContentEnd(std::uint32_t number) noexcept {
-    return number == 0 ? text.GetSize() : GetEnd(number) - index.At(number).GetEndTagLength();
+    return number == 0 ? text.GetSize()
+                       : GetEnd(number) - index.GetRecord(number).GetEndTagLength();
   }
 };
 

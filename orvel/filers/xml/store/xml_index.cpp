@@ -34,16 +34,16 @@ void XmlIndex::Grow() {
 
 void XmlIndex::LinkBetween(std::uint32_t parent, std::uint32_t previous, std::uint32_t next,
                            std::uint32_t number) noexcept {
-  MXmlElementRecord& record = At(number);
+  MXmlElementRecord& record = GetRecord(number);
   record.parent = parent;
   record.nextSibling = next;
-  record.previousSibling = previous == 0 ? At(next).previousSibling : previous;
-  At(next).previousSibling = number;
+  record.previousSibling = previous == 0 ? GetRecord(next).previousSibling : previous;
+  GetRecord(next).previousSibling = number;
   if (previous == 0) {
-    At(parent).firstChild = number;
+    GetRecord(parent).firstChild = number;
     record.flagsAndLevel |= MXmlElementRecord::kFirstChild;
   } else {
-    At(previous).nextSibling = number;
+    GetRecord(previous).nextSibling = number;
   }
 }
 
@@ -55,50 +55,50 @@ std::uint32_t XmlIndex::Unlink(std::uint32_t number) noexcept {
   } else {
     beforeGap_ = GetPreviousInText(number);
   }
-  const MXmlElementRecord& record = At(number);
+  const MXmlElementRecord& record = GetRecord(number);
   const std::uint32_t next = record.nextSibling;
   const std::uint32_t previous = GetPreviousSibling(number);
   if (next != 0) {
-    At(next).previousSibling = record.previousSibling;
+    GetRecord(next).previousSibling = record.previousSibling;
   } else if (previous != 0) {
-    At(At(record.parent).firstChild).previousSibling = previous;
+    GetRecord(GetRecord(record.parent).firstChild).previousSibling = previous;
   }
-  (previous == 0 ? At(record.parent).firstChild : At(previous).nextSibling) = next;
+  (previous == 0 ? GetRecord(record.parent).firstChild : GetRecord(previous).nextSibling) = next;
   return next;
 }
 
 /// Returns the next record in the text; 0 after the last one.
 std::uint32_t XmlIndex::GetNextInText(std::uint32_t number) const noexcept {
-  const std::uint32_t child = At(number).firstChild;
+  const std::uint32_t child = GetRecord(number).firstChild;
   return child != 0 ? child : GetNextBehind(number);
 }
 
 /// Returns the first record behind an element and everything in it; 0 when there is none.
 std::uint32_t XmlIndex::GetNextBehind(std::uint32_t number) const noexcept {
-  while (number != 0 && At(number).nextSibling == 0) number = At(number).parent;
-  return number == 0 ? 0 : At(number).nextSibling;
+  while (number != 0 && GetRecord(number).nextSibling == 0) number = GetRecord(number).parent;
+  return number == 0 ? 0 : GetRecord(number).nextSibling;
 }
 
 /// Returns the previous record in the text; 0 before the first one.
 std::uint32_t XmlIndex::GetPreviousInText(std::uint32_t number) const noexcept {
-  const std::uint32_t parent = At(number).parent;
-  if (At(parent).firstChild == number) return parent;
-  number = At(number).previousSibling;
+  const std::uint32_t parent = GetRecord(number).parent;
+  if (GetRecord(parent).firstChild == number) return parent;
+  number = GetRecord(number).previousSibling;
   while (const std::uint32_t last = GetLastChild(number)) number = last;
   return number;
 }
 
 void XmlIndex::MoveGapFromLast(std::size_t offset, std::size_t size) noexcept {
   const auto end = static_cast<std::uint32_t>(size);
-  while (behindGap_ != 0 && At(behindGap_).start + end < offset) {
+  while (behindGap_ != 0 && GetRecord(behindGap_).start + end < offset) {
     beforeGap_ = behindGap_;
     behindGap_ = GetNextInText(beforeGap_);
-    At(beforeGap_).start += end;
+    GetRecord(beforeGap_).start += end;
   }
-  while (beforeGap_ != 0 && At(beforeGap_).start >= offset) {
+  while (beforeGap_ != 0 && GetRecord(beforeGap_).start >= offset) {
     behindGap_ = beforeGap_;
     beforeGap_ = GetPreviousInText(behindGap_);
-    At(behindGap_).start -= end;
+    GetRecord(behindGap_).start -= end;
   }
 }
 
@@ -110,7 +110,7 @@ void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
   // Climbs from both elements until they meet. The deeper one is never above that place, so it is
   // the one that climbs; the document is above all levels.
   const auto getDepth = [this](std::uint32_t element) {
-    return element == 0 ? 0 : At(element).GetLevel() + 1;
+    return element == 0 ? 0 : GetRecord(element).GetLevel() + 1;
   };
   std::uint32_t from = growthAt_;
   std::uint32_t fromDepth = getDepth(from);
@@ -118,12 +118,12 @@ void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
   std::uint32_t toDepth = getDepth(to);
   while (from != to) {
     if (fromDepth > toDepth) {
-      At(from).length += growth_;
-      from = At(from).parent;
+      GetRecord(from).length += growth_;
+      from = GetRecord(from).parent;
       fromDepth = getDepth(from);
     } else {
-      At(to).length -= growth_;
-      to = At(to).parent;
+      GetRecord(to).length -= growth_;
+      to = GetRecord(to).parent;
       toDepth = getDepth(to);
     }
   }
@@ -132,7 +132,7 @@ void XmlIndex::MoveGrowth(std::uint32_t number) noexcept {
 
 void XmlIndex::SettleAll() noexcept {
   MoveGrowth(0);
-  At(0).length += growth_;
+  GetRecord(0).length += growth_;
   growth_ = 0;
 }
 

@@ -32,10 +32,10 @@ class XmlIndex {
   /// Removes all records but record 0, which is cleared. Makes room for `expected` records.
   void Clear(std::size_t expected);
 
-  [[nodiscard]] MXmlElementRecord& At(std::uint32_t number) noexcept {
+  [[nodiscard]] MXmlElementRecord& GetRecord(std::uint32_t number) noexcept {
     return pages_[number / kPageSize][number % kPageSize];
   }
-  [[nodiscard]] const MXmlElementRecord& At(std::uint32_t number) const noexcept {
+  [[nodiscard]] const MXmlElementRecord& GetRecord(std::uint32_t number) const noexcept {
     return pages_[number / kPageSize][number % kPageSize];
   }
 
@@ -49,7 +49,7 @@ class XmlIndex {
 
   /// Returns the offset of an element's `<` in a text of `size` units.
   [[nodiscard]] std::uint32_t GetStart(std::uint32_t number, std::size_t size) const noexcept {
-    const std::uint32_t start = At(number).start;
+    const std::uint32_t start = GetRecord(number).start;
     return IsFromEnd(start) ? start + static_cast<std::uint32_t>(size) : start;
   }
 
@@ -57,7 +57,7 @@ class XmlIndex {
   /// elements from there on relative to the end of the text, and no others. Takes time in
   /// proportion to the elements between the last edit and this one.
   void MoveGap(std::size_t offset, std::size_t size) noexcept {
-    if (behindGap_ != 0 || At(beforeGap_).start >= offset) MoveGapFromLast(offset, size);
+    if (behindGap_ != 0 || GetRecord(beforeGap_).start >= offset) MoveGapFromLast(offset, size);
   }
 
   /// Call it after records were linked at the place of the edit; `last` is the last of them in the
@@ -66,7 +66,7 @@ class XmlIndex {
 
   /// True when the start of an element is relative to the end of the text.
   [[nodiscard]] bool IsBehindGap(std::uint32_t number) const noexcept {
-    return IsFromEnd(At(number).start);
+    return IsFromEnd(GetRecord(number).start);
   }
 
   /// Unlinks an element, clears its record and those of everything in it, and calls `forget` with
@@ -75,20 +75,20 @@ class XmlIndex {
   void Forget(std::uint32_t number, const Function& forget) noexcept {
     const std::uint32_t next = Unlink(number);
     for (std::uint32_t leaf = number;;) {
-      while (At(leaf).firstChild != 0) leaf = At(leaf).firstChild;
-      const MXmlElementRecord record = std::exchange(At(leaf), {});
+      while (GetRecord(leaf).firstChild != 0) leaf = GetRecord(leaf).firstChild;
+      const MXmlElementRecord record = std::exchange(GetRecord(leaf), {});
       forget(leaf);
       if (leaf == number) break;
-      if (record.nextSibling == 0) At(record.parent).firstChild = 0;
+      if (record.nextSibling == 0) GetRecord(record.parent).firstChild = 0;
       leaf = record.nextSibling != 0 ? record.nextSibling : record.parent;
     }
-    At(number).nextSibling = next;
+    GetRecord(number).nextSibling = next;
   }
 
   /// Adds a record and returns its number.
   std::uint32_t Add(const MXmlElementRecord& record = {}) {
     if (next_ == capacity_) Grow();
-    At(next_) = record;
+    GetRecord(next_) = record;
     return next_++;
   }
 
@@ -98,7 +98,8 @@ class XmlIndex {
 
   /// Makes a record a child of `parent`, behind `previous`, or the first child when that is 0.
   void LinkBehind(std::uint32_t parent, std::uint32_t previous, std::uint32_t number) noexcept {
-    const std::uint32_t next = previous == 0 ? At(parent).firstChild : At(previous).nextSibling;
+    const std::uint32_t next =
+        previous == 0 ? GetRecord(parent).firstChild : GetRecord(previous).nextSibling;
     if (next == 0) {
       LinkLast(parent, previous, number);
     } else {
@@ -108,8 +109,8 @@ class XmlIndex {
 
   /// Returns the last child of an element; 0 if it has none.
   [[nodiscard]] std::uint32_t GetLastChild(std::uint32_t parent) const noexcept {
-    const std::uint32_t first = At(parent).firstChild;
-    return first == 0 ? 0 : At(first).previousSibling;
+    const std::uint32_t first = GetRecord(parent).firstChild;
+    return first == 0 ? 0 : GetRecord(first).previousSibling;
   }
 
   /// Adds `difference` (modulo 2^32) to the lengths of an element, or the document, and of
@@ -117,7 +118,7 @@ class XmlIndex {
   /// call's element.
   void GrowAround(std::uint32_t number, std::uint32_t difference) noexcept {
     if (growthAt_ != number) {
-      MXmlElementRecord& record = At(number);
+      MXmlElementRecord& record = GetRecord(number);
       if (record.parent == growthAt_) {  // as when an element gets its first child
         record.length -= growth_;
         growthAt_ = number;
@@ -135,15 +136,15 @@ class XmlIndex {
     if (number == 0) {
       SettleAll();
     } else {
-      const std::uint32_t parent = At(number).parent;
+      const std::uint32_t parent = GetRecord(number).parent;
       if (growthAt_ != parent) MoveGrowth(parent);
     }
   }
 
   /// Returns the sibling before an element; 0 for the first child.
   [[nodiscard]] std::uint32_t GetPreviousSibling(std::uint32_t number) const noexcept {
-    const MXmlElementRecord& record = At(number);
-    return At(record.parent).firstChild == number ? 0 : record.previousSibling;
+    const MXmlElementRecord& record = GetRecord(number);
+    return GetRecord(record.parent).firstChild == number ? 0 : record.previousSibling;
   }
 
   /// Call it when all records of a parsed text have been added, in the order of the text.
@@ -185,8 +186,8 @@ class XmlIndex {
 
 inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t last,
                                std::uint32_t number) noexcept {
-  MXmlElementRecord& record = At(number);
-  MXmlElementRecord& parentRecord = At(parent);
+  MXmlElementRecord& record = GetRecord(number);
+  MXmlElementRecord& parentRecord = GetRecord(parent);
   record.parent = parent;
   if (last == 0) {
     parentRecord.firstChild = number;
@@ -195,8 +196,8 @@ inline void XmlIndex::LinkLast(std::uint32_t parent, std::uint32_t last,
     return;
   }
   record.previousSibling = last;
-  At(last).nextSibling = number;
-  At(parentRecord.firstChild).previousSibling = number;
+  GetRecord(last).nextSibling = number;
+  GetRecord(parentRecord.firstChild).previousSibling = number;
 }
 
 }  // namespace Orvel::Detail

@@ -28,10 +28,10 @@ std::uint32_t XmlTagLookup::FindFirst(std::uint32_t parent, std::wstring_view na
   }
   if (HoldsXmlTagNameEnd(name)) return 0;
   std::uint32_t steps = 0;
-  std::uint32_t child = elements_.index.At(parent).firstChild;
+  std::uint32_t child = elements_.index.GetRecord(parent).firstChild;
   while (child != 0 && !elements_.HasTagName(child, name, ignoreCase)) {
     if (++steps == kStepsWithoutTable) AddLevel(parent);
-    child = elements_.index.At(child).nextSibling;
+    child = elements_.index.GetRecord(child).nextSibling;
   }
   return child;
 }
@@ -55,7 +55,7 @@ void XmlTagLookup::NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) n
     slot.nameLength = kNoName;  // stays in use, since searches for others go on behind it
   } else if (slot.number == number) {
     do {
-      slot.number = elements_.index.At(slot.number).nextSibling;
+      slot.number = elements_.index.GetRecord(slot.number).nextSibling;
     } while (!EqualXmlNames(elements_.GetTagName(slot.number), name, ignoreCase));
   }
 }
@@ -71,7 +71,7 @@ XmlTagLookup::Level* XmlTagLookup::FindLevel(std::uint32_t parent) noexcept {
 
 /// Returns the level that an element is in, if there is a table for it.
 XmlTagLookup::Level* XmlTagLookup::FindTableOf(std::uint32_t child) noexcept {
-  Level* const level = FindLevel(elements_.index.At(child).parent);
+  Level* const level = FindLevel(elements_.index.GetRecord(child).parent);
   return level != nullptr && !level->slots.empty() ? level : nullptr;
 }
 
@@ -82,8 +82,8 @@ void XmlTagLookup::AddLevel(std::uint32_t parent) {
 
 void XmlTagLookup::BuildTable(Level& level, bool ignoreCase) {
   const auto forEachChild = [this, &level](auto call) {
-    for (std::uint32_t child = elements_.index.At(level.parent).firstChild; child != 0;
-         child = elements_.index.At(child).nextSibling) {
+    for (std::uint32_t child = elements_.index.GetRecord(level.parent).firstChild; child != 0;
+         child = elements_.index.GetRecord(child).nextSibling) {
       call(child);
     }
   };
