@@ -245,15 +245,8 @@ void XmlParser::MarkError() noexcept {
   index_.GetRecord(GetParent()).flagsAndLevel |= MXmlElementRecord::kErrorInside;
 }
 
-void XmlParser::SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
-                         std::initializer_list<std::size_t> offsets, std::size_t offset) {
-  if (!error_.text.empty()) return;
-  error_.text = FormatXmlError(text, names, offsets);
-  error_.offset = offset;
-}
-
-}  // namespace
-
+/// Returns `text` with each `%s` replaced by the next of `names`, each `%d` by the next of
+/// `offsets`.
 std::wstring FormatXmlError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
                             std::initializer_list<std::size_t> offsets) {
   std::wstring result;
@@ -270,6 +263,15 @@ std::wstring FormatXmlError(std::wstring_view text, std::initializer_list<std::w
   }
   return result;
 }
+
+void XmlParser::SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
+                         std::initializer_list<std::size_t> offsets, std::size_t offset) {
+  if (!error_.text.empty()) return;
+  error_.text = FormatXmlError(text, names, offsets);
+  error_.offset = offset;
+}
+
+}  // namespace
 
 XmlParseError ParseXml(std::wstring_view text, bool ignoreCase, XmlIndex& index) {
   return XmlParser(text, ignoreCase, index).Parse();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -15,12 +14,6 @@ struct XmlParseError {
   std::wstring text;       ///< empty without an error
   std::size_t offset = 0;  ///< place of the error, in units
 };
-
-/// Returns `text` with each `%s` replaced by the next of `names`, each `%d` by the next of
-/// `offsets`.
-[[nodiscard]] std::wstring FormatXmlError(std::wstring_view text,
-                                          std::initializer_list<std::wstring_view> names,
-                                          std::initializer_list<std::size_t> offsets);
 
 /// Parses a whole document of less than 2^31 units into `index`, which is cleared first. The index
 /// is complete and consistent for any text; record 0 is marked when the document is ill-formed.

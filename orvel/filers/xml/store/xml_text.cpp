@@ -39,7 +39,7 @@ const std::wstring& XmlText::GetWhole() {
 }
 
 std::wstring XmlText::Take() {
-  (void)GetWhole();
+  static_cast<void>(GetWhole());
   return std::exchange(buffer_, std::wstring());
 }
 
