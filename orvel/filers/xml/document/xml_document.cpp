@@ -130,9 +130,9 @@ void MXmlDocument::SetLengthLimit(std::size_t units) noexcept {
   lengthLimit_ = (std::min)(units, kMaxLength);
 }
 
-bool MXmlDocument::FindElement(std::wstring_view name) {
-  const std::uint32_t next =
-      position_.element != 0 ? StepOn(position_.element, name) : StepIn(position_.parent, name);
+bool MXmlDocument::FindElement(std::wstring_view tagName) {
+  const std::uint32_t next = position_.element != 0 ? StepOn(position_.element, tagName)
+                                                    : StepIn(position_.parent, tagName);
   if (next == 0) return false;
   position_ = {position_.parent, next, 0, MXmlNodeKind::kElement, 0, 0};
   return true;
@@ -159,14 +159,14 @@ std::uint32_t MXmlDocument::StepOn(std::uint32_t element, std::wstring_view tag)
   return FindFrom(store_->index.GetRecord(element).nextSibling, tag);
 }
 
-std::uint32_t MXmlDocument::FindFirstChild(std::uint32_t element, std::wstring_view tag) {
+std::uint32_t MXmlDocument::FindFirstChild(std::uint32_t element, std::wstring_view tagName) {
   if (element != 0 && !store_->IsElement(element)) return 0;
-  return tag.empty() ? store_->index.GetRecord(element).firstChild
-                     : store_->lookup.FindFirst(element, tag, IgnoresCase());
+  return tagName.empty() ? store_->index.GetRecord(element).firstChild
+                         : store_->lookup.FindFirst(element, tagName, IgnoresCase());
 }
 
-bool MXmlDocument::FindFirstElement(std::wstring_view name) {
-  const std::uint32_t found = FindFirstChild(position_.parent, name);
+bool MXmlDocument::FindFirstElement(std::wstring_view tagName) {
+  const std::uint32_t found = FindFirstChild(position_.parent, tagName);
   if (found == 0) return false;
   position_ = {position_.parent, found, 0, MXmlNodeKind::kElement, 0, 0};
   return true;

@@ -99,7 +99,7 @@ class MXmlDocument {
   /// Replaces the document by a UTF-8 file, with or without byte order mark, and parses it. Returns
   /// true when the file could be read and is well-formed. The document is empty, with an error
   /// text, after a file that cannot be read, is not UTF-8 or holds a zero character; GetFailure()
-  /// returns the step that failed and the system's code. Windows only.
+  /// returns the step that failed and the system's code.
   bool LoadFile(const std::wstring& path);
 
   /// Writes the text to a file as UTF-8 without byte order mark. An existing file is replaced in
@@ -108,24 +108,26 @@ class MXmlDocument {
   /// when `path` is a link to it; alternate streams and further hard links are lost. A
   /// write-protected file is not replaced; one that another program has open is retried for about a
   /// second. Returns false when the file cannot be written or the text has unpaired surrogates:
-  /// GetFailure() returns the reason. Blocks until the text is on the disk. Windows only.
+  /// GetFailure() returns the reason. Blocks until the text is on the disk.
   bool SaveFile(const std::wstring& path);
 
   /// Returns why the last LoadFile() or SaveFile() returned false; an empty failure after one that
   /// returned true. The reference is valid until the next of these calls.
   [[nodiscard]] const MXmlFailure& GetFailure() const noexcept { return failure_; }
 
-  /// True when the text has exactly one top-level element and no errors. Elements without an end
-  /// tag do not count as errors here, though they have an error text.
+  /// Returns true when the text has exactly one top-level element and no errors. Elements without
+  /// an end tag do not count as errors here, though they have an error text.
   [[nodiscard]] bool IsWellFormed() const noexcept;
 
-  /// Returns the first error of the last parse; empty if there was none.
+  /// Returns the first error of each SetDocument() and LoadFile() since the document was created or
+  /// the text was last cleared, oldest first, separated by ", "; empty when there was none. A later
+  /// text without errors does not clear it: IsWellFormed() returns the verdict on that.
   [[nodiscard]] const std::wstring& GetErrorText() const noexcept { return errorText_; }
 
-  /// Returns the offset of that error; 0 when there was none, or when it has no place.
+  /// Returns the offset of the last text's error; 0 when it had none, or one without a place.
   [[nodiscard]] std::size_t GetErrorOffset() const noexcept { return errorOffset_; }
 
-  /// Clears the error text and its offset.
+  /// Clears the error text and the offset, as TakeDocumentText() does too.
   void ClearErrorText() noexcept;
 
   /// Returns line and column of an offset; those of the end of the text for offsets beyond it.
@@ -152,17 +154,17 @@ class MXmlDocument {
 
   /// Moves to the next element of the level with the given tag name, or to the next element at all
   /// when the name is empty.
-  bool FindElement(std::wstring_view name);
+  bool FindElement(std::wstring_view tagName);
 
   /// Moves to the first element of the level with the given tag name, or to the first element at
   /// all when the name is empty. Repeated calls take constant time each, also when they alternate
   /// between levels; a level of more than 32 children may take some 50 bytes per child for that.
-  bool FindFirstElement(std::wstring_view name);
+  bool FindFirstElement(std::wstring_view tagName);
 
   /// Returns the number of the first child of an element that has the given tag name, or of the
   /// first child at all when the name is empty; 0 when there is none. The children of 0 are the
   /// top-level elements. As fast as FindFirstElement(), but does not move the position.
-  [[nodiscard]] std::uint32_t FindFirstChild(std::uint32_t element, std::wstring_view tag);
+  [[nodiscard]] std::uint32_t FindFirstChild(std::uint32_t element, std::wstring_view tagName);
 
   /// Moves to the next node of the level whose kind is one of those given:
   /// `FindNode(MXmlNodeKind::kText | MXmlNodeKind::kCData)`.
@@ -255,15 +257,15 @@ class MXmlDocument {
   /// Returns the children of an element to loop over, of the document when `element` is 0, or only
   /// those with the given tag name: `for (const MXmlElement child :
   /// document.GetChildren(element))`. There are none when there is no such element. Does not move
-  /// the position. The tag is not copied.
+  /// the position. The tag name is not copied.
   [[nodiscard]] MXmlChildren GetChildren(std::uint32_t element,
-                                         std::wstring_view tag = {}) const noexcept {
-    return {*this, element, tag};
+                                         std::wstring_view tagName = {}) const noexcept {
+    return {*this, element, tagName};
   }
 
-  /// Deleted: the loop would use the tag after it was destroyed.
+  /// Deleted: the loop would use the tag name after it was destroyed.
   template <Orvel::Detail::TemporaryString T>
-  MXmlChildren GetChildren(std::uint32_t element, T&& tag) const = delete;
+  MXmlChildren GetChildren(std::uint32_t element, T&& tagName) const = delete;
 
   /// Returns the record of an element, or of the document when `element` is 0; all zeros when there
   /// is no such element.
@@ -279,16 +281,16 @@ class MXmlDocument {
   /// Adds an element with text, or an empty element ("<name/>") when there is no data. Refused when
   /// the name holds white space or one of `<>=\/?!`, or has more than 1020 units. An empty name is
   /// written, though no parser accepts it.
-  bool AddElement(std::wstring_view name, std::wstring_view data = {},
+  bool AddElement(std::wstring_view tagName, std::wstring_view data = {},
                   MXmlReferences references = MXmlReferences::kEscape);
 
   /// AddElement() and SetAttribute() in one.
-  bool AddElement(std::wstring_view name, std::wstring_view data, std::wstring_view attributeName,
-                  std::wstring_view attributeValue,
+  bool AddElement(std::wstring_view tagName, std::wstring_view data,
+                  std::wstring_view attributeName, std::wstring_view attributeValue,
                   MXmlReferences references = MXmlReferences::kEscape);
 
   /// The same with an attribute that was checked at compile time.
-  bool AddElement(std::wstring_view name, std::wstring_view data,
+  bool AddElement(std::wstring_view tagName, std::wstring_view data,
                   const MXmlConstantAttribute& attribute,
                   MXmlReferences references = MXmlReferences::kEscape);
 
@@ -316,10 +318,10 @@ class MXmlDocument {
   /// Renames an element. Refused when the name is empty or AddElement() would refuse it, and when
   /// the new end tag would close a child that has none. Takes time in proportion to the content of
   /// the element, since the end tag behind it changes too.
-  bool SetTagName(std::uint32_t element, std::wstring_view name);
+  bool SetTagName(std::uint32_t element, std::wstring_view tagName);
 
   /// The same for the current element.
-  bool SetTagName(std::wstring_view name) { return SetTagName(GetElement(), name); }
+  bool SetTagName(std::wstring_view tagName) { return SetTagName(GetElement(), tagName); }
 
   /// Removes an element with its content. If the element has a line to itself, the line break and
   /// the blanks before it are removed as well, unless kNoLineBreaks is set.

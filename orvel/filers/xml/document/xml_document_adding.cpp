@@ -21,27 +21,27 @@ using Orvel::Detail::WideBuffer;
 using Orvel::Detail::XmlIndex;
 using Orvel::Detail::XmlRoom;
 
-bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+bool MXmlDocument::AddElement(std::wstring_view tagName, std::wstring_view data,
                               MXmlReferences references) {
   store_->scratch.Clear();
-  ElementText element{name, data, {}};
+  ElementText element{tagName, data, {}};
   return AddElementText(element, references);
 }
 
-bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+bool MXmlDocument::AddElement(std::wstring_view tagName, std::wstring_view data,
                               std::wstring_view attributeName, std::wstring_view attributeValue,
                               MXmlReferences references) {
   if (!IsXmlAttributeName(attributeName)) return false;
   store_->scratch.Clear();
   AppendXmlAttribute(attributeName, attributeValue, references, store_->scratch);
-  ElementText element{name, data, store_->scratch.GetView()};
+  ElementText element{tagName, data, store_->scratch.GetView()};
   return AddElementText(element, references);
 }
 
-bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data,
+bool MXmlDocument::AddElement(std::wstring_view tagName, std::wstring_view data,
                               const MXmlConstantAttribute& attribute, MXmlReferences references) {
   store_->scratch.Clear();
-  ElementText element{name, data, attribute.GetText()};
+  ElementText element{tagName, data, attribute.GetText()};
   return AddElementText(element, references);
 }
 
@@ -113,7 +113,7 @@ bool MXmlDocument::AddNode(MXmlNodeKind kind, std::wstring_view text) {
 bool MXmlDocument::AddSubDocument(std::wstring_view text) {
   if (text.size() > lengthLimit_) return false;
   XmlIndex added;
-  (void)Orvel::Detail::ParseXml(text, IgnoresCase(), added);
+  static_cast<void>(Orvel::Detail::ParseXml(text, IgnoresCase(), added));
   const std::uint32_t root = added.GetRecord(0).firstChild;
   if (root == 0 || added.GetRecord(0).HasFlag(MXmlElementRecord::kIllFormed) ||
       added.GetRecord(root).nextSibling != 0 ||

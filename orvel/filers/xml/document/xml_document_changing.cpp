@@ -73,8 +73,8 @@ bool MXmlDocument::SetData(std::uint32_t element, std::wstring_view data,
   return true;
 }
 
-bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
-  if (!IsEnded(element) || name.empty() || !IsXmlTagName(name)) return false;
+bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view tagName) {
+  if (!IsEnded(element) || tagName.empty() || !IsXmlTagName(tagName)) return false;
   const MXmlElementRecord record = GetRecord(element);
   const std::size_t startTag = record.start;
   const std::size_t oldLength = store_->GetTagName(element).size();
@@ -83,25 +83,25 @@ bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
       record.GetEndTagLength() == 0
           ? 0
           : FindXmlTagName(store_->text.GetView(endTag + 1, record.GetEndTagLength() - 1)).size();
-  const std::size_t startTagLength = record.GetStartTagLength() - oldLength + name.size();
+  const std::size_t startTagLength = record.GetStartTagLength() - oldLength + tagName.size();
   std::size_t endTagLength = record.GetEndTagLength();
-  std::size_t size = store_->text.GetSize() - oldLength + name.size();
+  std::size_t size = store_->text.GetSize() - oldLength + tagName.size();
   if (endTagLength != 0) {
-    endTagLength = endTagLength - oldEndLength + name.size();
-    size = size - oldEndLength + name.size();
-    if (CanEndInside(element, name)) return false;
+    endTagLength = endTagLength - oldEndLength + tagName.size();
+    size = size - oldEndLength + tagName.size();
+    if (CanEndInside(element, tagName)) return false;
   }
   if (startTagLength > MXmlElementRecord::kMaxStartTagLength ||
       endTagLength > MXmlElementRecord::kMaxEndTagLength || size > lengthLimit_) {
     return false;
   }
-  name = store_->KeepOutside(name);
-  store_->text.Reserve(2 * name.size());
+  tagName = store_->KeepOutside(tagName);
+  store_->text.Reserve(2 * tagName.size());
   store_->lookup.NoteRemoved(element, IgnoresCase());
-  SpliceText(element, startTag + 1, startTag + 1 + oldLength, name);
+  SpliceText(element, startTag + 1, startTag + 1 + oldLength, tagName);
   if (record.GetEndTagLength() != 0) {
-    const std::size_t endName = endTag + 2 - oldLength + name.size();
-    SpliceText(element, endName, endName + oldEndLength, name);
+    const std::size_t endName = endTag + 2 - oldLength + tagName.size();
+    SpliceText(element, endName, endName + oldEndLength, tagName);
   }
   store_->index.GetRecord(element).SetTagLengths(static_cast<std::uint32_t>(startTagLength),
                                                  static_cast<std::uint32_t>(endTagLength));
@@ -109,7 +109,7 @@ bool MXmlDocument::SetTagName(std::uint32_t element, std::wstring_view name) {
   return true;
 }
 
-/// True when an end tag of that name would close a child that has no end tag of its own.
+/// Returns true when an end tag of that name would close a child that has no end tag of its own.
 bool MXmlDocument::CanEndInside(std::uint32_t element, std::wstring_view endName) const noexcept {
   for (std::uint32_t child = store_->index.GetRecord(element).firstChild; child != 0;
        child = store_->index.GetRecord(child).nextSibling) {
@@ -129,7 +129,7 @@ bool MXmlDocument::RemoveElement(std::uint32_t element) {
   const std::size_t begin = FindLine(store_->GetStart(element), end);
   store_->Forget(element, IgnoresCase());
   store_->index.MoveGap(end, store_->text.GetSize());
-  (void)store_->text.Replace(begin, end - begin, 0, 0);
+  static_cast<void>(store_->text.Replace(begin, end - begin, 0, 0));
   const auto difference = static_cast<std::uint32_t>(begin - end);
   store_->index.GrowAround(parent, difference);
   const auto place = static_cast<std::uint32_t>(begin);

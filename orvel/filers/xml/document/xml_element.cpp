@@ -19,16 +19,16 @@ std::vector<MXmlAttribute> MXmlElement::GetAttributes() const {
 
 std::wstring MXmlElement::GetSubDocument() const { return document_->GetSubDocument(number_); }
 
-MXmlChildren MXmlElement::GetChildren(std::wstring_view tag) const noexcept {
+MXmlChildren MXmlElement::GetChildren(std::wstring_view tagName) const noexcept {
   // 0 means no element here, but the document to GetChildren().
-  return document_->GetChildren(number_ != 0 ? number_ : document_->GetRecordCount(), tag);
+  return document_->GetChildren(number_ != 0 ? number_ : document_->GetRecordCount(), tagName);
 }
 
 MXmlChildren::Iterator MXmlChildren::begin() const noexcept {
-  return {*document_, tag_, document_->StepIn(parent_, tag_)};
+  return {*document_, tagName_, document_->StepIn(parent_, tagName_)};
 }
 
 MXmlChildren::Iterator& MXmlChildren::Iterator::operator++() noexcept {
-  number_ = document_->StepOn(number_, tag_);
+  number_ = document_->StepOn(number_, tagName_);
   return *this;
 }

@@ -29,7 +29,7 @@ concept TemporaryString = std::same_as<std::remove_const_t<T>, std::wstring>;
 /// Stays valid while the document is edited. Once the element has been removed, or the document
 /// replaced, everything that is read from it is empty.
 ///
-/// As thread-compatible as the document: all operations call const operations of the document.
+/// Thread-compatible, like the document: all operations call const operations of the document.
 class MXmlElement {
  public:
   /// Refers to the element with that number, which need not exist. Borrows the document.
@@ -55,26 +55,26 @@ class MXmlElement {
   /// Returns the text of the element, tags and content included; empty when it does not exist.
   [[nodiscard]] std::wstring GetSubDocument() const;
 
-  /// Returns the children to loop over, or only those with the given tag. The tag is not copied.
-  [[nodiscard]] MXmlChildren GetChildren(std::wstring_view tag = {}) const noexcept;
+  /// Returns the children to loop over, or only those with the given tag name, which is not copied.
+  [[nodiscard]] MXmlChildren GetChildren(std::wstring_view tagName = {}) const noexcept;
 
-  /// Deleted: the loop would use the tag after it was destroyed.
+  /// Deleted: the loop would use the tag name after it was destroyed.
   template <Orvel::Detail::TemporaryString T>
-  MXmlChildren GetChildren(T&& tag) const = delete;
+  MXmlChildren GetChildren(T&& tagName) const = delete;
 
  private:
   const MXmlDocument* document_;
   std::uint32_t number_;
 };
 
-/// The children of an element, or those with a certain tag, for a range-based `for`. Allocates
+/// The children of an element, or those with a certain tag name, for a range-based `for`. Allocates
 /// nothing. Each step takes time in proportion to the children it skips. The document object and
-/// the tag must outlive it.
+/// the tag name must outlive it.
 ///
 /// The document may be edited inside the loop: the loop reaches children that are added behind the
 /// current one, and the current one may be removed.
 ///
-/// As thread-compatible as the document: looping only reads.
+/// Thread-compatible, like the document: looping only reads.
 class MXmlChildren {
  public:
   /// A forward iterator that yields MXmlElement values. All iterators at the end are equal.
@@ -108,7 +108,7 @@ class MXmlChildren {
       return before;
     }
 
-    /// True when both are at the same child, or both at the end.
+    /// Returns true when both are at the same child, or both at the end.
     [[nodiscard]] friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a.number_ == b.number_;
     }
@@ -116,11 +116,11 @@ class MXmlChildren {
    private:
     friend class MXmlChildren;
 
-    Iterator(const MXmlDocument& document, std::wstring_view tag, std::uint32_t number) noexcept
-        : document_(&document), tag_(tag), number_(number) {}
+    Iterator(const MXmlDocument& document, std::wstring_view tagName, std::uint32_t number) noexcept
+        : document_(&document), tagName_(tagName), number_(number) {}
 
     const MXmlDocument* document_ = nullptr;
-    std::wstring_view tag_;
+    std::wstring_view tagName_;
     std::uint32_t number_ = 0;  // 0 at the end
   };
 
@@ -130,16 +130,17 @@ class MXmlChildren {
   [[nodiscard]] Iterator end() const noexcept { return {}; }
   ///@}
 
-  /// True when there are no such children.
+  /// Returns true when there are no such children.
   [[nodiscard]] bool empty() const noexcept { return begin() == end(); }
 
  private:
   friend class MXmlDocument;
 
-  MXmlChildren(const MXmlDocument& document, std::uint32_t parent, std::wstring_view tag) noexcept
-      : document_(&document), tag_(tag), parent_(parent) {}
+  MXmlChildren(const MXmlDocument& document, std::uint32_t parent,
+               std::wstring_view tagName) noexcept
+      : document_(&document), tagName_(tagName), parent_(parent) {}
 
   const MXmlDocument* document_;
-  std::wstring_view tag_;
+  std::wstring_view tagName_;
   std::uint32_t parent_;
 };

@@ -21,7 +21,7 @@ enum class MXmlNodeKind : std::uint32_t {
   return static_cast<MXmlNodeKind>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
 }
 
-/// True when the two combinations have a kind in common.
+/// Returns true when the two combinations have a kind in common.
 [[nodiscard]] constexpr bool Intersects(MXmlNodeKind a, MXmlNodeKind b) noexcept {
   return (static_cast<std::uint32_t>(a) & static_cast<std::uint32_t>(b)) != 0;
 }
@@ -63,7 +63,7 @@ struct MXmlElementRecord {
   [[nodiscard]] constexpr std::uint32_t GetLevel() const noexcept {
     return flagsAndLevel & kMaxLevel;
   }
-  /// True when any of the flags in `flag` is set.
+  /// Returns true when any of the flags in `flag` is set.
   [[nodiscard]] constexpr bool HasFlag(std::uint32_t flag) const noexcept {
     return (flagsAndLevel & flag) != 0;
   }
