@@ -61,8 +61,8 @@ class CrashReporterState {
   const KernelHandle quit_;
   const KernelHandle request_;
   const KernelHandle firstPartDone_;
-  const KernelHandle done_;     // stays set until the crash is over
-  const KernelHandle builder_;  // the thread that built this object; empty: could not be opened
+  const KernelHandle done_;  // stays set until the crash is over
+  const ObservedThread builder_;
   KernelHandle worker_;
   // Sequentially consistent: nothing here is worth a weaker order.
   std::atomic<std::uint32_t> workerId_{0};
@@ -109,8 +109,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),
       firstPartDone_(CreateEventOrRaise(site, EventReset::kAutomatic)),
-      done_(CreateEventOrRaise(site, EventReset::kManual)),
-      builder_(OpenCurrentThread()) {
+      done_(CreateEventOrRaise(site, EventReset::kManual)) {
   folder_.RemoveOldest();
   if (!StartWorker(&WorkerEntry)) {
     const int code = errno;
@@ -161,7 +160,7 @@ unsigned CrashReporterState::SuccessorEntry(void* self) {
 /// one left. Returns the exit code of the thread, which becomes that of the process in this case.
 unsigned CrashReporterState::Work() noexcept {
   const std::array<void*, 3> handles = {quit_.Get(), request_.Get(), builder_.Get()};
-  bool builderLives = static_cast<bool>(builder_);
+  bool builderLives = builder_.Get() != nullptr;
   for (;;) {
     const std::size_t count = builderLives ? 3 : 2;
     switch (
@@ -173,7 +172,7 @@ unsigned CrashReporterState::Work() noexcept {
         builderLives = false;
         break;
       case WaitStatus::kTimeout:
-        if (!writer_.IsBusy() && IsOnlyThread()) return ExitCodeOfThread(builder_.Get());
+        if (!writer_.IsBusy() && IsOnlyThread()) return builder_.GetExitCode();
         break;
       default:
         return 0;

@@ -7,15 +7,25 @@
 
 namespace Orvel::Detail {
 
-KernelHandle OpenCurrentThread() noexcept {
-  return KernelHandle(
-      ::OpenThread(SYNCHRONIZE | THREAD_QUERY_LIMITED_INFORMATION, FALSE, ::GetCurrentThreadId()));
+ObservedThread::ObservedThread() noexcept
+    : thread_(::OpenThread(SYNCHRONIZE | THREAD_QUERY_LIMITED_INFORMATION, FALSE,
+                           ::GetCurrentThreadId())),
+      endSlot_(::FlsAlloc(&OnEnd)) {
+  if (endSlot_ == FLS_OUT_OF_INDEXES || !::FlsSetValue(endSlot_, this)) endsByItself_.store(true);
 }
 
-std::uint32_t ExitCodeOfThread(void* thread) noexcept {
+ObservedThread::~ObservedThread() {
+  if (endSlot_ != FLS_OUT_OF_INDEXES) ::FlsFree(endSlot_);
+}
+
+std::uint32_t ObservedThread::GetExitCode() const noexcept {
   DWORD code = 0;
-  ::GetExitCodeThread(thread, &code);
-  return code;
+  ::GetExitCodeThread(thread_.Get(), &code);
+  return code == 0 && !endsByItself_.load() ? 1 : code;
+}
+
+void ObservedThread::OnEnd(void* self) noexcept {
+  static_cast<ObservedThread*>(self)->endsByItself_.store(true);
 }
 
 bool IsOnlyThread() noexcept {
