@@ -282,6 +282,10 @@ bool MEngineThread::IsWorker() const noexcept {
 }
 
 void MEngineThread::AddEvent(void* handle, std::unique_ptr<MCallbackFunctor> functor) {
+  AppendEvent(handle, functor);
+}
+
+void MEngineThread::AppendEvent(void* handle, std::unique_ptr<MCallbackFunctor>& functor) {
   static MSourceContext context(kClassName, L"AddEvent");
   const MFlowScope scope(context, this);
   if (handle == nullptr) RaiseError(context.At(__LINE__, this), L"NoEvent");
@@ -298,7 +302,7 @@ bool MEngineThread::AddEventWhileInactive(void* handle, std::unique_ptr<MCallbac
   if (IsWorker()) return false;
   const MScopedLock lock(mutex_, lockDepth_);
   if (GetState() != MEngineState::kInactive) return false;
-  AddEvent(handle, std::move(functor));
+  AppendEvent(handle, functor);
   return true;
 }
 

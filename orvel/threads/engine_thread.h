@@ -167,6 +167,8 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
  private:
   static unsigned ThreadEntry(void* self);
 
+  /// `AddEvent`. A functor that is refused stays with the caller, who may have to unlock first.
+  void AppendEvent(void* handle, std::unique_ptr<MCallbackFunctor>& functor);
   void OnFlushWrapper();
   void OnStopWrapper();
   void OnRestartEventLoop();

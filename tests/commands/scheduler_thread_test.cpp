@@ -61,6 +61,12 @@ TEST_F(MSchedulerThreadTest, RegistrationIsRefusedWithoutWaitingUnlessTheThreadI
   thread_->Stop();
   EXPECT_EQ(token.use_count(), 1) << "the refused functors are gone";
   EXPECT_EQ(ErrorOf(registering), "");
+  // What the refused functor owns may call the thread from anywhere.
+  std::shared_ptr<void> owned(nullptr, [&](void*) { std::jthread([&] { thread_->Flush(); }); });
+  EXPECT_EQ(ErrorOf([&] {
+              thread_->RegisterSchedulerEvent(nullptr, MakeCallback([o = std::move(owned)] {}));
+            }),
+            "MEngineThread.AddEvent:NoEvent");
   thread_.reset();
   EXPECT_EQ(token.use_count(), 1);
 }
