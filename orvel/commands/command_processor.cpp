@@ -43,25 +43,27 @@ MCommandProcessor::~MCommandProcessor() {
 
 void MCommandProcessor::SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback) {
   static MSourceContext context(kClassName, L"SetThreadStartCallback");
-  RequireNoWorker(context.At(__LINE__, this));
-  threadStartCallback_ = std::move(callback);
+  // What was set before is destroyed with the parameter, after the lock.
+  if (!SwapWhileInactive(threadStartCallback_, callback)) {
+    RaiseError(context.At(__LINE__, this), L"AlreadyRunning");
+  }
 }
 
 void MCommandProcessor::SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback) {
   static MSourceContext context(kClassName, L"SetThreadEndCallback");
-  RequireNoWorker(context.At(__LINE__, this));
-  threadEndCallback_ = std::move(callback);
+  // What was set before is destroyed with the parameter, after the lock.
+  if (!SwapWhileInactive(threadEndCallback_, callback)) {
+    RaiseError(context.At(__LINE__, this), L"AlreadyRunning");
+  }
 }
 
 void MCommandProcessor::SetQueueGrowthStep(std::int32_t growthStep) {
   static MSourceContext context(kClassName, L"SetQueueGrowthStep");
-  RequireNoWorker(context.At(__LINE__, this));
+  if (IsWorker() || GetState() != MEngineState::kInactive) {
+    RaiseError(context.At(__LINE__, this), L"AlreadyRunning");
+  }
   if (growthStep < 1) RaiseError(context.At(__LINE__, this), L"BadGrowthStep");
   queue_.SetGrowthStep(growthStep);
-}
-
-void MCommandProcessor::RequireNoWorker(const MRaiseSite& site) const {
-  if (GetState() != MEngineState::kInactive) RaiseError(site, L"AlreadyRunning");
 }
 
 void MCommandProcessor::QueueCommand(std::unique_ptr<MCommand> command) {

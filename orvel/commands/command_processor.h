@@ -95,7 +95,6 @@ class MCommandProcessor : public MEngineThread {
   bool ExecuteNextCommand();
   void RunIdleCallback();
   void Abort();
-  void RequireNoWorker(const MRaiseSite& site) const;
 
   std::unique_ptr<MCallbackFunctor> threadStartCallback_;  // changed only while there is no worker
   std::unique_ptr<MCallbackFunctor> threadEndCallback_;    // the same

@@ -306,6 +306,15 @@ bool MEngineThread::AddEventWhileInactive(void* handle, std::unique_ptr<MCallbac
   return true;
 }
 
+bool MEngineThread::SwapWhileInactive(std::unique_ptr<MCallbackFunctor>& kept,
+                                      std::unique_ptr<MCallbackFunctor>& other) {
+  if (IsWorker() || GetState() != MEngineState::kInactive) return false;
+  const MScopedLock lock(mutex_, lockDepth_);
+  if (GetState() != MEngineState::kInactive) return false;
+  kept.swap(other);
+  return true;
+}
+
 bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
   static MSourceContext context(kClassName, L"WaitForEvents");
   const MFlowScope scope(context, this);

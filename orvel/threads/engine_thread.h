@@ -158,6 +158,11 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// is one, and on it; the functor is then destroyed and nothing is added. Any thread.
   [[nodiscard]] bool AddEventWhileInactive(void* handle, std::unique_ptr<MCallbackFunctor> functor);
 
+  /// Exchanges a functor that the worker uses with another one and returns true when there is no
+  /// worker. Returns false, with both unchanged, when there is one, and on it. Any thread.
+  [[nodiscard]] bool SwapWhileInactive(std::unique_ptr<MCallbackFunctor>& kept,
+                                       std::unique_ptr<MCallbackFunctor>& other);
+
   /// Returns true when called on the worker.
   [[nodiscard]] bool IsWorker() const noexcept;
 

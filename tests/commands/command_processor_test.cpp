@@ -100,11 +100,24 @@ TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueW
   EXPECT_FALSE(processor_->IsAborted());
   EXPECT_THAT(trace_, IsEmpty()) << "what was not set up was undone";
 
-  processor_->SetThreadStartCallback(MakeCallback([&] { trace_.emplace_back("start"); }));
+  const auto refused = [&] {
+    EXPECT_EQ(ErrorOf([&] { processor_->SetThreadStartCallback(nullptr); }),
+              "MCommandProcessor.SetThreadStartCallback:AlreadyRunning");
+  };
+  Latch started(1);
+  processor_->SetThreadStartCallback(MakeCallback([&] {
+    refused();
+    trace_.emplace_back("start");
+    started.CountDown();
+  }));
   static_cast<void>(TakeFlowLog());
-  processor_->Start();
-  EXPECT_EQ(ErrorOf([&] { processor_->SetThreadStartCallback(nullptr); }),
-            "MCommandProcessor.SetThreadStartCallback:AlreadyRunning");
+  {
+    // Keeps this thread from marking in time that there is a worker.
+    const SystemCallHook hook(
+        SystemCall::kQueryCounter, [&] { started.Wait(); }, 1);
+    processor_->Start();
+  }
+  refused();
   processor_->Stop();
   EXPECT_THAT(trace_, ElementsAre("start", "command", "end"));
   EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Dismissed_error", "at ~GenericGuard"}),
