@@ -6,7 +6,7 @@
 
 #include "orvel/diagnostics/crash_handler_list.h"
 #include "orvel/foundation/exception.h"
-#include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/kernel_wait.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ MCrashHandlerRegistration::MCrashHandlerRegistration(ICrashHandler& handler)
 
 MCrashHandlerRegistration::~MCrashHandlerRegistration() {
   const ICrashHandler* const handler = handlers[place_].exchange(nullptr);
-  while (running.load() == handler) Orvel::Detail::YieldThread();
+  while (running.load() == handler) Orvel::Detail::SleepFor(1);
 }
 
 namespace Orvel::Detail {

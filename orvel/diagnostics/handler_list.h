@@ -8,6 +8,7 @@
 
 #include "orvel/foundation/exception.h"
 #include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/thread_annotations.h"
 #include "orvel/threads/mutex_imp.h"
 #include "orvel/threads/scoped_lock.h"
@@ -34,7 +35,7 @@ class HandlerList {
       const MScopedLock lock(mutex_, lockDepth_);
       std::erase_if(entries_, [=](const Entry& entry) { return entry.number == number; });
     }
-    while (IsCalledElsewhere(number)) YieldThread();
+    while (IsCalledElsewhere(number)) SleepFor(1);
   }
 
   /// Returns true while a handler of the list runs on the calling thread.
