@@ -3,11 +3,16 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 namespace Orvel::Detail {
 
 /// Codes under which events stand in the ring. Most are reached through an `MFlowEvent`; the two
-/// module codes are recorded by attaching and detaching.
+/// module codes are recorded by attaching and detaching. `kNotify`, `kUpdate` and
+/// `kTimingPointAlias` are never recorded and only have names.
+///
+/// Those from `kRootError` to `kWarning` have a label as their first argument (`HoldsLabel`), so no
+/// other kind may have a code in this range.
 namespace EventCode {
 inline constexpr std::int32_t kLogModuleAdded = -202;
 inline constexpr std::int32_t kLogModuleRemoved = -201;
@@ -63,5 +68,18 @@ inline constexpr std::array<EventName, 18> kEventNames = {{
     {EventCode::kReturnError, "Return_error"},
     {EventCode::kWarning, "Warning"},
 }};
+
+/// Returns the printed name of a code.
+[[nodiscard]] constexpr std::string_view EventText(std::int32_t code) noexcept {
+  for (const EventName& event : kEventNames) {
+    if (event.code == code) return event.name;
+  }
+  return "unknown event";
+}
+
+/// Returns true for the code of an error or a warning, whose first argument is a label.
+[[nodiscard]] constexpr bool HoldsLabel(std::int32_t code) noexcept {
+  return code >= EventCode::kRootError && code <= EventCode::kWarning;
+}
 
 }  // namespace Orvel::Detail

@@ -31,13 +31,6 @@ void AppendPointer(std::string& text, std::uint64_t value) {
   for (int shift = 60; shift >= 0; shift -= 4) text += kHexDigits[(value >> shift) & 0xF];
 }
 
-std::string_view EventText(std::int32_t code) noexcept {
-  for (const EventName& event : kEventNames) {
-    if (event.code == code) return event.name;
-  }
-  return "unknown event";
-}
-
 void WriteText(std::ostream& stream, std::string_view text) {
   // Unformatted, so that the width or base that a caller left in the stream changes nothing.
   stream.write(text.data(), static_cast<std::streamsize>(text.size()));
@@ -133,7 +126,7 @@ std::string FlowDumpWriter::FormatRecord(const EventRecord& record, std::int64_t
 
 /// Appends the arguments of those kinds of event that show them in the first line.
 void FlowDumpWriter::AppendArguments(const EventRecord& record, std::string& text) const {
-  if (record.kind >= EventCode::kRootError && record.kind <= EventCode::kWarning) {
+  if (HoldsLabel(record.kind)) {
     text += ' ';
     if (!AppendLabel(record.arg1, text)) text += "(unknown)";
   }

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "flow_timeline/dump_reader.h"
-#include "flow_timeline/event_text.h"
 #include "orvel/logging/event_codes.h"
 #include "tests/support/flow_log.h"
 
@@ -32,7 +31,7 @@ std::vector<DumpedRecord> ReadFlowDump(std::string_view text) {
     if (record.kind == Detail::EventCode::kTimingPoint) {
       detail = '(' + std::to_string(record.arg1) + ", " + std::to_string(record.arg2) + ')';
     }
-    records.push_back({std::string(FlowTimeline::EventText(record.kind)), std::move(detail),
+    records.push_back({std::string(Detail::EventText(record.kind)), std::move(detail),
                        dump.texts[record.className], dump.texts[record.point],
                        dump.texts[record.objectName], dump.texts[record.threadName], record.time,
                        record.kind, record.arg1, record.arg2, record.classId, record.pointId,

@@ -7,7 +7,6 @@
 #include <system_error>
 #include <utility>
 
-#include "flow_timeline/event_text.h"
 #include "orvel/logging/event_codes.h"
 #include "orvel/logging/label_id.h"
 
@@ -237,7 +236,7 @@ class Reader {
       plain = WithoutCarriageReturns(text);
       text = plain;
     }
-    if (!Take(text, "% ") || !Take(text, EventText(record.kind))) return false;
+    if (!Take(text, "% ") || !Take(text, Orvel::Detail::EventText(record.kind))) return false;
     std::string_view detail;
     if (record.kind == EventCode::kTimingPoint) {
       const std::string values =
@@ -245,8 +244,8 @@ class Reader {
       if (!Take(text, values)) return false;
     }
     const bool isState = record.kind == EventCode::kStateChange;
-    if (isState || IsErrorOrWarning(record.kind) || record.kind == EventCode::kMessageSend ||
-        record.kind == EventCode::kMessageReceive) {
+    if (isState || Orvel::Detail::HoldsLabel(record.kind) ||
+        record.kind == EventCode::kMessageSend || record.kind == EventCode::kMessageReceive) {
       if (!Take(text, isState ? " to " : " ") || !TakeName(text, kInClass, record.arg1, detail)) {
         return false;
       }
@@ -314,5 +313,13 @@ class Reader {
 }  // namespace
 
 Dump ReadDump(std::string_view text) { return Reader(text).Read(); }
+
+std::string ObjectText(std::uint64_t object) {
+  std::string text(16, '0');
+  for (auto digit = text.rbegin(); digit != text.rend(); ++digit, object >>= 4) {
+    *digit = "0123456789ABCDEF"[object & 0xF];
+  }
+  return text;
+}
 
 }  // namespace FlowTimeline

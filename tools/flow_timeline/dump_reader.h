@@ -47,4 +47,7 @@ struct Dump {
 /// whatever the text holds. A byte of a name becomes the character of that number.
 [[nodiscard]] Dump ReadDump(std::string_view text);
 
+/// Returns an object as dumps print it: sixteen upper-case hex digits.
+[[nodiscard]] std::string ObjectText(std::uint64_t object);
+
 }  // namespace FlowTimeline

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "flow_timeline/event_text.h"
 #include "flow_timeline/page_files.h"
+#include "orvel/logging/event_codes.h"
 #include "orvel/logging/event_ring.h"
 
 namespace FlowTimeline {
@@ -109,7 +109,7 @@ class PageData {
     if (isNewObject) objects_.push_back({ObjectText(record.object), record.objectName});
     const auto [event, isNewEvent] =
         eventNumbers_.try_emplace(record.kind, static_cast<std::int64_t>(eventNumbers_.size()));
-    if (isNewEvent) events_.push_back({record.kind, EventText(record.kind)});
+    if (isNewEvent) events_.push_back({record.kind, Orvel::Detail::EventText(record.kind)});
     const std::array<std::int64_t, 8> key = {event->second,  record.classId, record.className,
                                              record.pointId, record.point,   object->second,
                                              thread,         record.detail};

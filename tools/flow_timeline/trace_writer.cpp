@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "flow_timeline/event_text.h"
 #include "orvel/logging/event_codes.h"
 
 namespace FlowTimeline {
@@ -31,7 +30,7 @@ const char* CategoryOf(const Record& record) {
     case EventCode::kDestruction:
       return "life";
     default:
-      return IsErrorOrWarning(record.kind) ? "error" : "event";
+      return Orvel::Detail::HoldsLabel(record.kind) ? "error" : "event";
   }
 }
 
@@ -212,7 +211,7 @@ class TraceWriter {
 
   [[nodiscard]] std::string NameOf(const Record& record) const {
     const bool hasDetail = record.detail != kNoText;
-    return std::string(EventText(record.kind)) + ' ' +
+    return std::string(Orvel::Detail::EventText(record.kind)) + ' ' +
            (hasDetail ? timeline_.GetText(record.detail) : PlaceOf(record));
   }
 
