@@ -57,6 +57,8 @@ void WaitForWorker(const MRaiseSite& site, void* event, void* thread) {
 
 MEngineThread::MEngineThread(std::uint64_t arg, const wchar_t* objectName)
     : mutex_(MakeWinMutex()),
+      restartLoop_(
+          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
       flushRequest_(
           CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
       stopRequest_(
@@ -64,8 +66,6 @@ MEngineThread::MEngineThread(std::uint64_t arg, const wchar_t* objectName)
       threadStarted_(
           CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
       flushDone_(
-          CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
-      restartLoop_(
           CreateEventOrRaise(ConstructionContext().At(__LINE__, this), EventReset::kAutomatic)),
       arg_(arg) {
   NameFlowObject(this, objectName);
@@ -87,12 +87,7 @@ MEngineThread::~MEngineThread() {
         L"the worker loses what it runs");
   }
   StopBeforeDestruction();
-  handlers_.clear();
-  flushDone_.Close();
-  threadStarted_.Close();
-  stopRequest_.Close();
-  flushRequest_.Close();
-  restartLoop_.Close();
+  handlers_.clear();  // while the object is whole: what functors own may look at its state
 }
 
 void MEngineThread::OnFlush() {}

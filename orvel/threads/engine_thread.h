@@ -191,11 +191,11 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   // the id to another thread. Release where it is written, acquire in IsWorker.
   std::atomic<std::uint32_t> threadId_{0};
   Orvel::Detail::KernelHandle thread_ ORVEL_GUARDED_BY(*mutex_);
+  Orvel::Detail::KernelHandle restartLoop_;    // auto-reset
   Orvel::Detail::KernelHandle flushRequest_;   // auto-reset
   Orvel::Detail::KernelHandle stopRequest_;    // manual-reset: stays signalled until Start
   Orvel::Detail::KernelHandle threadStarted_;  // auto-reset
   Orvel::Detail::KernelHandle flushDone_;      // auto-reset
-  Orvel::Detail::KernelHandle restartLoop_;    // auto-reset
   // Parallel lists, changed only while there is no worker or on it.
   std::vector<void*> waitables_;
   std::vector<std::unique_ptr<MCallbackFunctor>> handlers_;
