@@ -21,10 +21,7 @@ EventRecord EventRing::Read(std::uint32_t index) const noexcept {
 }
 
 EventRing::Span EventRing::StopRecording() noexcept {
-  std::uint32_t old = control_.load(std::memory_order_relaxed);
-  while (!control_.compare_exchange_weak(old, old & ~kRecordingEnabled, std::memory_order_acq_rel,
-                                         std::memory_order_relaxed)) {
-  }
+  const std::uint32_t old = control_.fetch_and(~kRecordingEnabled, std::memory_order_acq_rel);
   // Dropped events are counted as well, so the word no longer shows where the records end when
   // recording was off already.
   if ((old & kRecordingEnabled) != 0) stopWord_.store(old, std::memory_order_relaxed);

@@ -11,7 +11,7 @@ MFlowPoint::MFlowPoint(const wchar_t* className, const wchar_t* functionName) no
       functionId_(FlowLabelId(functionName_)) {
   MKLoggerAdapter& logger = flowLogger();
   logger.nameLabel(classId_, className_);
-  logger.nameLabelFor(0, functionId_, functionName_);
+  logger.nameLabel(functionId_, functionName_);
 }
 
 void MFlowPoint::Record(MFlowEvent kind, const void* object, std::int32_t arg1,
