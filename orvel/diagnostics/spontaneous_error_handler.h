@@ -8,7 +8,7 @@
 #include "orvel/threads/engine_thread.h"
 #include "orvel/threads/non_copyable.h"
 
-/// Is called for errors that have no caller and are recorded in the flow log as dismissed: errors
+/// Called for errors that have no caller and are recorded in the flow log as dismissed: errors
 /// of idle callbacks, scheduled events, clean-ups and destructors, of workers that fail, and those
 /// that the program itself passes to `RecordDismissed`. Put into use by an
 /// `MSpontaneousErrorRegistration`.

@@ -7,7 +7,7 @@
 #include "orvel/threads/engine_thread.h"
 #include "orvel/threads/non_copyable.h"
 
-/// Is called for workers that fail: an `MException` left the thread's function, as one of a plain
+/// Called for workers that fail: an `MException` left the thread's function, as one of a plain
 /// command does. Without such a handler the owner learns of it only at its next `Flush`. Put into
 /// use by an `MThreadErrorRegistration`.
 ///

@@ -5,22 +5,22 @@
 #include <iosfwd>
 
 /// Kinds of flow event as callers of `MFlowLogger::logEvent` pass them. The logger translates each
-/// to the code that it records and prints.
+/// to the code that it records and prints. A kind with arguments names them after the semicolon.
 enum class MFlowEvent : std::int32_t {
   kTimingPoint = 0,       ///< a point was reached; two values of the caller's own
-  kRootError = 1,         ///< an error was raised; first argument: its label
-  kCascadeError = 2,      ///< an error was raised while a standard exception was being handled
-  kDismissedError = 3,    ///< an error was caught and swallowed
+  kRootError = 1,         ///< an error was raised; its label, the source line
+  kCascadeError = 2,      ///< the same, while a standard exception was being handled
+  kDismissedError = 3,    ///< an error was caught and dismissed; its label, 0
   kConstruction = 4,      ///< an object was built
   kDestruction = 5,       ///< an object is being destroyed
-  kStateChange = 6,       ///< first argument: the new state
+  kStateChange = 6,       ///< the object has changed its state; the new state
   kScopePush = 7,         ///< a scope was entered
   kScopePop = 8,          ///< a scope was left
   kTimingPointAlias = 9,  ///< records the same code as kTimingPoint
-  kReturnError = 10,    ///< an error was reported through a return value; first argument: its label
-  kWarning = 11,        ///< first argument: a label
-  kMessageSend = 12,    ///< first argument: the message
-  kMessageReceive = 13  ///< first argument: the message
+  kReturnError = 10,      ///< an error was reported as a return value; its label, the source line
+  kWarning = 11,          ///< a warning; its label
+  kMessageSend = 12,      ///< a message was sent; its number
+  kMessageReceive = 13    ///< a message was received; its number
 };
 
 /// Returns an object's address in the form that flow events store: 0, which means none, for null.

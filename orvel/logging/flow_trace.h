@@ -11,9 +11,9 @@
 ///     static const MFlowPoint point(L"Importer", L"Open");
 ///     const MFlowScope scope(point, this);
 ///
-/// Construction registers both names with the process's flow logger; recording afterwards is one
-/// record, without lock, allocation or work on text. Immutable, so any thread may use it, and
-/// trivially destructible, so it works to the very end of the process. Raises nothing.
+/// Construction registers both names with the process's flow logger; recording with Record or Trace
+/// afterwards is one record, without lock, allocation or work on text. Immutable, so any thread may
+/// use it, and trivially destructible, so it works to the very end of the process. Raises nothing.
 class MFlowPoint {
  public:
   /// For a constructor both names are the class's. The strings are borrowed for the point's life;
@@ -34,13 +34,15 @@ class MFlowPoint {
   /// Records an event of `kind` at this point, concerning `object` (null: none).
   void Record(MFlowEvent kind, const void* object, std::int32_t arg1 = 0,
               std::int32_t arg2 = 0) const noexcept;
-  /// Records a trace message: that this point was reached.
+  /// Records that this point was reached (kTimingPoint).
   void Trace(const void* object) const noexcept { Record(MFlowEvent::kTimingPoint, object); }
   /// Registers `name` as a label and records it with an error or warning kind; `arg2` is by
-  /// custom the source line.
+  /// custom the source line. Takes a lock and, for a new name, allocates; without memory the name
+  /// is dropped.
   void RecordNamed(MFlowEvent kind, const void* object, const wchar_t* name,
                    std::int32_t arg2 = 0) const noexcept;
-  /// Registers the name of a state of this point's class.
+  /// Registers the name of a state of this point's class. Takes a lock and, for a new name,
+  /// allocates; without memory the name is dropped.
   void NameState(std::int32_t state, const wchar_t* name) const noexcept;
 
  private:
@@ -50,7 +52,7 @@ class MFlowPoint {
   std::int32_t functionId_;
 };
 
-/// Records entry into a scope when built and leaving it when destroyed, also by an exception.
+/// Records that a scope is entered when built, and left when destroyed, even by an exception.
 /// Thread-affine, like any local variable.
 class [[nodiscard]] MFlowScope {
  public:

@@ -32,7 +32,7 @@ class MThreadSafeFifoInput {
   /// Moves the oldest element into `item` and returns true. Returns false, with `item` unchanged,
   /// when the queue is empty.
   virtual bool Pop(T& item) = 0;
-  /// Returns true when the not-empty event is unsignalled.
+  /// Returns true when nothing is queued, and when the look at the event fails.
   virtual bool IsEmpty() = 0;
   /// Returns the number of elements.
   virtual std::int32_t GetSize() = 0;
