@@ -14,6 +14,7 @@ using Orvel::Detail::kXmlSpace;
 using Orvel::Detail::kXmlTagNameEnd;
 using Orvel::Detail::SkipXmlChars;
 using Orvel::Detail::XmlIndex;
+using Orvel::Detail::XmlStore;
 using Orvel::Detail::XmlToken;
 using Orvel::Detail::XmlTokenKind;
 
@@ -41,10 +42,17 @@ ScannedNode ScanNode(std::wstring_view text) noexcept {
           static_cast<std::size_t>(textEnd - begin)};
 }
 
+/// Returns the first child of an element that exists, with a tag name unless that is empty.
+std::uint32_t FindFirst(XmlStore& store, std::uint32_t element, std::wstring_view tagName,
+                        bool ignoreCase) {
+  return tagName.empty() ? store.index.GetRecord(element).firstChild
+                         : store.lookup.FindFirst(element, tagName, ignoreCase);
+}
+
 }  // namespace
 
 MXmlDocument::MXmlDocument(std::uint32_t flags)
-    : flags_(flags), store_(std::make_unique<Orvel::Detail::XmlStore>()) {}
+    : flags_(flags), store_(std::make_unique<XmlStore>()) {}
 
 MXmlDocument::~MXmlDocument() = default;
 
@@ -161,12 +169,11 @@ std::uint32_t MXmlDocument::StepOn(std::uint32_t element, std::wstring_view tag)
 
 std::uint32_t MXmlDocument::FindFirstChild(std::uint32_t element, std::wstring_view tagName) {
   if (element != 0 && !store_->IsElement(element)) return 0;
-  return tagName.empty() ? store_->index.GetRecord(element).firstChild
-                         : store_->lookup.FindFirst(element, tagName, IgnoresCase());
+  return FindFirst(*store_, element, tagName, IgnoresCase());
 }
 
 bool MXmlDocument::FindFirstElement(std::wstring_view tagName) {
-  const std::uint32_t found = FindFirstChild(position_.parent, tagName);
+  const std::uint32_t found = FindFirst(*store_, position_.parent, tagName, IgnoresCase());
   if (found == 0) return false;
   position_ = {position_.parent, found, 0, MXmlNodeKind::kElement, 0, 0};
   return true;

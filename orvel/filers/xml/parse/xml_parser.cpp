@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <optional>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -61,6 +61,7 @@ class XmlParser {
   void EndInnermost(std::uint32_t start, std::uint32_t length);
   [[nodiscard]] std::size_t FindOpen(std::wstring_view name, std::size_t offset);
   void CloseUnended(std::size_t from);
+  void RefuseMarkup(const wchar_t* text, const wchar_t* construct, const wchar_t* begin);
   void MarkError() noexcept;
   void SetError(std::wstring_view text, std::initializer_list<std::wstring_view> names,
                 std::initializer_list<std::size_t> offsets, std::size_t offset);
@@ -68,10 +69,10 @@ class XmlParser {
   const std::wstring_view text_;
   const bool ignoreCase_;
   XmlIndex& index_;
-  std::vector<OpenElement> open_;          // innermost last
-  std::uint32_t lastChild_ = 0;            // of the innermost open element, or of the document
-  std::optional<XmlOpenNames> openNames_;  // of all of open_, once it was needed
-  std::size_t vainSteps_ = 0;              // of searches that failed
+  std::vector<OpenElement> open_;            // innermost last
+  std::uint32_t lastChild_ = 0;              // of the innermost open element, or of the document
+  std::unique_ptr<XmlOpenNames> openNames_;  // of all of open_, once it was needed
+  std::size_t vainSteps_ = 0;                // of searches that failed
   XmlParseError error_;
 };
 
@@ -101,19 +102,13 @@ void XmlParser::ParseChildren() {
       case XmlTokenKind::kNode:
         break;
       case XmlTokenKind::kIncorrect:
-        MarkError();
-        SetError(L"Incorrect %s at offset %d", {token.construct},
-                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        RefuseMarkup(L"Incorrect %s at offset %d", token.construct, next);
         break;
       case XmlTokenKind::kUnterminated:
-        MarkError();
-        SetError(L"%s at offset %d unterminated", {token.construct},
-                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        RefuseMarkup(L"%s at offset %d unterminated", token.construct, next);
         break;
       case XmlTokenKind::kTooLong:
-        MarkError();
-        SetError(L"%s at offset %d too long", {token.construct},
-                 {static_cast<std::size_t>(next - begin)}, static_cast<std::size_t>(next - begin));
+        RefuseMarkup(L"%s at offset %d too long", token.construct, next);
         break;
     }
     next += token.length;
@@ -202,7 +197,7 @@ std::size_t XmlParser::FindOpen(std::wstring_view name, std::size_t offset) {
     }
     vainSteps_ += open_.size() * (name.size() + 1);
     if (vainSteps_ > offset) {
-      openNames_.emplace(ignoreCase_);
+      openNames_ = std::make_unique<XmlOpenNames>(ignoreCase_);
       for (const OpenElement& element : open_) openNames_->Push(element.GetName());
     }
     return XmlOpenNames::kNone;
@@ -238,6 +233,12 @@ void XmlParser::CloseUnended(std::size_t from) {
   lastChild_ = last;
   open_.resize(from);
   if (openNames_) openNames_->PopTo(from);
+}
+
+void XmlParser::RefuseMarkup(const wchar_t* text, const wchar_t* construct, const wchar_t* begin) {
+  const auto offset = static_cast<std::size_t>(begin - text_.data());
+  MarkError();
+  SetError(text, {construct}, {offset}, offset);
 }
 
 void XmlParser::MarkError() noexcept {

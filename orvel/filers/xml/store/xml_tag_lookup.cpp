@@ -60,9 +60,7 @@ void XmlTagLookup::NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) n
   }
 }
 
-XmlTagLookup::Level* XmlTagLookup::FindLevel(std::uint32_t parent) noexcept {
-  if (levels_.empty()) return nullptr;
-  if (recent_ != nullptr && recent_->parent == parent) return recent_;
+XmlTagLookup::Level* XmlTagLookup::FindOtherLevel(std::uint32_t parent) noexcept {
   const auto found = levels_.find(parent);
   if (found == levels_.end()) return nullptr;
   recent_ = &found->second;

@@ -64,7 +64,11 @@ class XmlTagLookup {
 
   void NoteAddedToLevel(std::uint32_t number, bool ignoreCase);
   void NoteRemovedFromLevel(std::uint32_t number, bool ignoreCase) noexcept;
-  [[nodiscard]] Level* FindLevel(std::uint32_t parent) noexcept;
+  [[nodiscard]] Level* FindLevel(std::uint32_t parent) noexcept {
+    if (levels_.empty()) return nullptr;
+    return recent_ != nullptr && recent_->parent == parent ? recent_ : FindOtherLevel(parent);
+  }
+  [[nodiscard]] Level* FindOtherLevel(std::uint32_t parent) noexcept;
   [[nodiscard]] Level* FindTableOf(std::uint32_t child) noexcept;
   void AddLevel(std::uint32_t parent);
   void BuildTable(Level& level, bool ignoreCase);
