@@ -36,7 +36,7 @@ TerminalWriter::~TerminalWriter() {
   } catch (const MException& exception) {
     RecordDismissed(point, this, exception);
   } catch (const std::exception&) {
-    // Without memory for a wait, the text that is still queued is lost.
+    // Without memory for the last event, the text that is still queued is lost.
   }
 }
 
@@ -83,20 +83,8 @@ void TerminalWriter::Flush() {
 }
 
 void TerminalWriter::WaitUntilWritten() {
-  {
-    const std::lock_guard lock(mutex_);
-    isWritten_ = false;
-  }
-  // Disabling the scheduler would leave events in the queue, so a last event reports that the
-  // others have run.
-  scheduler_.ScheduleDesyncEvent(MakeDesyncEvent([this] {
-    EraseProgress();
-    const std::lock_guard lock(mutex_);
-    isWritten_ = true;
-    written_.notify_one();
-  }));
-  std::unique_lock lock(mutex_);
-  written_.wait(lock, [this] { return isWritten_; });
+  scheduler_.ScheduleDesyncEvent(MakeDesyncEvent([this] { EraseProgress(); }));
+  scheduler_.Flush();
 }
 
 void TerminalWriter::RaiseFailure() const {

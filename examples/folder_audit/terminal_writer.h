@@ -2,11 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -66,10 +64,7 @@ class TerminalWriter {
   std::exception_ptr failure_;  // set once, by the scheduler's thread, before hasFailed_
   std::atomic<bool> hasFailed_{false};         // release when set, acquire in RaiseFailure()
   std::atomic<bool> progressIsQueued_{false};  // relaxed: orders nothing
-  std::mutex mutex_;
-  std::condition_variable written_;  // when isWritten_ becomes true
-  bool isWritten_ = false;           // under mutex_: the last event of a wait has run
-  MDesyncEventScheduler scheduler_;  // its events use the others, so it ends first
+  MDesyncEventScheduler scheduler_;            // its events use the others, so it ends first
 };
 
 }  // namespace FolderAudit
