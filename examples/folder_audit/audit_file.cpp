@@ -4,13 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <string_view>
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/filers/tagged_section.h"
+#include "orvel/filers/tagged_values.h"
 #include "orvel/platform/unique_handle.h"
 
 namespace FolderAudit {
@@ -84,51 +85,35 @@ bool FromHex(std::wstring_view hex, std::wstring& text) {
   return true;
 }
 
-bool ParseSize(std::wstring_view text, std::uint64_t& size) {
-  constexpr std::uint64_t kMax = (std::numeric_limits<std::uint64_t>::max)();
-  size = 0;
-  for (const wchar_t digit : text) {
-    if (digit < L'0' || digit > L'9') return false;
-    const auto value = static_cast<std::uint64_t>(digit - L'0');
-    if (size > (kMax - value) / 10) return false;
-    size = size * 10 + value;
-  }
-  return !text.empty();
-}
-
 bool IsHash(std::wstring_view text) {
   return text.size() == kHashLength && text.find_first_not_of(kHexDigits) == text.npos;
 }
 
-bool WriteEntry(MOutFilerTaggedXml& filer, const AuditEntry& entry) {
+bool WriteEntry(IOutFilerTagged& out, const AuditEntry& entry) {
   const std::wstring path = ValidText(entry.relativePath);
   const bool isWhole = path == entry.relativePath;
-  // Sizes have 64 bits, which no kind of number has: they go as text.
-  return filer.BeginSection(kEntrySection) && filer.WriteString(kPathTag, path) &&
-         (isWhole || filer.WriteString(kPathUnitsTag, ToHex(entry.relativePath))) &&
-         filer.WriteString(kSizeTag, std::to_wstring(entry.sizeInBytes)) &&
-         filer.WriteString(kHashTag, std::wstring(entry.sha256.begin(), entry.sha256.end())) &&
-         (!entry.error || ValidText(*entry.error).WriteChain({nullptr, &filer}, kErrorSection)) &&
-         filer.EndSection();
+  MTaggedSection section(out, kEntrySection);
+  return section && WriteTagged(out, kPathTag, path) &&
+         (isWhole || WriteTagged(out, kPathUnitsTag, ToHex(entry.relativePath))) &&
+         WriteTagged(out, kSizeTag, entry.sizeInBytes) &&
+         WriteTagged(out, kHashTag, std::wstring(entry.sha256.begin(), entry.sha256.end())) &&
+         (!entry.error || ValidText(*entry.error).WriteChain({nullptr, &out}, kErrorSection)) &&
+         section.Close();
 }
 
 /// Reads the entry that is open. What makes no sense is false as well: the file may be anybody's.
-bool ReadEntry(MInFilerTaggedXml& filer, AuditEntry& entry) {
-  std::wstring size;
+bool ReadEntry(IInFilerTagged& in, AuditEntry& entry) {
   std::wstring hash;
   std::wstring units;
-  if (!filer.ReadString(kPathTag, entry.relativePath, {}) ||
-      !filer.ReadString(kSizeTag, size, {}) || !filer.ReadString(kHashTag, hash, {}) ||
-      !ParseSize(size, entry.sizeInBytes)) {
+  if (!ReadTagged(in, kPathTag, entry.relativePath, {}) ||
+      !ReadTagged(in, kSizeTag, entry.sizeInBytes, 0) || !ReadTagged(in, kHashTag, hash, {})) {
     return false;
   }
-  if (filer.ReadString(kPathUnitsTag, units, {}) && !FromHex(units, entry.relativePath)) {
-    return false;
-  }
+  if (ReadTagged(in, kPathUnitsTag, units, {}) && !FromHex(units, entry.relativePath)) return false;
   if (entry.relativePath.empty()) return false;
-  if (filer.BeginSection(kErrorSection)) {
+  if (MTaggedSection chain(in, kErrorSection); chain) {
     entry.error.emplace();
-    return hash.empty() && entry.error->ReadChain({&filer, nullptr}) && filer.EndSection();
+    return hash.empty() && entry.error->ReadChain({&in, nullptr}) && chain.Close();
   }
   for (const wchar_t digit : hash) entry.sha256 += static_cast<char>(digit);
   return IsHash(hash);
@@ -161,11 +146,11 @@ void SaveAudit(const std::wstring& file, const std::wstring& folder,
   static MSourceContext context(L"AuditFile", L"SaveAudit");
   const MFlowScope scope(context, nullptr);
   MOutFilerTaggedXml filer;
-  bool isWritten = filer.BeginSection(kAuditSection) &&
-                   filer.WriteUnsignedInt(kFormatTag, kFormat) &&
-                   filer.WriteString(kFolderTag, ValidText(folder));
+  MTaggedSection audit(filer, kAuditSection);
+  bool isWritten = audit && WriteTagged(filer, kFormatTag, kFormat) &&
+                   WriteTagged(filer, kFolderTag, ValidText(folder));
   for (const AuditEntry& entry : entries) isWritten = isWritten && WriteEntry(filer, entry);
-  if (!isWritten || !filer.EndSection() || !filer.SaveFile(file)) {
+  if (!isWritten || !audit.Close() || !filer.SaveFile(file)) {
     MError error(context.At(__LINE__, nullptr), L"CannotSave");
     error.AddParameter(L"file", file);
     if (const std::wstring reason = filer.GetFailure().GetText(); !reason.empty()) {
@@ -179,14 +164,14 @@ StoredAudit LoadAudit(const std::wstring& file) {
   static MSourceContext context(L"AuditFile", L"LoadAudit");
   const MFlowScope scope(context, nullptr);
   const std::unique_ptr<MInFilerTaggedXml> filer = MInFilerTaggedXml::FromFile(file);
+  const MTaggedSection section(*filer, kAuditSection);
   StoredAudit audit;
-  std::uint32_t format = 0;
-  bool isRead = filer->BeginSection(kAuditSection) &&
-                filer->ReadUnsignedInt(kFormatTag, format, 0) && format == kFormat &&
-                filer->ReadString(kFolderTag, audit.folder, {});
-  while (isRead && filer->BeginNextSection(kEntrySection)) {
-    AuditEntry& entry = audit.entries.emplace_back();
-    isRead = ReadEntry(*filer, entry) && filer->EndSection();
+  bool isRead = section && ReadTagged<std::uint32_t>(*filer, kFormatTag, 0) == kFormat &&
+                ReadTagged(*filer, kFolderTag, audit.folder, {});
+  while (isRead) {
+    MTaggedSection entry = MTaggedSection::Next(*filer, kEntrySection);
+    if (!entry) break;
+    isRead = ReadEntry(*filer, audit.entries.emplace_back()) && entry.Close();
   }
   if (!isRead) {
     MError error(context.At(__LINE__, nullptr), L"CannotLoad");

@@ -2,7 +2,7 @@
 #include "folder_audit/console_interrupt.h"
 
 #include "folder_audit/windows_api.h"
-#include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 #include "orvel/logging/flow_log.h"
 
 namespace FolderAudit {
@@ -36,7 +36,7 @@ std::stop_token WatchConsoleInterrupt() {
   ::SetConsoleCtrlHandler(nullptr, FALSE);
   if (!::SetConsoleCtrlHandler(OnConsoleEvent, TRUE)) {
     const DWORD code = ::GetLastError();
-    RaiseError(context.At(__LINE__, &Interrupt()), L"CannotWatchConsole", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, &Interrupt()), L"CannotWatchConsole", code);
   }
   return Interrupt().get_token();
 }

@@ -2,6 +2,7 @@
 #include "folder_audit/file_reader.h"
 
 #include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 
 namespace FolderAudit {
 namespace {
@@ -31,7 +32,7 @@ void FileReader::Open(const std::wstring& path) {
                                  OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
   if (!file) {
     const DWORD code = ::GetLastError();
-    RaiseError(context.At(__LINE__, this), L"CannotOpenFile", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, this), L"CannotOpenFile", code);
   }
   // Reading a pipe would wait until another program writes into it.
   if (::GetFileType(file.Get()) != FILE_TYPE_DISK) {
@@ -46,7 +47,7 @@ std::size_t FileReader::Read(std::span<unsigned char> buffer) {
   DWORD count = 0;
   if (!::ReadFile(file_.Get(), buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr)) {
     const DWORD code = ::GetLastError();
-    RaiseError(context.At(__LINE__, this), L"CannotReadFile", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, this), L"CannotReadFile", code);
   }
   return count;
 }
@@ -64,7 +65,7 @@ FileReader::Version FileReader::QueryVersion(HANDLE file) const {
   FILETIME lastWrite;
   if (!::GetFileSizeEx(file, &size) || !::GetFileTime(file, nullptr, nullptr, &lastWrite)) {
     const DWORD code = ::GetLastError();
-    RaiseError(context.At(__LINE__, this), L"CannotQueryFile", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, this), L"CannotQueryFile", code);
   }
   return {static_cast<std::uint64_t>(size.QuadPart),
           static_cast<std::uint64_t>(lastWrite.dwHighDateTime) << 32 | lastWrite.dwLowDateTime};

@@ -2,7 +2,7 @@
 #include "folder_audit/paths.h"
 
 #include "folder_audit/windows_api.h"
-#include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 
 namespace FolderAudit {
 
@@ -18,7 +18,7 @@ std::wstring MakeFullPath(const std::wstring& path) {
         ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
     if (length == 0) {
       const DWORD code = ::GetLastError();
-      RaiseError(context.At(__LINE__, nullptr), L"BadPath", L"winErrorCode", code);
+      RaiseSystemError(context.At(__LINE__, nullptr), L"BadPath", code);
     }
   } while (length >= full.size());
   full.resize(length);

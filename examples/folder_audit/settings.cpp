@@ -4,6 +4,8 @@
 #include "folder_audit/error_text.h"
 #include "orvel/filers/in_filer_tagged_registry.h"
 #include "orvel/filers/out_filer_tagged_registry.h"
+#include "orvel/filers/tagged_section.h"
+#include "orvel/filers/tagged_values.h"
 #include "orvel/foundation/exception.h"
 
 namespace FolderAudit {
@@ -20,6 +22,16 @@ std::wstring OrNone(const std::wstring& path) {
   return path.empty() ? L"none yet" : Printable(path);
 }
 
+bool WriteSettings(IOutFilerTagged& out, const Settings& settings) {
+  if (!WriteTagged(out, kFolderTag, settings.lastFolder) ||
+      !WriteTagged(out, kAuditFileTag, settings.lastAuditFile)) {
+    return false;
+  }
+  MTaggedSection counters(out, kCountersSection);
+  return counters && WriteTagged(out, kRunTag, settings.auditsRun) &&
+         WriteTagged(out, kInterruptedTag, settings.auditsInterrupted) && counters.Close();
+}
+
 }  // namespace
 
 Settings LoadSettings(const std::wstring& applicationKey) {
@@ -27,13 +39,11 @@ Settings LoadSettings(const std::wstring& applicationKey) {
   const MFlowScope scope(point, nullptr);
   Settings settings;
   IInFilerTaggedRegistry filer(kRoot, applicationKey);
-  // Whether a value was found does not matter: without it the default stands.
-  filer.ReadString(kFolderTag, settings.lastFolder, {});
-  filer.ReadString(kAuditFileTag, settings.lastAuditFile, {});
-  filer.BeginSection(kCountersSection);
-  filer.ReadUnsignedInt(kRunTag, settings.auditsRun, 0);
-  filer.ReadUnsignedInt(kInterruptedTag, settings.auditsInterrupted, 0);
-  filer.EndSection();
+  settings.lastFolder = ReadTagged<std::wstring>(filer, kFolderTag, {});
+  settings.lastAuditFile = ReadTagged<std::wstring>(filer, kAuditFileTag, {});
+  const MTaggedSection counters(filer, kCountersSection);
+  settings.auditsRun = ReadTagged<std::uint32_t>(filer, kRunTag, 0);
+  settings.auditsInterrupted = ReadTagged<std::uint32_t>(filer, kInterruptedTag, 0);
   return settings;
 }
 
@@ -41,12 +51,7 @@ void SaveSettings(const std::wstring& applicationKey, const Settings& settings) 
   static MSourceContext context(L"Settings", L"SaveSettings");
   const MFlowScope scope(context, nullptr);
   IOutFilerTaggedRegistry filer(kRoot, applicationKey);
-  const bool isWritten =
-      filer.WriteString(kFolderTag, settings.lastFolder) &&
-      filer.WriteString(kAuditFileTag, settings.lastAuditFile) &&
-      filer.BeginSection(kCountersSection) && filer.WriteUnsignedInt(kRunTag, settings.auditsRun) &&
-      filer.WriteUnsignedInt(kInterruptedTag, settings.auditsInterrupted) && filer.EndSection();
-  if (!isWritten) {
+  if (!WriteSettings(filer, settings)) {
     MError error(context.At(__LINE__, nullptr), L"CannotSave");
     error.AddParameter(L"key", applicationKey);
     throw MException(error);

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "folder_audit/windows_api.h"
-#include "orvel/foundation/exception.h"
+#include "orvel/foundation/system_error.h"
 
 namespace FolderAudit {
 namespace {
@@ -57,7 +57,7 @@ void TextOutput::Write(std::wstring_view text) {
   static MSourceContext context(kClassName, L"Write");
   const std::uint32_t code = WriteText(text);
   if (code != ERROR_SUCCESS) {
-    RaiseError(context.At(__LINE__, this), L"CannotWrite", L"winErrorCode", code);
+    RaiseSystemError(context.At(__LINE__, this), L"CannotWrite", code);
   }
 }
 
