@@ -40,7 +40,7 @@ class MCommandProcessor : public MEngineThread {
  public:
   /// `threadArg` is passed to `MEngineThread`; the two arguments after it are not used.
   /// `idleCallback` may be null; it runs on the worker, and an `MException` that it raises is
-  /// recorded in the flow log and swallowed. Raises "ErrorAccessingEvent" ("winErrorCode") when the
+  /// recorded in the flow log and dismissed. Raises "ErrorAccessingEvent" ("winErrorCode") when the
   /// system cannot create an event.
   explicit MCommandProcessor(std::uint64_t threadArg = 0, std::uint64_t = 0, std::uint64_t = 0,
                              std::unique_ptr<MCallbackFunctor> idleCallback = nullptr);
@@ -49,7 +49,7 @@ class MCommandProcessor : public MEngineThread {
   ///@{
   /// Sets the callback that runs on the worker when it starts, before `Start` returns, or when it
   /// ends; null for none. An `MException` of the first makes `Start` fail, one of the second is
-  /// recorded and swallowed. Raises "AlreadyRunning" while there is a worker.
+  /// recorded and dismissed. Raises "AlreadyRunning" while there is a worker.
   void SetThreadStartCallback(std::unique_ptr<MCallbackFunctor> callback);
   void SetThreadEndCallback(std::unique_ptr<MCallbackFunctor> callback);
   ///@}

@@ -18,12 +18,13 @@ class MDesyncEvent {
   virtual ~MDesyncEvent() = default;
 
   /// The work, run once on the scheduler's thread. An `MException` that it raises is recorded in
-  /// the flow log and swallowed.
+  /// the flow log and dismissed.
   virtual void Execute() = 0;
 };
 
 /// Returns an event that calls `function` without arguments and ignores its result. The function is
-/// moved or copied into the event and destroyed with it.
+/// moved or copied into the event and destroyed with it. Raises `std::bad_alloc` and what moving or
+/// copying the function raises. Any thread.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MDesyncEvent> MakeDesyncEvent(Function&& function) {
   return Orvel::Detail::MakeExecutor<MDesyncEvent>(std::forward<Function>(function));

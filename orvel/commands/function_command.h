@@ -23,7 +23,8 @@ class FunctionCommandSynchronous final : public FunctionAdapter<MCommandSynchron
 }  // namespace Orvel::Detail
 
 /// Returns a command that calls `function` without arguments and ignores its result. The function
-/// is moved or copied into the command and destroyed with it.
+/// is moved or copied into the command and destroyed with it. Raises `std::bad_alloc` and what
+/// moving or copying the function raises. Any thread.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommand> MakeCommand(Function&& function) {
   return Orvel::Detail::MakeExecutor<MCommand>(std::forward<Function>(function));
@@ -31,7 +32,8 @@ template <Orvel::Detail::CallableLater Function>
 
 /// The same for a command whose caller waits. What `function` borrows must outlive the call of
 /// `ExecuteSynchronously`: that returns or raises only when the function is not running and will
-/// not run. What the function owns is destroyed with the command, which may be later.
+/// not run. What the function owns is destroyed with the command, which may be later. Raises the
+/// same.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCommandSynchronous> MakeCommandSynchronous(
     std::shared_ptr<MException> errorSlot, Function&& function) {

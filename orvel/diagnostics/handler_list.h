@@ -45,7 +45,7 @@ class HandlerList {
   }
 
   /// Calls `invoke` with each handler for `subject` that is in use when its turn comes. What that
-  /// raises is recorded at `point` and swallowed.
+  /// raises is recorded at `point` and dismissed.
   template <class Invoke>
   void CallEach(const void* subject, const MFlowPoint& point, const Invoke& invoke) noexcept {
     Call call{CurrentThreadId()};

@@ -13,17 +13,17 @@
 /// that the program itself passes to `RecordDismissed`. Put into use by an
 /// `MSpontaneousErrorRegistration`.
 ///
-/// An implementation must be thread-safe: the calls come on the threads that swallow errors, which
+/// An implementation must be thread-safe: the calls come on the threads that dismiss errors, which
 /// may be several at the same time.
 class ISpontaneousErrorHandler {
  public:
   ISpontaneousErrorHandler(const ISpontaneousErrorHandler&) = delete;
   ISpontaneousErrorHandler& operator=(const ISpontaneousErrorHandler&) = delete;
 
-  /// Called when `error` was swallowed at `point` on behalf of `object`. That may be null or half
-  /// destroyed, so do not use more than its address. Runs on the thread that swallowed the error,
+  /// Called when `error` was dismissed at `point` on behalf of `object`. That may be null or half
+  /// destroyed, so do not use more than its address. Runs on the thread that dismissed the error,
   /// after it was recorded; no lock of the library is held. What this raises is recorded and
-  /// swallowed. For errors that are dismissed on its thread while it runs no handler is called.
+  /// dismissed. For errors that are dismissed on its thread while it runs no handler is called.
   virtual void OnSpontaneousError(const MFlowPoint& point, const void* object,
                                   const MException& error) = 0;
 
@@ -41,7 +41,7 @@ class MSpontaneousErrorRegistration : public Orvel::Libraries::NonCopyable {
   /// For all errors of the process. Borrows the handler for this object's life. Raises
   /// `std::bad_alloc`.
   explicit MSpontaneousErrorRegistration(ISpontaneousErrorHandler& handler);
-  /// Only for errors swallowed on behalf of `engine`, which must exist as long as this object.
+  /// Only for errors dismissed on behalf of `engine`, which must exist as long as this object.
   /// Raises `std::bad_alloc`.
   MSpontaneousErrorRegistration(ISpontaneousErrorHandler& handler, const MEngineThread& engine);
   /// Takes the handler out of use and waits for calls of it on other threads. It is not called

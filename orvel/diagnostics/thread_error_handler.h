@@ -23,7 +23,7 @@ class IThreadErrorHandler {
   /// and its queue is empty. A thread that stops or destroys the engine waits for this call, and so
   /// does a `Start` whose worker was not ready yet. On this thread the engine refuses `Start`,
   /// `Flush` and `Stop`; another thread may start it again. What this raises is recorded and
-  /// swallowed.
+  /// dismissed.
   virtual void OnThreadError(MEngineThread& engine, const MException& error) = 0;
 
  protected:

@@ -82,7 +82,7 @@ class IFilerTaggedRegistryBase {
   /// destroyed is not reported as a mistake then.
   bool Note(bool succeeded) noexcept { return balance_.Note(succeeded); }
 
-  /// True when `tag` can be the name of a value.
+  /// Returns true when `tag` can be the name of a value.
   [[nodiscard]] static bool IsValueName(const std::wstring& tag) noexcept;
 
  private:

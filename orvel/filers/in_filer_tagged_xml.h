@@ -60,7 +60,7 @@ class MInFilerTaggedXml final : public IInFilerTagged {
   bool ReadSubDocument(const std::wstring& tag, std::wstring& xmlText) override;
   bool BeginNextSection(const std::wstring& tag) override;
 
-  /// True when the text could be read. If not, the operations below return the reason.
+  /// Returns true when the text could be read. If not, the operations below return the reason.
   [[nodiscard]] bool IsValid() const noexcept { return document_ != nullptr; }
   /// Returns why nothing can be read: the file could not be opened (with the system's code), the
   /// text is not well-formed, or the root element is another one. An empty failure when the reader

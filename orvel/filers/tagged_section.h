@@ -35,7 +35,7 @@ class [[nodiscard]] MTaggedSection {
   /// Closes the section if it is open.
   ~MTaggedSection() { Close(); }
 
-  /// True while the section is open.
+  /// Returns true while the section is open.
   explicit operator bool() const noexcept { return in_ != nullptr || out_ != nullptr; }
   /// Closes the section now. Returns what the filer's `EndSection` returns; false when the section
   /// is not open.

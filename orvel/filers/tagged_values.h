@@ -183,7 +183,7 @@ bool ReadTaggedValue(IInFilerTagged& in, const std::wstring& tag, Value& value) 
 ///   second: "25 [1/30]s". More than 2^63 - 1 ticks are refused, with false.
 /// - What converts to `std::span<const std::byte>` as two hexadecimal digits a byte: "00ff7a".
 ///
-/// Raises only `std::bad_alloc`. As thread-unsafe as the filer.
+/// Raises only `std::bad_alloc`. Thread-unsafe, like the filer.
 template <Orvel::Detail::TaggedWritable Value>
 bool WriteTagged(IOutFilerTagged& out, std::wstring_view tag, const Value& value) {
   using Orvel::Detail::TaggedText;
@@ -228,7 +228,7 @@ bool WriteTagged(IOutFilerTagged& out, std::wstring_view tag, const Value& value
 ///
 /// Strings are read into `std::wstring`, bytes into `std::vector<std::byte>`, everything else into
 /// the type that was written. Raises only `std::bad_alloc`; then `value` is unchanged or the
-/// default. As thread-unsafe as the filer.
+/// default. Thread-unsafe, like the filer.
 template <Orvel::Detail::TaggedReadable Value>
 bool ReadTagged(IInFilerTagged& in, std::wstring_view tag, Value& value,
                 const std::type_identity_t<Value>& defaultValue) {

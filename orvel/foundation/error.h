@@ -64,13 +64,16 @@ class MError : public MDynObject {
   [[nodiscard]] const MDynClassRecord& GetClass() const noexcept override;
   [[nodiscard]] std::unique_ptr<MDynObject> Clone() const override;
   [[nodiscard]] std::unique_ptr<MDynObject> CreateEmpty() const override;
-  /// Rebuilds the error from the first section `elementName` that is open to the reader: "Code",
-  /// then a section "Parameter" with "Name" and "Value" for each parameter. Returns true when every
-  /// step succeeded. Returns false without a reader, and when there is no such section; this error
-  /// is then unchanged. A section without "Code" leaves an empty error and returns false.
+  /// Rebuilds the error from the first section `elementName` in the section that is open to the
+  /// reader: "Code", then a section "Parameter" with "Name" and "Value" for each parameter. Returns
+  /// true when every step succeeded. Returns false without a reader, and when there is no such
+  /// section; this error is then unchanged. A section without "Code" leaves an empty error and
+  /// returns false. Raises what the filer raises; the sections that were opened here are closed
+  /// then, and what was read so far stays.
   virtual bool Read(const MFilerPair& filer, const std::wstring& elementName);
   /// Writes the error as a section of that form. Returns true when every step succeeded, and false
-  /// without a writer.
+  /// without a writer. Raises what the filer raises; the sections that were opened here are closed
+  /// then, and what was written stays.
   virtual bool Write(const MFilerPair& filer, const std::wstring& elementName) const;
   /// Returns the code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;

@@ -74,10 +74,13 @@ class MException : public std::exception {
   [[nodiscard]] std::string GetChainDescriptionUtf8() const;
 
   /// Writes the chain as a section `elementName` with a section "Error" for each error, oldest
-  /// first. Returns true when every step succeeded, and false without a writer.
+  /// first. Returns true when every step succeeded, and false without a writer. Raises what the
+  /// filer raises; the sections that were opened here are closed then, and what was written stays.
   bool WriteChain(const MFilerPair& filer, const std::wstring& elementName) const;
   /// Appends every error stored as a section "Error" in the section that is open to the reader.
-  /// Returns true, even when there is none; false without a reader.
+  /// Returns true, even when there is none; false without a reader. Raises what the filer and
+  /// `Append` raise; the sections that were opened here are closed then, and the errors before
+  /// stay.
   bool ReadChain(const MFilerPair& filer);
   /// Returns the chain as an XML document: the root "ExceptionChain", in it "Exception", in it the
   /// errors. Returns an empty text when it cannot be written. For `MError::GetChainText` and for
@@ -97,13 +100,13 @@ class MException : public std::exception {
   ErrorList errors_;
 };
 
-/// Raises an `MException` of one error without parameters.
+/// Raises an `MException` of one error without parameters, or `std::bad_alloc` when memory runs
+/// out. Any thread.
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName);
-/// Raises an `MException` of one error with one text.
+/// The same for an error with one text.
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
                              const wchar_t* parameterName, std::wstring value);
-/// Raises an `MException` of one error with one number of any width, written as
-/// `MError::AddParameter` writes it.
+/// The same for an error with one number of any width, written as `MError::AddParameter` writes it.
 template <class Number>
 requires Orvel::Detail::WholeNumber<Number> || Orvel::Detail::BecomesNumber<Number>
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
@@ -113,8 +116,9 @@ requires Orvel::Detail::WholeNumber<Number> || Orvel::Detail::BecomesNumber<Numb
   throw MException(error);
 }
 
-/// Records in the flow log that `exception` was caught and swallowed at `point`, labelled with the
-/// message of its newest error, or with "NoMessage" if asking for that raises. `object` is the one
-/// that swallowed it. Raises nothing.
+/// Records in the flow log that `exception` was caught and dismissed at `point`: labelled with the
+/// message of its newest error (of an empty error when there is none), with "OutOfMemory" when
+/// there is no memory for that message, and with "NoMessage" when asking for it raises anything
+/// else. `object` is the one that dismissed it. Any thread. Raises nothing.
 void RecordDismissed(const MFlowPoint& point, const void* object,
                      const MException& exception) noexcept;

@@ -30,8 +30,8 @@ namespace Orvel::Detail {
 
 /// Reads a decimal integer of up to 64 bits at the start of `text`, as a stream does: white space
 /// of the locale before it and a sign are taken, what follows its digits is ignored. A minus sign
-/// in front of an unsigned number that fits negates it modulo 2^bits. False, with `value`
-/// untouched, when there is none or it does not fit.
+/// in front of an unsigned number that fits negates it modulo 2^bits. Returns false, with `value`
+/// unchanged, when there is none or it does not fit.
 template <class Integer>
 [[nodiscard]] bool ParseInteger(std::wstring_view text, const MLocale& locale, Integer& value) {
   bool isNegative = false;

@@ -21,8 +21,8 @@ concept SystemCode = WholeNumber<Type> && sizeof(Type) == 4;
 }  // namespace Orvel::Detail
 
 /// Raises an `MException` of one error with the system's code as "winErrorCode", in unsigned
-/// decimal. Call `GetLastError()` in the statement right after the call that failed: anything in
-/// between may change the code.
+/// decimal, or `std::bad_alloc` when memory runs out. Call `GetLastError()` in the statement right
+/// after the call that failed: anything in between may change the code. Any thread.
 template <Orvel::Detail::SystemCode Code>
 [[noreturn]] void RaiseSystemError(const MRaiseSite& site, const wchar_t* errorName, Code code) {
   Orvel::Detail::RaiseSystemErrorCode(site, errorName, static_cast<std::uint32_t>(code));

@@ -73,5 +73,5 @@ class [[nodiscard]] MFlowScope {
 };
 
 /// Names an object in dumps by its address. The first name of an address stays for good, so this
-/// is for objects that live long; takes a lock and may allocate. Raises nothing.
+/// is for objects that live long; takes a lock and may allocate. Any thread. Raises nothing.
 void NameFlowObject(const void* object, const wchar_t* name) noexcept;

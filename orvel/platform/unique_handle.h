@@ -78,7 +78,7 @@ class MUniqueHandle {
 
   /// Returns the handle, still owned here; the policy's empty value when there is none.
   [[nodiscard]] Handle Get() const noexcept { return handle_; }
-  /// True when a handle is owned.
+  /// Returns true when a handle is owned.
   explicit operator bool() const noexcept { return handle_ != Policy::Empty(); }
   /// Hands the handle over to the caller, who must close it, and becomes empty.
   [[nodiscard]] Handle Release() noexcept { return std::exchange(handle_, Policy::Empty()); }

@@ -39,7 +39,7 @@ class MCallbackFunctorImp final : public MCallbackFunctor {
 };
 
 /// Returns a callback that calls `memberFunction` of `object`. The object is borrowed and must
-/// outlive every call.
+/// outlive every call. Raises `std::bad_alloc`. Any thread.
 template <class T>
 [[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(T* object,
                                                              void (T::*memberFunction)()) {
@@ -82,7 +82,8 @@ class FunctionCallback final : public FunctionAdapter<MCallbackFunctor, Function
 /// Returns a callback that calls `function` without arguments and ignores its result. The function
 /// may be a lambda, a `std::function` or the result of `std::bind`. It is moved or copied into the
 /// callback and destroyed with it, so a function that can only be moved will do. An empty
-/// `std::function` is not refused: the call then raises `std::bad_function_call`.
+/// `std::function` is not refused: the call then raises `std::bad_function_call`. Raises
+/// `std::bad_alloc` and what moving or copying the function raises. Any thread.
 template <Orvel::Detail::CallableLater Function>
 [[nodiscard]] std::unique_ptr<MCallbackFunctor> MakeCallback(Function&& function) {
   return std::make_unique<Orvel::Detail::FunctionCallback<std::decay_t<Function>>>(

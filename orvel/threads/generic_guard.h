@@ -15,7 +15,7 @@ class [[nodiscard]] GenericGuard : public NonCopyable {
   /// `cleanUp` is not called.
   GenericGuard(const std::function<void()>& setUp, std::function<void()> cleanUp);
   /// Calls the clean-up function. An `MException` that it raises is recorded in the flow log and
-  /// swallowed; any other exception ends the process, as it does in every destructor.
+  /// dismissed; any other exception ends the process, as it does in every destructor.
   virtual ~GenericGuard();
 
   /// Destroys the clean-up function without calling it.
