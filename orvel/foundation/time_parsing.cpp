@@ -59,10 +59,24 @@ class TimeParser {
 
  private:
   bool Convert(wchar_t conversion) {
-    int value = 0;
     switch (conversion) {
       case L'%':
         return Take(L'%');
+      case L'c':
+        return Parse(L"%x %X");
+      case L'n':
+      case L't':
+        SkipSpace();
+        return true;
+      default:
+        return ConvertDate(conversion);
+    }
+  }
+
+  /// What is no part of a date may be one of a time of day.
+  bool ConvertDate(wchar_t conversion) {
+    int value = 0;
+    switch (conversion) {
       case L'a':
       case L'A':
         return TakeName(kDayNames, result_.tm_wday);
@@ -75,45 +89,20 @@ class TimeParser {
         result_.tm_year = value * 100 + (yearIsSet_ ? result_.tm_year % 100 : 0);
         yearIsSet_ = centuryIsSet_ = true;
         return true;
-      case L'c':
-        return Parse(L"%x %X");
       case L'D':
       case L'x':
         return Parse(L"%m/%d/%y");
       case L'd':
       case L'e':
         return TakeNumber(2, 1, 31, result_.tm_mday);
-      case L'H':
-      case L'k':
-        return TakeNumber(2, 0, 23, result_.tm_hour);
-      case L'I':
-      case L'l':
-        if (!TakeNumber(2, 1, 12, value)) return false;
-        result_.tm_hour = value == 12 ? 0 : value;
-        return true;
       case L'j':
         if (!TakeNumber(3, 1, 366, value)) return false;
         result_.tm_yday = value - 1;
         return true;
-      case L'M':
-        return TakeNumber(2, 0, 59, result_.tm_min);
       case L'm':
         if (!TakeNumber(2, 1, 12, value)) return false;
         result_.tm_mon = value - 1;
         return true;
-      case L'n':
-      case L't':
-        SkipSpace();
-        return true;
-      case L'R':
-        return Parse(L"%H:%M");
-      case L'r':
-        return Parse(L"%I:%M:%S %p");
-      case L'S':
-        return TakeNumber(2, 0, 61, result_.tm_sec);
-      case L'T':
-      case L'X':
-        return Parse(L"%H:%M:%S");
       case L'U':
       case L'W':
         return TakeNumber(2, 0, 53, value);
@@ -133,6 +122,33 @@ class TimeParser {
         }
         yearIsSet_ = true;
         return true;
+      default:
+        return ConvertTimeOfDay(conversion);
+    }
+  }
+
+  bool ConvertTimeOfDay(wchar_t conversion) {
+    int value = 0;
+    switch (conversion) {
+      case L'H':
+      case L'k':
+        return TakeNumber(2, 0, 23, result_.tm_hour);
+      case L'I':
+      case L'l':
+        if (!TakeNumber(2, 1, 12, value)) return false;
+        result_.tm_hour = value == 12 ? 0 : value;
+        return true;
+      case L'M':
+        return TakeNumber(2, 0, 59, result_.tm_min);
+      case L'R':
+        return Parse(L"%H:%M");
+      case L'r':
+        return Parse(L"%I:%M:%S %p");
+      case L'S':
+        return TakeNumber(2, 0, 61, result_.tm_sec);
+      case L'T':
+      case L'X':
+        return Parse(L"%H:%M:%S");
       default:
         return false;
     }
