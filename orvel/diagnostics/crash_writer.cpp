@@ -242,7 +242,7 @@ void CrashWriter::EndFileLine(const CrashPath& path, std::uint32_t code) noexcep
   if (code == 0) {
     text_ << std::wstring_view(CrashReportFolder::NameOf(path));
   } else {
-    (text_ << "not whole, system error ").AddDecimal(code);
+    (text_ << "incomplete, system error ").AddDecimal(code);
   }
   text_.EndLine();
 }

@@ -171,7 +171,7 @@ TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
   EXPECT_THAT(ReadReport(true), Not(IsEmpty())) << "the folder is made anew";
   std::filesystem::remove_all(folder_);
   EXPECT_EQ(Crash("loader", "stuck", folder_), code);
-  EXPECT_THAT(Read(".txt"), ElementsAre(HasSubstr("\nMinidump: not whole, system error 33\n")));
+  EXPECT_THAT(Read(".txt"), ElementsAre(HasSubstr("\nMinidump: incomplete, system error 33\n")));
 }
 
 TEST_F(CrashReporterTest, ReportsACrashAlsoAfterOneThatTheProcessSurvived) {
