@@ -8,6 +8,8 @@ set(orvelPlatformSources
   platform/clocks.cpp
   platform/critical_section.cpp
   platform/kernel_handle.cpp
+  platform/kernel_thread.cpp
+  platform/kernel_thread.h
   platform/kernel_wait.cpp
   platform/misuse.cpp
   platform/misuse.h

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <cstdint>
 #include <exception>
 #include <span>
@@ -42,9 +41,8 @@ class CrashReporterState {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool StartWorker(unsigned(__stdcall* entry)(void*)) noexcept;
-  static unsigned __stdcall WorkerEntry(void* self);
-  static unsigned __stdcall SuccessorEntry(void* self);
+  static unsigned WorkerEntry(void* self);
+  static unsigned SuccessorEntry(void* self);
   unsigned Work() noexcept;
   void RunPart() noexcept;
 
@@ -111,12 +109,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
       firstPartDone_(CreateEventOrRaise(site, EventReset::kAutomatic)),
       done_(CreateEventOrRaise(site, EventReset::kManual)) {
   folder_.RemoveOldest();
-  if (!StartWorker(&WorkerEntry)) {
-    const int code = errno;
-    MError error(site, L"BeginThread");
-    error.AddErrnoParameter(code);
-    throw MException(error);
-  }
+  worker_ = StartThreadOrRaise(site, &WorkerEntry, this).handle;
   // A thread that has yet to begin cannot while a crashed one holds the loader's lock. It cannot
   // either while the caller holds that lock, so the wait has an end.
   static_cast<void>(WaitForOne(hasBegun_.Get(), kMaxStartMs));
@@ -131,12 +124,6 @@ bool CrashReporterState::End() noexcept {
   if (isStuck_.load() || !SetKernelEvent(quit_.Get())) return false;
   static_cast<void>(WaitForOne(worker_.Get(), kWaitForever));
   return true;
-}
-
-bool CrashReporterState::StartWorker(unsigned(__stdcall* entry)(void*)) noexcept {
-  const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, entry, this, 0, nullptr);
-  worker_ = KernelHandle(reinterpret_cast<void*>(handle));
-  return handle != 0;
 }
 
 unsigned CrashReporterState::WorkerEntry(void* self) {
@@ -242,7 +229,8 @@ bool CrashReporterState::WaitFor(const KernelHandle& event) noexcept {
 void CrashReporterState::LeaveToSuccessor(const CrashSite& site) noexcept {
   isStuck_.store(true);  // this thread stays, with what it holds
   writer_.NoteCrashedStep(site);
-  if (!StartWorker(&SuccessorEntry)) {
+  worker_ = StartKernelThread(&SuccessorEntry, this).handle;
+  if (!worker_) {
     static_cast<void>(SetKernelEvent(firstPartDone_.Get()));
     static_cast<void>(SetKernelEvent(done_.Get()));
   }

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/threads/engine_thread.h"
 
-#include <process.h>
-
 #include <array>
-#include <cerrno>
 #include <utility>
 
 #include "orvel/foundation/exception.h"
@@ -129,16 +126,9 @@ void MEngineThread::Start() {
   stopIsServed_ = false;
   stopIsAsked_.store(false, std::memory_order_release);
 
-  unsigned threadId = 0;
-  const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, &threadId);
-  if (handle == 0) {
-    const int code = errno;
-    MError error(context.At(__LINE__, this), L"BeginThread");
-    error.AddErrnoParameter(code);
-    throw MException(error);
-  }
-  thread_ = Orvel::Detail::KernelHandle(reinterpret_cast<void*>(handle));
-  threadId_.store(threadId, std::memory_order_release);
+  auto thread = Orvel::Detail::StartThreadOrRaise(context.At(__LINE__, this), &ThreadEntry, this);
+  thread_ = std::move(thread.handle);
+  threadId_.store(thread.id, std::memory_order_release);
   ChangeState(MEngineState::kStarting);
 
   Orvel::Libraries::GenericGuard guard({}, [this] { ForceStop(); });

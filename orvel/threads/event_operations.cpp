@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "orvel/threads/event_operations.h"
 
+#include <cerrno>
+
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/system_error.h"
 
@@ -23,6 +25,17 @@ void SetEventOrRaise(const MRaiseSite& site, void* event) {
 
 void ResetEventOrRaise(const MRaiseSite& site, void* event) {
   if (!ResetKernelEvent(event)) RaiseSystemError(site, kErrorAccessingEvent, LastErrorCode());
+}
+
+KernelThread StartThreadOrRaise(const MRaiseSite& site, unsigned (*entry)(void*), void* argument) {
+  KernelThread thread = StartKernelThread(entry, argument);
+  if (!thread.handle) {
+    const int code = errno;
+    MError error(site, L"BeginThread");
+    error.AddErrnoParameter(code);
+    throw MException(error);
+  }
+  return thread;
 }
 
 void RaiseWaitFailure(const MRaiseSite& site, const WaitOutcome& outcome,

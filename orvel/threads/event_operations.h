@@ -5,6 +5,7 @@
 
 #include "orvel/foundation/source_context.h"
 #include "orvel/platform/kernel_handle.h"
+#include "orvel/platform/kernel_thread.h"
 #include "orvel/platform/kernel_wait.h"
 
 namespace Orvel::Detail {
@@ -14,6 +15,10 @@ namespace Orvel::Detail {
 [[nodiscard]] KernelHandle CreateEventOrRaise(const MRaiseSite& site, EventReset reset);
 void SetEventOrRaise(const MRaiseSite& site, void* event);
 void ResetEventOrRaise(const MRaiseSite& site, void* event);
+
+/// `StartKernelThread`, which raises "BeginThread" with "errno" when the system refuses.
+[[nodiscard]] KernelThread StartThreadOrRaise(const MRaiseSite& site, unsigned (*entry)(void*),
+                                              void* argument);
 
 /// Raises the error for a wait on `handleCount` handles whose outcome its caller does not expect:
 /// "Abandoned" with "status", "WaitFailed" with "winErrorCode", or else "Unexpected" with "status".
