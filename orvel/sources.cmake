@@ -37,6 +37,8 @@ set(orvelPlatformWindowsSources
   platform/registry_key.h
   platform/system_message.cpp
   platform/system_message.h
+  platform/system_paths.cpp
+  platform/system_paths.h
   platform/unique_handle.cpp
   platform/whole_file.cpp
   platform/whole_file.h)

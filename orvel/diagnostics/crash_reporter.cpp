@@ -16,10 +16,11 @@
 #include "orvel/foundation/system_error.h"
 #include "orvel/logging/flow_log.h"
 #include "orvel/platform/crash_hooks.h"
+#include "orvel/platform/crash_stack.h"
 #include "orvel/platform/kernel_handle.h"
 #include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/process_threads.h"
-#include "orvel/platform/windows_api.h"
+#include "orvel/platform/system_paths.h"
 #include "orvel/threads/event_operations.h"
 
 namespace Orvel::Detail {
@@ -29,7 +30,7 @@ namespace Orvel::Detail {
 class CrashReporterState {
  public:
   CrashReporterState(const MRaiseSite& site, CrashReportFolder&& folder, std::wstring programPath,
-                     const MCrashReporterOptions& options, KernelHandle&& marker);
+                     const MCrashReporterOptions& options, KernelHandle&& claim);
 
   /// Called on the crashed thread, whichever that is.
   void OnCrash(const CrashSite& site) noexcept;
@@ -54,7 +55,7 @@ class CrashReporterState {
   const CrashReportFolder folder_;
   CrashWriter writer_;
   const std::chrono::milliseconds timeLimit_;
-  const KernelHandle marker_;
+  const KernelHandle claim_;
   const KernelHandle hasBegun_;
   const KernelHandle quit_;
   const KernelHandle request_;
@@ -98,11 +99,11 @@ void OnSurvived() noexcept {
 
 CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder&& folder,
                                        std::wstring programPath,
-                                       const MCrashReporterOptions& options, KernelHandle&& marker)
+                                       const MCrashReporterOptions& options, KernelHandle&& claim)
     : folder_(std::move(folder)),
       writer_(folder_, std::move(programPath), options.writesFlowLog, options.writesMiniDump),
       timeLimit_((std::clamp)(options.timeLimit, std::chrono::milliseconds(0), kMaxTimeLimit)),
-      marker_(std::move(marker)),
+      claim_(std::move(claim)),
       hasBegun_(CreateEventOrRaise(site, EventReset::kManual)),
       quit_(CreateEventOrRaise(site, EventReset::kManual)),
       request_(CreateEventOrRaise(site, EventReset::kAutomatic)),
@@ -120,7 +121,7 @@ CrashReporterState::CrashReporterState(const MRaiseSite& site, CrashReportFolder
 bool CrashReporterState::End() noexcept {
   RemoveCrashHooks();
   current.store(nullptr);
-  while (users.load() != 0) ::Sleep(1);
+  while (users.load() != 0) SleepFor(1);
   if (isStuck_.load() || !SetKernelEvent(quit_.Get())) return false;
   static_cast<void>(WaitForOne(worker_.Get(), kWaitForever));
   return true;
@@ -235,7 +236,7 @@ void CrashReporterState::LeaveToSuccessor(const CrashSite& site) noexcept {
     static_cast<void>(SetKernelEvent(done_.Get()));
   }
   users.fetch_sub(1);
-  for (;;) ::Sleep(INFINITE);
+  for (;;) SleepFor(kWaitForever);
 }
 
 }  // namespace Orvel::Detail
@@ -247,54 +248,28 @@ using Orvel::Detail::KernelHandle;
 
 constexpr const wchar_t* kClassName = L"MCrashReporter";
 
-std::wstring ProgramPath() {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD length =
-        ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    if (length < path.size()) {
-      path.resize(length);
-      return path;
-    }
-    path.resize(path.size() * 2);
-  }
-}
-
 /// Returns the name of a file without its path and extension.
 std::wstring StemOf(const std::wstring& path) {
   const std::size_t start = path.find_last_of(L"\\/") + 1;
   return path.substr(start, path.rfind(L'.') - start);
 }
 
-std::wstring FullPath(const std::wstring& path) {
-  std::wstring full(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-  const DWORD length =
-      ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-  full.resize((std::min)(std::size_t{length}, full.size()));
-  while (!full.empty() && full.back() == L'\\') full.pop_back();
-  return full;
-}
-
-/// Marks the process as one that has a reporter. Returns an empty owner when another module has
-/// done so before.
-KernelHandle MarkProcess(const MRaiseSite& site) {
-  const std::wstring name =
-      L"Local\\Orvel.MCrashReporter." + std::to_wstring(::GetCurrentProcessId());
-  KernelHandle marker(::CreateMutexW(nullptr, FALSE, name.c_str()));
-  const DWORD code = ::GetLastError();
-  if (!marker) RaiseSystemError(site, L"CannotMarkProcess", code);
-  return code == ERROR_ALREADY_EXISTS ? KernelHandle() : std::move(marker);
+/// Returns the full path of a folder, without a separator at its end.
+std::wstring FolderPath(const std::wstring& folder) {
+  std::wstring path = Orvel::Detail::FullPath(folder);
+  while (!path.empty() && path.back() == L'\\') path.pop_back();
+  return path;
 }
 
 std::unique_ptr<Orvel::Detail::CrashReporterState> BuildState(
     MSourceContext& context, const void* object, const MCrashReporterOptions& options) {
-  std::wstring programPath = ProgramPath();
+  std::wstring programPath = Orvel::Detail::ProgramPath();
   const std::wstring name = options.programName.empty() ? StemOf(programPath) : options.programName;
   const bool hasControl = std::any_of(name.begin(), name.end(), [](wchar_t c) { return c < L' '; });
   if (name.empty() || hasControl || name.find_first_of(L"\\/:*?\"<>|") != std::wstring::npos) {
     RaiseError(context.At(__LINE__, object), L"BadName", L"name", name);
   }
-  const std::wstring folderPath = FullPath(options.folder);
+  const std::wstring folderPath = FolderPath(options.folder);
   if (options.folder.empty() || folderPath.empty()) {
     RaiseError(context.At(__LINE__, object), L"BadFolder", L"folder", options.folder);
   }
@@ -312,11 +287,13 @@ std::unique_ptr<Orvel::Detail::CrashReporterState> BuildState(
     error.AddParameter(L"folder", folderPath);
     throw MException(error);
   }
-  KernelHandle marker = MarkProcess(context.At(__LINE__, object));
-  if (!marker) return nullptr;
+  std::uint32_t code = 0;
+  KernelHandle claim = Orvel::Detail::ClaimCrashes(code);
+  if (code != 0) RaiseSystemError(context.At(__LINE__, object), L"CannotMarkProcess", code);
+  if (!claim) return nullptr;
   return std::make_unique<Orvel::Detail::CrashReporterState>(
       context.At(__LINE__, object), std::move(folder), std::move(programPath), options,
-      std::move(marker));
+      std::move(claim));
 }
 
 }  // namespace
@@ -345,7 +322,4 @@ MCrashReporter::~MCrashReporter() {
   Orvel::Detail::moduleHasReporter.store(false);
 }
 
-bool MCrashReporter::ReserveStack() noexcept {
-  ULONG bytes = 32 * 1024;
-  return ::SetThreadStackGuarantee(&bytes) != FALSE;
-}
+bool MCrashReporter::ReserveStack() noexcept { return Orvel::Detail::ReserveStack(32 * 1024); }

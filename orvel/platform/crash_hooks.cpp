@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <exception>
+#include <string>
+#include <utility>
 
 namespace Orvel::Detail {
 namespace {
@@ -190,6 +192,15 @@ void ForEachPlace(Action action) noexcept {
 }
 
 }  // namespace
+
+MKernelHandle ClaimCrashes(std::uint32_t& code) {
+  const std::wstring name =
+      L"Local\\Orvel.MCrashReporter." + std::to_wstring(::GetCurrentProcessId());
+  MKernelHandle claim(::CreateMutexW(nullptr, FALSE, name.c_str()));
+  const DWORD reason = ::GetLastError();
+  code = claim ? 0 : reason;
+  return reason != ERROR_ALREADY_EXISTS ? std::move(claim) : MKernelHandle();
+}
 
 void InstallCrashHooks(const CrashHooks& hooks) noexcept {
   onSurvived.store(hooks.onSurvived, std::memory_order_release);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 
 namespace Orvel::Detail {
@@ -35,6 +36,11 @@ struct CrashHooks {
   /// Called on the same thread afterwards if the process continues nevertheless.
   void (*onSurvived)() noexcept;
 };
+
+/// Claims the crashes of the process for the calling module, for as long as the returned handle is
+/// open. Returns an empty owner when another module has claimed them, and when the system refuses:
+/// then with its reason in `code`, which is 0 otherwise. Raises `std::bad_alloc`.
+[[nodiscard]] MKernelHandle ClaimCrashes(std::uint32_t& code);
 
 /// Installs `hooks` for the module's crashes. Only one set of hooks can be installed, by one thread
 /// at a time.

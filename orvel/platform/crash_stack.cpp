@@ -7,6 +7,11 @@
 
 namespace Orvel::Detail {
 
+bool ReserveStack(std::uint32_t bytes) noexcept {
+  ULONG guarantee = bytes;
+  return ::SetThreadStackGuarantee(&guarantee) != FALSE;
+}
+
 // By what is mapped there, not by the list of modules: a thread that crashed may hold its lock.
 CodePlace FindCodePlace(std::uint64_t address) noexcept {
   CodePlace place{{}, address};

@@ -18,6 +18,10 @@ struct CodePlace {
   std::uint64_t offset;
 };
 
+/// Keeps `bytes` of the calling thread's stack back for what runs after a stack overflow. Returns
+/// false when the system refuses.
+[[nodiscard]] bool ReserveStack(std::uint32_t bytes) noexcept;
+
 /// Finds the module of an address, without memory from the heap.
 [[nodiscard]] CodePlace FindCodePlace(std::uint64_t address) noexcept;
 

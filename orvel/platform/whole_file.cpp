@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "orvel/platform/system_paths.h"
 #include "orvel/platform/unique_handle.h"
 #include "orvel/platform/windows_api.h"
 
@@ -28,19 +29,6 @@ struct Target {
   FILETIME created{};
   std::vector<std::byte> accessRights;  // a security descriptor; empty when the volume has none
 };
-
-/// Returns the text that `call(buffer, units)` writes, as the system's calls for paths do: they
-/// return its length, or a number greater than `units`. Empty when the call fails.
-template <class Call>
-std::wstring PathOf(Call call) {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD units = call(path.data(), static_cast<DWORD>(path.size()));
-    const bool fits = units < path.size();
-    path.resize(fits ? units : std::size_t{units} + 1);  // some count the terminating zero
-    if (fits) return path;
-  }
-}
 
 std::vector<std::byte> AccessRights(HANDLE file) {
   std::vector<std::byte> descriptor;
@@ -78,9 +66,7 @@ DWORD FindTarget(const std::wstring& path, Target& target) {
   if (::GetFileInformationByHandle(file.Get(), &information) == FALSE) return ::GetLastError();
   if ((information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0) return ERROR_ACCESS_DENIED;
   target.exists = true;
-  target.path = PathOf([&file](wchar_t* buffer, DWORD units) {
-    return ::GetFinalPathNameByHandleW(file.Get(), buffer, units, FILE_NAME_NORMALIZED);
-  });
+  target.path = FinalPath(file.Get());
   if (target.path.empty()) {
     if ((::GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
       return ERROR_CANT_RESOLVE_FILENAME;
@@ -215,9 +201,7 @@ FileFailure ReadWholeFile(const std::wstring& path, std::size_t maxBytes, std::s
 }
 
 FileFailure ReplaceWholeFile(const std::wstring& path, std::string_view bytes) {
-  const std::wstring absolute = PathOf([&path](wchar_t* buffer, DWORD units) {
-    return ::GetFullPathNameW(path.c_str(), units, buffer, nullptr);
-  });
+  const std::wstring absolute = FullPath(path);
   Target target;
   if (const DWORD code = FindTarget(absolute, target); code != NO_ERROR)
     return {FileStep::kOpen, code};
