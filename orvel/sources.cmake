@@ -109,6 +109,8 @@ set(orvelDiagnosticsWindowsSources
   diagnostics/crash_report_folder.cpp
   diagnostics/crash_report_folder.h
   diagnostics/crash_reporter.cpp
+  diagnostics/crash_reporter_state.cpp
+  diagnostics/crash_reporter_state.h
   diagnostics/crash_writer.cpp
   diagnostics/crash_writer.h)
 
