@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks that the library's folders include downwards only, and what includes <windows.h>.
+"""Checks that the library's folders include downwards only, and what includes the system's headers.
 
 usage: check_layers.py FOLDER_OF_THE_LIBRARY [PROGRAM]
 The program raises errors, and must not have the XML parser in it all the same.
@@ -29,7 +29,10 @@ EXCEPTIONS = {"foundation/error_chain.cpp", "foundation/error_chain_xml.cpp"}
 SYSTEM_SOURCES = {
     "diagnostics/crash_file.cpp",  # writes its file without the heap
     "diagnostics/crash_report_folder.cpp",  # finds and removes files without the heap
-    "diagnostics/crash_reporter.cpp",  # keeps a thread of its own, started before a crash
+}
+SYSTEM_HEADERS = {
+    "platform/windows_api.h", "windows.h", "dbghelp.h", "objbase.h", "process.h", "psapi.h",
+    "tlhelp32.h",
 }
 
 
@@ -45,9 +48,9 @@ def main():
         folder = source.rpartition("/")[0]
         for included in re.findall(r'^#include ["<](.*)[">]', path.read_text("utf-8"), re.MULTILINE):
             target = included.removeprefix("orvel/")
-            if target in ("windows.h", "platform/windows_api.h"):
+            if target in SYSTEM_HEADERS:
                 if folder != "platform" and source not in SYSTEM_SOURCES:
-                    faults.append(f"{source} includes <windows.h>")
+                    faults.append(f"{source} includes {included}, which is for platform")
             elif target != included and source not in EXCEPTIONS:
                 if target.rpartition("/")[0] not in below(folder):
                     faults.append(f"{source} includes {included}, which is not below it")
