@@ -137,7 +137,7 @@ void RequireSavable(const std::wstring& file) {
   if (code == ERROR_SUCCESS) return;
   MError error(context.At(__LINE__, nullptr), L"CannotSave");
   error.AddParameter(L"file", file);
-  error.AddParameter(L"winErrorCode", static_cast<std::uint32_t>(code));
+  error.AddParameter(L"winErrorCode", code);
   throw MException(error);
 }
 
@@ -185,8 +185,8 @@ StoredAudit LoadAudit(const std::wstring& file) {
       error.AddParameter(L"reason", L"not an audit");
     }
     if (const auto& place = filer->GetErrorPlace()) {
-      error.AddParameter(L"line", static_cast<std::uint32_t>(place->line));
-      error.AddParameter(L"column", static_cast<std::uint32_t>(place->column));
+      error.AddParameter(L"line", place->line);
+      error.AddParameter(L"column", place->column);
     }
     throw MException(error);
   }

@@ -30,10 +30,10 @@
 /// Thread-unsafe.
 class MInFilerTaggedXml final : public IInFilerTagged {
  public:
-  /// Parses `text`. Does not copy a text that is moved in.
+  /// Parses `text`. Does not copy a text that is moved in. Raises what `MLocale::Instance` raises.
   explicit MInFilerTaggedXml(std::wstring text);
   /// Reads a UTF-8 file, with or without byte order mark. If it cannot be read or is not UTF-8,
-  /// every operation of the reader returns false.
+  /// every operation of the reader returns false. Raises what the constructor raises.
   [[nodiscard]] static std::unique_ptr<MInFilerTaggedXml> FromFile(const std::wstring& path);
 
   ~MInFilerTaggedXml() override;

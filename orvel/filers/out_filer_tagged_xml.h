@@ -24,6 +24,7 @@
 /// Thread-unsafe.
 class MOutFilerTaggedXml final : public IOutFilerTagged {
  public:
+  /// Begins a document. Raises what `MLocale::Instance` raises.
   MOutFilerTaggedXml();
   ~MOutFilerTaggedXml() override;
 

@@ -87,7 +87,7 @@ class MError : public MDynObject {
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.
   void AddParameter(const wchar_t* name, std::wstring value);
   /// Adds a number of any width as decimal text, with a minus sign when it is negative, and without
-  /// grouping in every locale. What is no whole number (`double`, `bool`, a character, a
+  /// grouping in every locale. Anything but a whole number (`double`, `bool`, a character, a
   /// scoped enumeration) does not compile: cast it, or pass a text, to choose what is written.
   template <Orvel::Detail::WholeNumber Number>
   void AddParameter(const wchar_t* name, Number value) {

@@ -19,7 +19,7 @@ class MRaiseSite;
 /// Thread-safe, and trivially destructible, so that errors can be raised to the end of the process.
 class MSourceContext : public MFlowPoint {
  public:
-  /// As for `MFlowPoint`: for a constructor both names are the class's.
+  /// The names are those of an `MFlowPoint`: in a constructor, pass the class's name twice.
   MSourceContext(const wchar_t* className, const wchar_t* functionName) noexcept
       : MFlowPoint(className, functionName) {}
   MSourceContext(const MSourceContext&) = delete;
@@ -66,7 +66,7 @@ class MRaiseSite {
       : context_(context), line_(line), object_(object) {}
 
   ///@{
-  /// Return what the site was built of.
+  /// Return what the site was built from.
   [[nodiscard]] const MSourceContext& GetContext() const noexcept { return context_; }
   [[nodiscard]] std::int32_t GetLine() const noexcept { return line_; }
   [[nodiscard]] const void* GetObjectAddress() const noexcept { return object_; }

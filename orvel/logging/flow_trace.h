@@ -16,7 +16,7 @@
 /// use it, and trivially destructible, so it works to the very end of the process. Raises nothing.
 class MFlowPoint {
  public:
-  /// For a constructor both names are the class's. The strings are borrowed for the point's life;
+  /// In a constructor, pass the class's name twice. The strings are borrowed for the point's life;
   /// null counts as empty.
   MFlowPoint(const wchar_t* className, const wchar_t* functionName) noexcept;
 

@@ -44,9 +44,9 @@ struct RegistryKeyPolicy {
 
 }  // namespace Orvel::Detail
 
-/// Owner of one handle of the system, which it closes in the end. `Policy` is a struct with the
-/// type `Handle` and two static operations that raise nothing: `Empty()`, the value that stands for
-/// no handle, and `Close(handle)`.
+/// Owner of one handle of the system, which the destructor closes. `Policy` is a struct with the
+/// type `Handle` and two static operations that raise nothing: `Empty()`, which returns the value
+/// that stands for no handle, and `Close(handle)`.
 ///
 ///     const MFileHandle file(::CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr,
 ///                                          OPEN_EXISTING, 0, nullptr));
