@@ -14,7 +14,7 @@
 #include <random>
 #include <regex>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include "orvel/platform/kernel_handle.h"
@@ -32,7 +32,6 @@ using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -59,7 +58,8 @@ class CrashReporterTest : public testing::Test {
   /// The contents of the files with an ending.
   [[nodiscard]] std::vector<std::string> Read(const std::string& ending) const {
     std::vector<std::string> contents;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    std::error_code none;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_, none)) {
       if (!entry.path().filename().string().ends_with(ending)) continue;
       std::ifstream file(entry.path(), std::ios::binary);
       contents.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
@@ -75,39 +75,37 @@ class CrashReporterTest : public testing::Test {
     EXPECT_THAT(texts, ElementsAre(EndsWith("\nEnd of the report\n")));
     auto dumps = Read(".dmp");
     EXPECT_THAT(dumps, SizeIs(hasDump ? 1u : 0u));
-    if (texts.empty() || dumps.size() != (hasDump ? 1u : 0u)) return {};
-    if (!hasDump) return texts[0];
-    EXPECT_THAT(texts[0], ContainsRegex("\nMinidump: crash-.*\\.dmp\n"));
-    void* stream = nullptr;
-    MINIDUMP_EXCEPTION_STREAM exception{};
-    if (::MiniDumpReadDumpStream(dumps[0].data(), ExceptionStream, nullptr, &stream, nullptr)) {
-      std::memcpy(&exception, stream, sizeof exception);  // it may lie anywhere
+    if (texts.empty()) return {};
+    for (std::string& dump : dumps) {
+      EXPECT_THAT(texts[0], ContainsRegex("\nMinidump: crash-.*\\.dmp\n"));
+      void* stream = nullptr;
+      MINIDUMP_EXCEPTION_STREAM exception{};
+      if (::MiniDumpReadDumpStream(dump.data(), ExceptionStream, nullptr, &stream, nullptr)) {
+        std::memcpy(&exception, stream, sizeof exception);  // it may lie anywhere
+      }
+      EXPECT_EQ(exception.ExceptionRecord.ExceptionCode, EXCEPTION_ACCESS_VIOLATION);
+      EXPECT_NE(exception.ThreadContext.DataSize, 0u);
+      EXPECT_THAT(texts[0], HasSubstr("\nThread: " + std::to_string(exception.ThreadId)));
     }
-    EXPECT_EQ(exception.ExceptionRecord.ExceptionCode, EXCEPTION_ACCESS_VIOLATION);
-    EXPECT_NE(exception.ThreadContext.DataSize, 0u);
-    EXPECT_THAT(texts[0], HasSubstr("\nThread: " + std::to_string(exception.ThreadId)));
     return texts[0];
   }
 
   const std::filesystem::path folder_;
 };
 
-struct Death {
-  const char* kind;
-  const char* mode;
-  std::vector<const char*> lines;  // regular expressions for what the text holds
-};
-
-TEST_F(CrashReporterTest, EveryDeathLeavesAReportAndTheExitCodeThatItHasWithout) {
-  const Death deaths[] = {
+TEST_F(CrashReporterTest, EveryDeathHasTheExitCodeThatItHasWithoutAndLeavesAReportIfItCan) {
+  // With regular expressions for what the text of the report holds; none: there is none.
+  const std::tuple<std::string, std::string, std::vector<const char*>> deaths[] = {
       {"access",
        "",
        {"What: unhandled exception, 0xC0000005 .access violation. writing 0x0000000000000010 at "
         "crashing_program.exe.0x[0-9A-F]*\nWhere: crashing_program.exe.0x[0-9A-F]*\nStack:\n",
         "Thread: [0-9]*, The main thread\nThread in the flow log: The main thread\n",
         "Being handled: no exception\n"}},
+      {"access", "gone", {"What: unhandled exception"}},
       {"stack", "", {"0xC00000FD .stack overflow.", "there was no stack left"}},
       {"access after the main thread", "", {"What: unhandled exception, 0xC0000005"}},
+      {"nothing after the main thread", "", {}},
       {"terminate",
        "",
        {"What: std::terminate\nWhere: [a-z]",
@@ -130,47 +128,36 @@ TEST_F(CrashReporterTest, EveryDeathLeavesAReportAndTheExitCodeThatItHasWithout)
        {"Added by the application:\n  a line of the application\n  .raised:\n",
         "report crashed here: 0xC0000005 .*\n  a line of the application\n\n"
         "  .the report crashed here: 0x40000015 .*\n  a line of the application\n  x"}},
+      {"access", "full", {}},
+      {"access", "refused", {}},
+      {"access", "removed", {}},
+      {"access", "stuck", {}},
+      {"heap", "stuck", {}},
   };
-  for (const Death& death : deaths) {
-    SCOPED_TRACE(std::string(death.kind) + ", " + death.mode);
-    const std::intptr_t code = Crash(death.kind, death.mode);
+  for (const auto& [kind, mode, lines] : deaths) {
+    SCOPED_TRACE(kind + ", " + mode);
+    const std::intptr_t code = Crash(kind, mode);
     EXPECT_NE(code, 0);
-    EXPECT_EQ(Crash(death.kind, death.mode, folder_), code);
-    const std::string text = ReadReport(std::string(death.kind) == "access");
-    for (const char* line : death.lines) {
-      EXPECT_TRUE(std::regex_search(text, std::regex(line))) << line << " in\n" << text;
-    }
-    if (text.find("  x") != std::string::npos) {
-      EXPECT_THAT(text, HasSubstr("\n  " + std::string(20'000, 'x') + "\n")) << "a long line";
+    EXPECT_EQ(Crash(kind, mode, folder_), code);
+    if (lines.empty()) {
+      EXPECT_THAT(Read(".txt"), testing::Each(Not(HasSubstr("End of the report"))));
+    } else {
+      const std::string text = ReadReport(kind == "access");
+      for (const char* line : lines) {
+        EXPECT_TRUE(std::regex_search(text, std::regex(line))) << line << " in\n" << text;
+      }
+      if (mode == "failing handlers") {
+        EXPECT_THAT(text, HasSubstr("\n  " + std::string(20'000, 'x') + "\n")) << "a long line";
+      }
     }
     std::filesystem::remove_all(folder_);
   }
 }
 
-TEST_F(CrashReporterTest, WhatKeepsAReportFromTheDiskKeepsNoProcessAlive) {
-  const std::intptr_t code = Crash("access");
-  const std::pair<const char*, const char*> crashes[] = {{"access", "full"},
-                                                         {"access", "refused"},
-                                                         {"access", "removed"},
-                                                         {"access", "stuck"},
-                                                         {"heap", "stuck"}};
-  for (const auto& [kind, mode] : crashes) {
-    SCOPED_TRACE(std::string(kind) + ", " + mode);
-    const DWORD start = ::GetTickCount();
-    EXPECT_EQ(Crash(kind, mode, folder_), code);
-    EXPECT_LT(::GetTickCount() - start, 100'000u) << "the limit is a second, or else 120";
-    if (std::filesystem::is_directory(folder_)) {
-      EXPECT_THAT(Read(".txt"), testing::Each(Not(HasSubstr("End of the report"))));
-    }
-    std::filesystem::remove_all(folder_);
-  }
-  EXPECT_EQ(Crash("nothing after the main thread", "", folder_),
-            Crash("nothing after the main thread"));
+TEST_F(CrashReporterTest, SaysWhatIsIncompleteAndEndsWhatWineWouldShowAsASuccess) {
   EXPECT_NE(Crash("all of the stack", "", folder_), 0) << "Wine shows other programs 0 without";
-  EXPECT_EQ(Crash("access", "gone", folder_), code);
-  EXPECT_THAT(ReadReport(true), Not(IsEmpty())) << "the folder is made anew";
   std::filesystem::remove_all(folder_);
-  EXPECT_EQ(Crash("loader", "stuck", folder_), code);
+  Crash("loader", "stuck", folder_);
   EXPECT_THAT(Read(".txt"), ElementsAre(HasSubstr("\nMinidump: incomplete, system error 33\n")));
 }
 
@@ -184,13 +171,12 @@ TEST_F(CrashReporterTest, ReportsACrashAlsoAfterOneThatTheProcessSurvived) {
 
 TEST_F(CrashReporterTest, KeepsTheNewestReportsOfItsProgramAndNothingElsesFiles) {
   std::filesystem::create_directories(folder_);
-  const auto touch = [&](const char* name) { std::ofstream(folder_ / name) << name; };
   for (const char* name :
        {"crash-20260101-000000-7.txt", "crash-20260101-000000-7.dmp", "crash-20251231-235959-9.txt",
         "crash-20251231-235959-9.flow.log", "crash-20260102-000000-1.txt",
         "crash-20260102-000000-1-2.txt", "crash-20200101-000000-1a.txt", "crash-notes.txt",
         "crash-x-20200101-000000-1.txt"}) {
-    touch(name);
+    std::ofstream(folder_ / name) << name;
   }
   MCrashReporterOptions options;
   options.folder = folder_.wstring();
@@ -216,17 +202,17 @@ TEST_F(CrashReporterTest, KeepsTheNewestReportsOfItsProgramAndNothingElsesFiles)
 }
 
 TEST_F(CrashReporterTest, RefusesNamesThatMakeNoFiles) {
-  MCrashReporterOptions options;
-  const auto error = [&] { return ErrorOf([&] { const MCrashReporter reporter(options); }); };
-  EXPECT_THAT(error(), HasSubstr(":BadFolder"));
-  options.folder = folder_.wstring();
-  options.programName = L"a\\b";
-  EXPECT_THAT(error(), HasSubstr(":BadName"));
-  options.programName.assign(200, L'n');
-  EXPECT_THAT(error(), HasSubstr(":NameTooLong"));
-  options.programName.clear();
-  options.folder = std::filesystem::absolute(CRASHING_PROGRAM_EXE).wstring();
-  EXPECT_THAT(error(), HasSubstr(":CannotCreateFolder"));
+  const auto errorOf = [](const std::wstring& folder, const std::wstring& name) {
+    MCrashReporterOptions options;
+    options.folder = folder;
+    options.programName = name;
+    return ErrorOf([&] { const MCrashReporter reporter(options); });
+  };
+  EXPECT_THAT(errorOf(L"", L"a"), HasSubstr(":BadFolder"));
+  EXPECT_THAT(errorOf(folder_, L"a\\b"), HasSubstr(":BadName"));
+  EXPECT_THAT(errorOf(folder_, std::wstring(200, L'n')), HasSubstr(":NameTooLong"));
+  EXPECT_THAT(errorOf(std::filesystem::absolute(CRASHING_PROGRAM_EXE), L""),
+              HasSubstr(":CannotCreateFolder"));
 }
 
 }  // namespace

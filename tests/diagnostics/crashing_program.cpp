@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// crashing_program KIND [FOLDER]: crashes in the way of that name, with a report into FOLDER if one
-// is named. Ends with 0 when it does not.
+// crashing_program KIND MODE FOLDER: crashes in the way of that name, with a report into FOLDER
+// unless that is empty. Ends with 0 when it does not.
 #include <signal.h>
 #include <stdlib.h>
 
@@ -39,20 +39,17 @@ void WriteNowhere() {
   *reinterpret_cast<volatile int*>(nowhere) = 1;
 }
 
-/// Uses the stack down to 40,000 bytes above `end`. Without `end` it uses it up: Wine then ends the
-/// thread without asking anybody, so what needs a report raises the exception itself.
-int UseUpStack(const volatile char* end) {
-  volatile char room[1000] = {};
-  if (end == nullptr || room - end > 40'000) return UseUpStack(end) + room[0];
-  ::RaiseException(EXCEPTION_STACK_OVERFLOW, 0, 0, nullptr);
-  return 0;
-}
-
-void CrashWithoutStack() {
+/// Crashes with little stack left, or uses it up. Wine then ends the thread without asking anybody,
+/// so what needs a report raises the exception itself.
+int UseUpStack(bool leavesSome) {
   ULONG_PTR low = 0;
   ULONG_PTR high = 0;
   ::GetCurrentThreadStackLimits(&low, &high);
-  UseUpStack(reinterpret_cast<const volatile char*>(low));
+  volatile char room[1000] = {};
+  const bool isLeft = reinterpret_cast<ULONG_PTR>(&room) - low > 40'000;
+  if (isLeft || !leavesSome) return UseUpStack(leavesSome) + room[0];
+  ::RaiseException(EXCEPTION_STACK_OVERFLOW, 0, 0, nullptr);
+  return 0;
 }
 
 /// As the runtime does, where it has such a handler.
@@ -79,8 +76,6 @@ struct Derived : Base {
   throw exception;
 }
 
-void OnAnotherThread(const std::function<void()>& action) { std::thread(action).join(); }
-
 void CrashWithTheHeapLocked() {
   ::HeapLock(::GetProcessHeap());
   WriteNowhere();
@@ -101,15 +96,13 @@ void CrashTwice() {
     start.Wait();
     WriteNowhere();
   };
-  std::thread second(crash);
+  std::thread(crash).detach();
   crash();
 }
 
 /// Has a thread do `action` when this one, that of `main`, has long ended.
 void EndBefore(void (*action)()) {
-  HANDLE self = nullptr;
-  ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &self, 0,
-                    FALSE, DUPLICATE_SAME_ACCESS);
+  const HANDLE self = ::OpenThread(SYNCHRONIZE, FALSE, ::GetCurrentThreadId());
   std::thread([=] {
     ::WaitForSingleObject(self, INFINITE);
     ::Sleep(1500);
@@ -118,32 +111,24 @@ void EndBefore(void (*action)()) {
   ::ExitThread(76);
 }
 
-class Handler final : public ICrashHandler {
- public:
-  explicit Handler(std::function<void(MCrashReportLines&)> end) : end_(std::move(end)) {}
+struct Handler final : ICrashHandler {
+  explicit Handler(std::function<void(MCrashReportLines&)> onEnd) : end(std::move(onEnd)) {}
   void OnCrash(MCrashReportLines& lines) override {
     lines.AddLine(L"a line\nof the application");
-    end_(lines);
+    end(lines);
   }
-
- private:
-  std::function<void(MCrashReportLines&)> end_;
+  const std::function<void(MCrashReportLines&)> end;
+  const MCrashHandlerRegistration use{*this};
 };
 
 const std::wstring longLine(20'000, L'x');  // longer than what is written at once
 
-struct UsedHandler {
-  explicit UsedHandler(std::function<void(MCrashReportLines&)> end) : handler(std::move(end)) {}
-  Handler handler;
-  MCrashHandlerRegistration use{handler};
-};
-
 /// Handlers that fail in each way, and one behind them.
 struct FailingHandlers {
-  UsedHandler raises{[](auto&) { RaiseChain(); }};
-  UsedHandler crashes{[](auto&) { WriteNowhere(); }};
-  UsedHandler aborts{[](auto&) { ::abort(); }};
-  UsedHandler succeeds{[](auto& lines) { lines.AddLine(longLine); }};
+  Handler raises{[](auto&) { RaiseChain(); }};
+  Handler crashes{[](auto&) { WriteNowhere(); }};
+  Handler aborts{[](auto&) { ::abort(); }};
+  Handler succeeds{[](auto& lines) { lines.AddLine(longLine); }};
 };
 
 BOOL WINAPI RefuseToWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
@@ -167,9 +152,9 @@ void InstallOwnHandlers() {
 
 const std::map<std::string, std::function<void()>> kCrashes = {
     {"access", WriteNowhere},
-    {"access on a thread", [] { OnAnotherThread(WriteNowhere); }},
-    {"stack", CrashWithoutStack},
-    {"all of the stack", [] { UseUpStack(nullptr); }},
+    {"access on a thread", [] { std::thread(WriteNowhere).join(); }},
+    {"stack", [] { UseUpStack(true); }},
+    {"all of the stack", [] { UseUpStack(false); }},
     {"terminate", RaiseChain},
     {"terminate on a worker",
      [] {
@@ -179,7 +164,7 @@ const std::map<std::string, std::function<void()>> kCrashes = {
        processor.Flush();
      }},
     {"abort", [] { ::abort(); }},
-    {"signal on a thread", [] { OnAnotherThread([] { ::raise(SIGABRT); }); }},
+    {"signal on a thread", [] { std::thread([] { ::raise(SIGABRT); }).join(); }},
     {"pure call", [] { Derived derived; }},
     {"parameter", PassInvalidParameter},
     {"twice", CrashTwice},
@@ -190,11 +175,11 @@ const std::map<std::string, std::function<void()>> kCrashes = {
     {"parameter, then access",
      [] {
        {
-         const UsedHandler raises([](auto&) { RaiseChain(); });
+         const Handler raises([](auto&) { RaiseChain(); });
          PassInvalidParameter();
        }
        PassInvalidParameter();
-       const UsedHandler slow([](auto&) { ::Sleep(500); });  // nobody may go on meanwhile
+       const Handler slow([](auto&) { ::Sleep(500); });  // nobody may go on meanwhile
        WriteNowhere();
      }},
 };
@@ -202,11 +187,12 @@ const std::map<std::string, std::function<void()>> kCrashes = {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc < 4) return 1;
   ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   flowLogger().nameCurrentThread(L"The main thread");
-  const std::string kind = argc > 1 ? argv[1] : "";
-  const std::string mode = argc > 2 ? argv[2] : "";
-  const std::string folder = argc > 3 ? argv[3] : "";
+  const std::string kind = argv[1];
+  const std::string mode = argv[2];
+  const std::filesystem::path folder = argv[3];
   if (mode == "own handlers") InstallOwnHandlers();
   if (mode == "lenient") {
     ::_set_invalid_parameter_handler(
@@ -214,10 +200,10 @@ int main(int argc, char** argv) {
   }
   std::optional<MCrashReporter> reporter;
   std::optional<FailingHandlers> handlers;
-  std::optional<UsedHandler> waiting;
+  std::optional<Handler> waiting;
   if (!folder.empty()) {
     MCrashReporterOptions options;
-    options.folder = std::filesystem::path(folder).wstring();
+    options.folder = folder.wstring();
     options.programName = L"crash";
     // Wine takes seconds for each.
     options.writesMiniDump = kind == "access" || kind == "loader";
@@ -226,13 +212,11 @@ int main(int argc, char** argv) {
     reporter.emplace(options);
     if (mode == "failing handlers") handlers.emplace();
     if (mode == "stuck") waiting.emplace([](auto&) { ::Sleep(INFINITE); });
-    if (mode == "gone" || mode == "refused") std::filesystem::remove_all(options.folder);
-    if (mode == "refused") std::ofstream(std::filesystem::path(options.folder)) << "a file";
+    if (mode == "gone" || mode == "refused") std::filesystem::remove_all(folder);
+    if (mode == "refused") std::ofstream(folder) << "a file";
     if (mode == "full") FillDisk();
     if (mode == "removed") reporter.reset();
   }
-  const auto crash = kCrashes.find(kind);
-  if (crash == kCrashes.end()) return 1;
-  crash->second();
+  kCrashes.at(kind)();
   return 0;
 }

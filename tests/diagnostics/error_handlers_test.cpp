@@ -23,27 +23,21 @@ using testing::ElementsAre;
 MSourceContext context(L"Test", L"Fail");
 
 struct Listener final : IThreadErrorHandler, ISpontaneousErrorHandler {
-  std::function<void(MEngineThread*)> onCall;
+  std::function<void(MEngineThread*)> onCall = [](MEngineThread*) {};
   std::vector<std::string> heard;
 
   void OnThreadError(MEngineThread& engine, const MException& error) override {
-    Hear(&engine, "worker ", error);
+    heard.push_back("worker " + ErrorText(error));
+    onCall(&engine);
   }
   void OnSpontaneousError(const MFlowPoint&, const void*, const MException& error) override {
-    Hear(nullptr, "", error);
-  }
-  void Hear(MEngineThread* engine, const char* kind, const MException& error) {
-    heard.push_back(kind + ErrorText(error));
-    if (onCall) onCall(engine);
+    heard.push_back(ErrorText(error));
+    onCall(nullptr);
   }
 };
 
 void Dismiss(const wchar_t* errorName) {
-  try {
-    RaiseError(context, errorName);
-  } catch (const MException& exception) {
-    RecordDismissed(context, nullptr, exception);
-  }
+  RecordDismissed(context, nullptr, MException(MError(context, errorName)));
 }
 
 void FailWorkerOf(MCommandProcessor& processor) {
