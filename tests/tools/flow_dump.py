@@ -10,39 +10,13 @@ import random
 import re
 import sys
 
-KINDS = {
-    "Root_error": -105, "Warning": -101, "State_change": -25, "Message_send": -21,
-    "Message_receive": -20, "Construction": -14, "Scope_pop": -8, "Scope_push": -7,
-    "Timing_point": 0,
-}
+KINDS = {"Root_error": -105, "State_change": -25, "Message_send": -21, "Message_receive": -20,
+         "Scope_pop": -8, "Scope_push": -7, "Timing_point": 0}
 HEAD = "%% Reference time: -0.006909 is approximately 193ms past Wed Nov 25 21:46:51 2026\n%%\n"
-NUMBERS = re.compile(r"^    -?\d+\.\d{6}, (-?\d+), (-?\d+), -?\d+, (-?\d+), (-?\d+), (-?\d+), "
-                     r"(-?\d+)$", re.MULTILINE)
+NUMBERS = re.compile(r"^    -?\d+\.\d{6}, (-?\d+), -?\d+, -?\d+, (-?\d+, -?\d+, -?\d+), (-?\d+)$",
+                     re.MULTILINE)
 RING = 131072
-
-
-class Maker:
-    """Writes records as the logger does."""
-
-    def __init__(self):
-        self.lines = [HEAD]
-        self.time = 0
-
-    def add(self, event, place, thread, detail="", arguments=(0, 0), target=(0x12F3A0, "Thing"),
-            step=1):
-        class_name, function = place
-        name = {"State_change": " to " + detail, "Timing_point": " (%d, %d)" % arguments}.get(
-            event, detail and " " + detail)
-        labels = [label(text) for text in place]
-        self.lines.append(
-            f"% {event}{name} in_class {class_name} at {function} for_object {target[0]:016X} "
-            f"({target[1]}) in_thread {thread[0]} ({thread[1]})\n    {self.time // 1000000}."
-            f"{self.time % 1000000:06}, {KINDS[event]}, {arguments[0]}, {arguments[1]}, "
-            f"{labels[0]}, {labels[1]}, {target[0]}, {thread[0]}\n")
-        self.time += step
-
-    def text(self):
-        return "".join(self.lines)
+HOSTILE = "</script><script>document.title='hit'</script><img src=x onerror=alert(1)>\"'&\n\x01\x7f"
 
 
 def label(text):
@@ -53,76 +27,59 @@ def label(text):
     return value - (1 << 32) if value >> 31 else value
 
 
+def record(time, event, place, thread, detail, argument, target):
+    """A record as the logger writes it."""
+    text = {"Scope_push": "", "Scope_pop": "", "State_change": f" to {detail}",
+            "Timing_point": f" ({argument}, 0)"}.get(event, f" {detail}")
+    return (f"% {event}{text} in_class {place[0]} at {place[1]} for_object {target[0]:016X} "
+            f"({target[1]}) in_thread {thread[0]} ({thread[1]})\n    {time // 1000000}."
+            f"{time % 1000000:06}, {KINDS[event]}, {argument}, 0, {label(place[0])}, "
+            f"{label(place[1])}, {target[0]}, {thread[0]}\n")
+
+
 def full_ring():
-    """Exactly as many records as the ring holds, of eight threads and some hundred functions."""
-    maker, choose = Maker(), random.Random(1)
-    threads = [(100 + 4 * i, f"Worker {i}") for i in range(8)]
-    stacks = {thread: [] for thread in threads}
+    """Exactly as many records as the ring holds, of eight threads and some hundred functions; some
+    have the same time, and a few are earlier than the ones before them."""
+    choose, stacks, records = random.Random(1), collections.defaultdict(list), [HEAD]
     for i in range(RING):
-        thread = choose.choice(threads)
-        stack = stacks[thread]
-        chance = choose.random()
-        step = choose.randrange(60)
-        target = (0x10000 + 64 * choose.randrange(40), "Engine")
-        if chance < 0.45 and len(stack) < 12:
-            number = choose.randrange(200)
-            stack.append((f"Class{number % 20}", f"Function{number}"))
-            maker.add("Scope_push", stack[-1], thread, step=step)
-        elif chance < 0.9 and stack:
-            maker.add("Scope_pop", stack.pop(), thread, step=step)
-        elif chance < 0.93:
-            state = choose.randrange(4)
-            maker.add("State_change", ("Class1", "ChangeState"), thread, f"State {state}",
-                      (state, 0), target, step)
-        elif chance < 0.97:
-            maker.add("Message_send" if i % 2 else "Message_receive", ("Class2", "Post"), thread,
-                      "Wake", (3, 0), target, step)
-        else:
-            maker.add("Timing_point", ("Class3", "Tick"), thread, "", (i, 7), step=step)
-    return maker.text()
-
-
-HOSTILE = "</script><script>document.title='hit'</script><img src=x onerror=alert(1)>\"'&\n\x01\x7f"
+        thread, number = choose.randrange(8), choose.randrange(200)
+        [event] = choose.choices(list(KINDS)[1:], (3, 2, 2, 45, 45, 3))
+        if event == "Scope_push" and len(stacks[thread]) < 12:
+            stacks[thread].append(number)
+        elif event.startswith("Scope"):
+            event, number = "Scope_pop", stacks[thread].pop() if stacks[thread] else number
+        records.append(record(
+            i // 3 * 90 - (i % 1000 == 999) * 900, event, (f"Class{number % 20}", f"Run{number}"),
+            (100 + 4 * thread, f"Worker {thread}"), f"Number {number % 4}", number % 4,
+            (0x10000 + 64 * (number % 40), "Engine")))
+    return "".join(records)
 
 
 def hostile():
     """Names that would be markup, script or another line, everywhere where names stand."""
-    maker = Maker()
-    thread, target = (4, HOSTILE), (0x20, HOSTILE)
-    place = (HOSTILE, HOSTILE)
-    maker.add("Scope_push", place, thread, target=target)
-    maker.add("State_change", place, thread, HOSTILE, (3, 0), target)
-    maker.add("Root_error", place, thread, HOSTILE, (label(HOSTILE), 12), target)
-    maker.add("Message_send", place, thread, HOSTILE, (7, 0), target)
-    maker.add("Message_receive", place, (8, "Other"), HOSTILE, (7, 0), target)
-    maker.add("Scope_pop", place, thread, target=target)
-    return maker.text()
+    events = (("Scope_push", 0), ("State_change", 3), ("Root_error", label(HOSTILE)),
+              ("Message_send", 7), ("Message_receive", 7), ("Scope_pop", 0))
+    return HEAD + "".join(
+        record(time, event, (HOSTILE, HOSTILE), (4, HOSTILE), HOSTILE, argument, (0x20, HOSTILE))
+        for time, (event, argument) in enumerate(events))
 
 
 def count(text):
-    """What a timeline of the dump must show: slices, instants, states, messages, errors."""
-    counts = collections.Counter()
-    stacks = collections.defaultdict(list)
-    for kind, _, class_id, point, target, thread in NUMBERS.findall(text):
-        kind, scope = int(kind), (class_id, point, target)
+    """How many scopes, states and marks a timeline of the dump must show; of the marks, how many
+    are errors, warnings and messages."""
+    counts, stacks = collections.Counter(), collections.defaultdict(list)
+    for kind, scope, thread in NUMBERS.findall(text):
+        kind, stack = int(kind), stacks[thread]
+        if kind == KINDS["Scope_pop"] and scope in stack:
+            while stack.pop() != scope:
+                pass
+            continue
         if kind == KINDS["Scope_push"]:
-            counts["slices"] += 1
-            stacks[thread].append(scope)
-        elif kind == KINDS["Scope_pop"]:
-            stack = stacks[thread]
-            if scope in stack:
-                while stack.pop() != scope:
-                    pass
-            else:
-                counts["slices"] += 1
-        elif kind == KINDS["State_change"]:
-            counts["states"] += 1
-        else:
-            counts["instants"] += 1
-            counts["errors"] += -105 <= kind <= -102
-            counts["warnings"] += kind == -101
-            counts["messages"] += kind in (-21, -20)
-    counts["records"] = len(NUMBERS.findall(text))
+            stack.append(scope)
+        counts[{-8: "scope", -7: "scope", -25: "state"}.get(kind, "mark")] += 1
+        counts["error"] += -105 <= kind <= -102
+        counts["warning"] += kind == -101
+        counts["message"] += kind in (-21, -20)
     return counts
 
 

@@ -24,11 +24,9 @@ from selenium.webdriver.common.keys import Keys
 
 import flow_dump
 
-SIZE = (1400, 900)
-PICTURE_SIZE = (1280, 800)
 MAX_OPEN_MS = 2000
 MIN_FRAMES_PER_SECOND = 30
-TRIES = 8
+TRIES = 4
 
 # Pans by key once a frame for a second; gives the frames per second.
 PAN = """
@@ -36,7 +34,7 @@ const done = arguments[0], canvas = document.getElementById('timeline');
 const start = performance.now();
 let frames = 0;
 function frame(now) {
-  if (now - start > 1000) { done(frames / (now - start) * 1000); return; }
+  if (now - start > 1000) return done(frames / (now - start) * 1000);
   const key = Math.floor(++frames / 40) % 2 ? 'ArrowLeft' : 'ArrowRight';
   canvas.dispatchEvent(new KeyboardEvent('keydown', { key, bubbles: true }));
   requestAnimationFrame(frame);
@@ -45,11 +43,11 @@ requestAnimationFrame(frame);
 """
 
 
-def start_browser(size):
+def start_browser():
     options = Options()
     options.binary_location = "/usr/bin/chromium"
     for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                     "--force-color-profile=srgb", "--window-size=%d,%d" % size):
+                     "--force-color-profile=srgb", "--window-size=1280,800"):
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
@@ -65,9 +63,6 @@ class Page:
 
     def text(self, name):
         return self.browser.find_element(By.ID, name).text
-
-    def press(self, *keys):
-        self.canvas.send_keys(*keys)
 
     def view(self):
         """The span of time that the page says it shows, in seconds."""
@@ -88,7 +83,7 @@ class Page:
     def check_counts(self):
         counts = flow_dump.count(self.path.with_suffix("").read_text(encoding="latin-1"))
         shown = self.numbers_of("summary", ["scope", "mark", "state"])
-        assert shown == [counts["slices"], counts["instants"], counts["states"]], (shown, counts)
+        assert shown == [counts["scope"], counts["mark"], counts["state"]], (shown, counts)
         return counts
 
     def check_quiet(self):
@@ -103,29 +98,25 @@ class Page:
 
 def check_demo(page):
     counts = page.check_counts()
-    assert counts["errors"] > 0 and "Root_error" in page.text("summary"), "the dump has an error"
-
     assert page.search("FileReader", "class").startswith("1 of ")
     assert "FileReader" in page.text("details")
     assert page.search("no such words") == "0 matches"
     found = page.search("", "error")
-    assert found == f"1 of {counts['errors'] + counts['warnings']}", found
+    assert found == f"1 of {counts['error'] + counts['warning']}", found
     details = page.text("details")
     assert "CannotOpenFile" in details and "Wall clock\n20" in details, details
-    page.press("f")
+    page.canvas.send_keys("f")
     narrow = page.view()
-    page.press(Keys.ARROW_RIGHT)
+    page.canvas.send_keys(Keys.ARROW_RIGHT)
     assert page.view()[0] > narrow[0]
-    page.press("0")
+    page.canvas.send_keys("0", Keys.ESCAPE)
     whole = page.view()
     assert whole[1] - whole[0] > 10 * (narrow[1] - narrow[0])
 
     # What is under the pointer: the first scope row of the first thread, right of its middle.
-    page.press(Keys.ESCAPE)
-    assert page.text("details") == ""
-    ActionChains(page.browser).move_to_element_with_offset(page.canvas, 60, 60 -
-                                                           page.canvas.size["height"] // 2) \
-        .click().perform()
+    pointer = ActionChains(page.browser)
+    pointer.move_to_element_with_offset(page.canvas, 60, 60 - page.canvas.size["height"] // 2)
+    pointer.click().perform()
     details = page.text("details")
     assert "Scope_push" in details and "Audit::Run" in details.replace("\u200b", ""), details
     # The wheel zooms round the pointer, whose time stays where it is.
@@ -136,33 +127,21 @@ def check_demo(page):
     ActionChains(page.browser).drag_and_drop_by_offset(page.canvas, -100, 0).perform()
     dragged = page.view()
     assert dragged[0] > zoomed[0] and abs(dragged[1] - dragged[0] - zoomed[1] + zoomed[0]) < 1e-5
-
     page.browser.find_element(By.XPATH, "//button[.='No classes']").click()
     time.sleep(0.3)
     assert page.numbers_of("status", ["scope", "mark", "state"]) == [0, 0, 0], page.text("status")
-
-
-def pan(browser):
-    """Frames per second, the best of some tries: other programs may keep the machine busy."""
-    best = 0
-    for _ in range(TRIES):
-        best = max(best, browser.execute_async_script(PAN))
-        if best >= MIN_FRAMES_PER_SECOND:
-            break
-    return best
 
 
 def check_ring(page):
     page.check_counts()
     opened = page.browser.execute_script(
         "return performance.getEntriesByName('timeline drawn')[0].startTime")
-    rates = []
-    for zooms in (0, 8, 8):
-        page.press("+" * zooms)
-        rates.append(pan(page.browser))
-    print(f"a full ring opens in {opened:.0f} ms and pans at "
-          + ", ".join(f"{rate:.0f}" for rate in rates) + " frames a second")
-    assert opened < MAX_OPEN_MS and min(rates) >= MIN_FRAMES_PER_SECOND, (opened, rates)
+    for zooms in ("0", "++++++++"):
+        page.canvas.send_keys(zooms)
+        # The best of some tries: other programs may keep the machine busy.
+        rate = max(page.browser.execute_async_script(PAN) for _ in range(TRIES))
+        print(f"a full ring opens in {opened:.0f} ms and pans at {rate:.0f} frames a second")
+        assert opened < MAX_OPEN_MS and rate >= MIN_FRAMES_PER_SECOND, (opened, rate)
     assert "The ring was full" in page.text("summary")
 
 
@@ -186,11 +165,11 @@ def check_damaged(page):
 
 def main():
     folder = pathlib.Path(sys.argv[1]).resolve()
-    browser = start_browser(PICTURE_SIZE if len(sys.argv) > 2 else SIZE)
+    browser = start_browser()
     try:
         if len(sys.argv) > 2:
             page = Page(browser, folder / "demo.log.html")
-            page.press("e")
+            page.canvas.send_keys("e")
             time.sleep(0.5)
             browser.save_screenshot(sys.argv[2])
             return
@@ -204,5 +183,4 @@ def main():
         browser.quit()
 
 
-if __name__ == "__main__":
-    main()
+main()
