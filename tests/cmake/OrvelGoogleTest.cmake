@@ -38,11 +38,7 @@ foreach(orvelGoogletestTarget IN ITEMS gtest gtest_main gmock gmock_main)
     # Keeps our warnings away from its headers.
     set_target_properties(${orvelGoogletestTarget} PROPERTIES SYSTEM ON)
     # Its sources are not written for every warning that a newer compiler knows.
-    target_compile_options(${orvelGoogletestTarget} PRIVATE $<$<CXX_COMPILER_ID:MSVC>:/WX->)
     target_compile_options(${orvelGoogletestTarget} PRIVATE
-      $<$<NOT:$<CXX_COMPILER_ID:MSVC>>:-Wno-error>)
-    if(NOT TARGET GTest::${orvelGoogletestTarget})
-      add_library(GTest::${orvelGoogletestTarget} ALIAS ${orvelGoogletestTarget})
-    endif()
+      $<IF:$<CXX_COMPILER_ID:MSVC>,/WX-,-Wno-error>)
   endif()
 endforeach()

@@ -11,9 +11,6 @@ set(orvelTestHeaders
 # seconds unless given.
 function(orvel_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES;LABELS")
-  if(NOT arg_UNPARSED_ARGUMENTS)
-    message(FATAL_ERROR "orvel_add_test(${name}): no sources")
-  endif()
   if(NOT DEFINED arg_TIMEOUT)
     set(arg_TIMEOUT 60)
   endif()

@@ -2,25 +2,19 @@
 # SPDX-License-Identifier: MIT
 """Makes a source file of the C++ examples of each page, so that they are compiled.
 
-usage: page_examples.py OUTPUT_FOLDER PAGE...
-       page_examples.py --check-programs REPOSITORY PAGE...
+usage: page_examples.py REPOSITORY OUTPUT_FOLDER PAGE...
 
 A code block of a page is one of these, as the comment right in front of it says:
 
     <!-- example: examples/hello_worker/main.cpp -->   the program of that file, from its first
-                                                       #include on; --check-programs compares them
+                                                       #include on
     <!-- compile: declarations -->                     what stands at the level of a file
-    <!-- compile: statements -->                       what stands in a function
+    <!-- compile: statements                           what stands in a function; before the end
+    void Work();                                       of the comment, what the block takes for
+    -->                                                granted
 
-What a block takes for granted follows in the comment, and is compiled in front of it:
-
-    <!-- compile: statements
-    void Work();
-    -->
-
-The headers are those that the block includes and those that the page names in backquotes, in full or
-behind their folder or one of the same folder, so a page that names too few does not compile. Every block of C++ needs
-such a comment.
+The headers are those that the block includes and those that the page names in backquotes, so a page
+that names too few does not compile.
 """
 
 import pathlib
@@ -37,35 +31,21 @@ STANDARD_HEADERS = ["chrono", "cstdint", "cstdio", "fstream", "future", "iostrea
                     "sstream", "string", "string_view", "thread", "utility", "vector"]
 
 
-def blocks_of(page):
-    text = page.read_text("utf-8")
-    for block in BLOCK.finditer(text):
-        line = text.count("\n", 0, block.start("code")) + 1
-        if block["kind"] is None:
-            sys.exit(f"{page}:{line}: no comment says how this block is compiled")
-        yield line, block
-
-
-def headers_of(text):
-    """The library's headers that a page names: `orvel/threads/engine_thread.h`, `scoped_lock.h`."""
-    folder = None
-    for name in re.findall(r"`(orvel/[a-z0-9_/]+(?:/|\.h)|[a-z0-9_]+\.h)`", text):
-        if "/" in name:
-            folder = name[: name.rindex("/") + 1]
-        elif folder:
-            name = folder + name
-        if name.startswith("orvel/") and name.endswith(".h"):
-            yield name
-
-
-def source_of(page):
+def source_of(page, repository):
     """The page's examples as one source file; empty when there is nothing to compile."""
     text = page.read_text("utf-8")
     examples = []
     includes = [f"#include <{header}>" for header in STANDARD_HEADERS]
-    includes += [f'#include "{header}"' for header in headers_of(text)]
-    for line, block in blocks_of(page):
+    for name in re.findall(r"`([a-z0-9_/]+\.h)`", text):
+        includes += [f'#include "{header.relative_to(repository).as_posix()}"'
+                     for header in sorted(repository.glob(f"orvel/**/{name.split('/')[-1]}"))
+                     if header.match(name)]
+    for block in BLOCK.finditer(text):
+        line = text.count("\n", 0, block.start("code")) + 1
         if block["kind"] == "example":
+            program = (repository / block["what"]).read_text("utf-8")
+            if block["code"] != program[program.index("#include") :]:
+                sys.exit(f"{page}:{line}: not what {block['what']} holds")
             continue
         context = block["context"] or ""
         includes += INCLUDE.findall(block["code"])
@@ -73,39 +53,21 @@ def source_of(page):
         if block["what"] == "statements":
             code = f"[[maybe_unused]] void Example() {{\n{code}}}\n"
         elif block["what"] != "declarations":
-            sys.exit(f"{page}:{line}: 'compile: {block['what']}' is not known")
+            sys.exit(f"{page}:{line}: no comment says how this block is compiled")
         examples.append(f"namespace Block{len(examples)} {{\n{context}{code}}}\n")
     if not examples:
         return ""
     return "\n".join(["#include <windows.h>", *dict.fromkeys(includes)]) + "\n" + "".join(examples)
 
 
-def write_sources(folder, pages):
+def main():
+    repository, folder, *pages = map(pathlib.Path, sys.argv[1:])
     folder.mkdir(parents=True, exist_ok=True)
     for page in pages:
         target = folder / f"{page.stem.lower()}.cpp"
-        source = source_of(page)
+        source = source_of(page, repository)
         if not target.exists() or target.read_text("utf-8") != source:
             target.write_text(source, "utf-8")
-
-
-def check_programs(repository, pages):
-    for page in pages:
-        for line, block in blocks_of(page):
-            if block["kind"] != "example":
-                continue
-            program = (repository / block["what"]).read_text("utf-8")
-            program = program[program.index("#include") :]
-            if block["code"] != program:
-                sys.exit(f"{page}:{line}: not what {block['what']} holds. It should be:\n{program}")
-
-
-def main():
-    pages = [pathlib.Path(page) for page in sys.argv[3 if sys.argv[1].startswith("--") else 2 :]]
-    if sys.argv[1] == "--check-programs":
-        check_programs(pathlib.Path(sys.argv[2]), pages)
-    else:
-        write_sources(pathlib.Path(sys.argv[1]), pages)
 
 
 main()
