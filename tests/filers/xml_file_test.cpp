@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,11 +10,13 @@
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
+#include "orvel/filers/tagged_values.h"
 #include "orvel/filers/xml/document/xml_document.h"
 #include "orvel/foundation/system_error.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/system_call_hook.h"
 
+#include <process.h>
 #include <sddl.h>
 
 namespace {
@@ -32,70 +33,58 @@ class XmlFileTest : public testing::Test {
     std::filesystem::remove_all(folder_, ignored);
   }
 
-  void Write(const std::string& bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
+  void Write(const std::string& bytes) const {
+    std::ofstream(folder_ / "document.xml", std::ios::binary) << bytes;
+  }
   [[nodiscard]] std::string Read() const {
-    std::ifstream file(path_, std::ios::binary);
+    std::ifstream file(folder_ / "document.xml", std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
   [[nodiscard]] std::ptrdiff_t CountFiles() const {
     return std::distance(std::filesystem::directory_iterator(folder_), {});
   }
 
-  /// Runs a command of the system below Wine in the folder; does nothing on Windows.
-  void RunBelow(const wchar_t* program, std::wstring command) const {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (::CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                         folder_.c_str(), &startup, &process) == FALSE)
-      return;
-    ::WaitForSingleObject(process.hProcess, 10'000);
-    ::CloseHandle(process.hProcess);
-    ::CloseHandle(process.hThread);
-  }
-
   const std::filesystem::path folder_ =
       std::filesystem::temp_directory_path() /
       ("orvel_xml_file_test_" + std::to_string(::GetCurrentProcessId()));
-  const std::filesystem::path path_ = folder_ / "document.xml";
+  const std::wstring path_ = folder_.wstring() + L"\\document.xml";
 };
 
 TEST_F(XmlFileTest, SavesUtf8AndLoadsItBack) {
   MXmlDocument document;
   ASSERT_TRUE(document.AddElement(L"r", L"\u00E4\xD83D\xDE00"));
-  ASSERT_TRUE(document.SaveFile(path_.wstring()));
+  ASSERT_TRUE(document.SaveFile(path_));
   EXPECT_EQ(Read(), "<r>\xC3\xA4\xF0\x9F\x98\x80</r>\n");
   MXmlDocument loaded;
-  EXPECT_TRUE(loaded.LoadFile(path_.wstring()));
+  EXPECT_TRUE(loaded.LoadFile(path_));
   EXPECT_EQ(loaded.GetDocumentText(), document.GetDocumentText());
 
   MOutFilerTaggedXml out;
   ASSERT_TRUE(out.WriteInt(L"V", 1));
-  ASSERT_TRUE(out.SaveFile(path_.wstring())) << "over the old file";
+  ASSERT_TRUE(out.SaveFile(path_)) << "over the old file";
   EXPECT_EQ(CountFiles(), 1);
-  std::int32_t value = 0;
-  EXPECT_TRUE(MInFilerTaggedXml::FromFile(path_.wstring())->ReadInt(L"V", value, 0));
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(ReadTagged<int>(*MInFilerTaggedXml::FromFile(path_), L"V", 0), 1);
 }
 
 TEST_F(XmlFileTest, FailedSaveSaysWhyAndLeavesTheOldFileAlone) {
   Write("old");
   MXmlDocument unpaired;
   unpaired.AddElement(L"r", L"\xD800");
-  EXPECT_FALSE(unpaired.SaveFile(path_.wstring()));
+  EXPECT_FALSE(unpaired.SaveFile(path_));
   EXPECT_EQ(unpaired.GetFailure().GetText(), L"Unpaired surrogate at offset 3");
   MXmlDocument sound;
   sound.AddElement(L"r");
-  const auto expectFailure = [&](const std::filesystem::path& path, MXmlStep step, DWORD code) {
-    EXPECT_FALSE(sound.SaveFile(path.wstring())) << path;
+  const auto expectFailure = [&](const std::wstring& path, MXmlStep step, DWORD code) {
+    EXPECT_FALSE(sound.SaveFile(path)) << path;
     EXPECT_EQ(sound.GetFailure().step, step) << path;
     EXPECT_EQ(sound.GetFailure().winErrorCode, code) << path;
     EXPECT_TRUE(sound.GetFailure().GetText().ends_with(L": " + SystemErrorText(code)));
     EXPECT_EQ(Read(), "old");
   };
-  expectFailure(folder_ / "missing" / "document.xml", MXmlStep::kOpen, ERROR_PATH_NOT_FOUND);
+  expectFailure(folder_.wstring() + L"\\missing\\document.xml", MXmlStep::kOpen,
+                ERROR_PATH_NOT_FOUND);
   std::filesystem::create_directory(folder_ / "taken");
-  expectFailure(folder_ / "taken", MXmlStep::kOpen, ERROR_ACCESS_DENIED);
+  expectFailure(folder_.wstring() + L"\\taken", MXmlStep::kOpen, ERROR_ACCESS_DENIED);
   ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
   expectFailure(path_, MXmlStep::kOpen, ERROR_ACCESS_DENIED);
   ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -115,17 +104,17 @@ TEST_F(XmlFileTest, SaveWaitsForOthersToCloseTheFile) {
   MXmlDocument document;
   document.AddElement(L"r");
   {
-    std::ifstream reader(path_);  // a program that has the file open
+    std::ifstream reader(folder_ / "document.xml");  // a program that has the file open
     SystemCallHook pause(
         SystemCall::kSleep, [&] { reader.close(); }, 1);
     SystemCallHook violation(SystemCall::kSetFileInformation, 0, {0, ERROR_SHARING_VIOLATION});
-    EXPECT_TRUE(document.SaveFile(path_.wstring())) << "after two pauses";
+    EXPECT_TRUE(document.SaveFile(path_)) << "after two pauses";
     EXPECT_TRUE(violation.WasReached());
     EXPECT_TRUE(pause.WasReached());
     EXPECT_EQ(Read(), "<r/>\n");
   }
-  const std::ifstream reader(path_);
-  EXPECT_FALSE(document.SaveFile(path_.wstring())) << "who does not close it";
+  const std::ifstream reader(folder_ / "document.xml");
+  EXPECT_FALSE(document.SaveFile(path_)) << "who does not close it";
   EXPECT_EQ(document.GetFailure().step, MXmlStep::kReplace);
   EXPECT_EQ(CountFiles(), 1);
 }
@@ -152,15 +141,19 @@ TEST_F(XmlFileTest, SaveKeepsWhatTheFileWas) {
 
   MXmlDocument document;
   document.AddElement(L"r");
-  const std::wstring link = (folder_ / "link.xml").wstring();
-  ::CreateSymbolicLinkW(link.c_str(), path_.c_str(), 2);     // also without privilege, if allowed
-  RunBelow(L"Z:\\bin\\ln", L"ln -s document.xml link.xml");  // what Wine has no call for
+  const std::wstring link = folder_.wstring() + L"\\link.xml";
+  ::CreateSymbolicLinkW(link.c_str(), path_.c_str(), 2);  // also without privilege, if allowed
+  // Wine has no call for that, and would delete the document below; Windows has no such programs.
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_);
+  ::_wspawnl(_P_WAIT, L"Z:\\bin\\ln", L"ln", L"-s", L"document.xml", L"link.xml", nullptr);
   const bool isLinked = ::GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES;
-  EXPECT_TRUE(document.SaveFile(isLinked ? link : path_.wstring()));
+  EXPECT_TRUE(document.SaveFile(isLinked ? link : path_));
   EXPECT_EQ(Read(), "<r/>\n") << "a link stays one";
   EXPECT_EQ(::GetFileAttributesW(path_.c_str()), kAttributes);
   EXPECT_EQ(rights(), own);
-  RunBelow(L"Z:\\bin\\rm", L"rm link.xml");  // Wine would delete the document
+  ::_wspawnl(_P_WAIT, L"Z:\\bin\\rm", L"rm", L"link.xml", nullptr);
+  std::filesystem::current_path(before);
 
   const std::wstring longest = L"\\\\?\\" + folder_.wstring() + L'\\' + std::wstring(255, L'n');
   EXPECT_TRUE(document.SaveFile(longest));
@@ -171,12 +164,12 @@ TEST_F(XmlFileTest, SaveKeepsWhatTheFileWas) {
 TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
   Write("\xEF\xBB\xBF<a/>");
   MXmlDocument document;
-  EXPECT_TRUE(document.LoadFile(path_.wstring()));
+  EXPECT_TRUE(document.LoadFile(path_));
   EXPECT_EQ(document.GetDocumentText(), L"<a/>");
   document.SetLengthLimit(3);
   const auto expectFailure = [&](const std::string& bytes, const wchar_t* error) {
     Write(bytes);
-    EXPECT_FALSE(document.LoadFile(path_.wstring())) << bytes;
+    EXPECT_FALSE(document.LoadFile(path_)) << bytes;
     EXPECT_EQ(document.GetErrorText(), error);
     EXPECT_EQ(document.GetFailure().GetText(), error);
     EXPECT_EQ(document.GetDocumentText(), L"");
@@ -186,7 +179,7 @@ TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
   expectFailure({"\xEF\xBB\xBF<a\0\xC3>", 8}, L"File has a zero character at byte 5");
   expectFailure("", L"Empty document");
   expectFailure("<abcdefghijk/>", L"Document too long");
-  const std::wstring missing = (folder_ / "missing.xml").wstring();
+  const std::wstring missing = folder_.wstring() + L"\\missing.xml";
   EXPECT_FALSE(document.LoadFile(missing));
   EXPECT_EQ(document.GetErrorText(), L"File cannot be read");
   const auto reader = MInFilerTaggedXml::FromFile(missing);
@@ -194,7 +187,7 @@ TEST_F(XmlFileTest, LoadTellsWhyItFailed) {
   EXPECT_EQ(reader->GetFailure().step, MXmlStep::kOpen);
   EXPECT_EQ(reader->GetFailure().GetText(), L"Cannot open: " + SystemErrorText(2));
   Write("<other/>");
-  EXPECT_EQ(MInFilerTaggedXml::FromFile(path_.wstring())->GetFailure().GetText(),
+  EXPECT_EQ(MInFilerTaggedXml::FromFile(path_)->GetFailure().GetText(),
             L"The root element is 'other', not 'ExceptionChain'");
   EXPECT_EQ(MInFilerTaggedXml(L"<a/><b/>").GetFailure().GetText(), L"Root element has sibling");
 }
