@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "orvel/filers/filer_tagged_registry_base.h"
+#include "orvel/threads/non_copyable.h"
 
 namespace Orvel::Testing {
 
@@ -22,11 +24,9 @@ struct RawRegistryValue {
 /// crashed, when one is made.
 ///
 /// Paths of sections are relative to the application key, "" for the key itself. Thread-unsafe.
-class RegistrySandbox {
+class RegistrySandbox : public Libraries::NonCopyable {
  public:
   explicit RegistrySandbox(MRegistryRoot root = MRegistryRoot::kCurrentUser);
-  RegistrySandbox(const RegistrySandbox&) = delete;
-  RegistrySandbox& operator=(const RegistrySandbox&) = delete;
   ~RegistrySandbox();
 
   [[nodiscard]] const std::wstring& GetApplicationKey() const noexcept { return applicationKey_; }
@@ -41,11 +41,31 @@ class RegistrySandbox {
                          const RawRegistryValue& value) const;
 
  private:
-  [[nodiscard]] std::wstring GetFullPath(const std::wstring& path) const;
+  [[nodiscard]] std::wstring FullPath(const std::wstring& path) const;
 
   void* const root_;
-  const std::wstring frameworkPath_;
   const std::wstring applicationKey_;
+  const std::wstring path_;
+};
+
+/// Stands between the library and the registry while it lives, in this program's import table:
+/// records the calls and lets calls fail. One at a time, and for one thread.
+class RegistrySeam : public Libraries::NonCopyable {
+ public:
+  RegistrySeam();
+  ~RegistrySeam();
+
+  /// Asked before each call but closing; when true, the call fails without reaching the registry.
+  std::function<bool(const std::wstring& call)> refuses;
+  /// Where set, gives what a query finds; the query behaves as the system's, and what lies in the
+  /// buffer behind the data becomes garbage.
+  std::function<RawRegistryValue()> finds;
+  /// What a query then returns for a value that is larger than the buffer.
+  std::int32_t statusOfTooLittleRoom = 234;  // ERROR_MORE_DATA
+
+  /// In the order made: what is done, for keys the access that is asked for ("r" or "rw"), and the
+  /// path of a key or the name of a value: "create rw Orvel". Without the closing of keys.
+  std::vector<std::wstring> calls;
 };
 
 }  // namespace Orvel::Testing

@@ -11,6 +11,8 @@
 #include "orvel/platform/windows_api.h"
 
 #if defined(_WIN32)
+#include "tests/support/import_slot.h"
+
 // The slots of this program's import table, by the names that linkers give them. In programs of
 // Linux the stand-in for the system asks for the answers by itself.
 extern "C" {
@@ -65,11 +67,7 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
 template <SystemCall kCall, class Function>
 void Install(void*& imported, Function*) {
   using Patch = Replacement<kCall, Function*>;
-  DWORD protection = 0;
-  ::VirtualProtect(&imported, sizeof imported, PAGE_READWRITE, &protection);
-  Patch::original = reinterpret_cast<typename Patch::Pointer>(imported);
-  imported = reinterpret_cast<void*>(&Patch::Call);
-  ::VirtualProtect(&imported, sizeof imported, protection, &protection);
+  Patch::original = ReplaceImport(imported, &Patch::Call);
 }
 
 bool InstallAll() {
