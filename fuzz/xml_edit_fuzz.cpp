@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/filers/xml_editor.h"
+#include "tests/filers/xml_checks.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Orvel::Testing::EditAtRandom(data, size);

@@ -29,8 +29,15 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace Orvel::Testing {
 
-FailingAllocation::FailingAllocation(std::size_t& skipped) { allocationsUntilFailure = &skipped; }
-
-FailingAllocation::~FailingAllocation() { allocationsUntilFailure = nullptr; }
+bool RunsOutOfMemory(std::size_t& skipped, const std::function<void()>& operation) {
+  allocationsUntilFailure = &skipped;
+  try {
+    operation();
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+  allocationsUntilFailure = nullptr;
+  return false;
+}
 
 }  // namespace Orvel::Testing

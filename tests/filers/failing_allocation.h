@@ -2,18 +2,13 @@
 #pragma once
 
 #include <cstddef>
-
-#include "orvel/threads/non_copyable.h"
+#include <functional>
 
 namespace Orvel::Testing {
 
-/// Lets one allocation by operator new fail, in a program that failing_allocation.cpp is linked
-/// into. Counts and fails those of the calling thread only, while it lives. One at a time.
-class FailingAllocation : public Libraries::NonCopyable {
- public:
-  /// The allocation after `skipped` others fails, once. Subtracts from `skipped` what it counted.
-  explicit FailingAllocation(std::size_t& skipped);
-  ~FailingAllocation();
-};
+/// Runs an operation with the allocation by operator new after `skipped` others failing, once and
+/// for this thread only; subtracts from `skipped` what was counted. Returns whether the operation
+/// raised std::bad_alloc. For programs that failing_allocation.cpp is linked into.
+bool RunsOutOfMemory(std::size_t& skipped, const std::function<void()>& operation);
 
 }  // namespace Orvel::Testing
