@@ -94,7 +94,7 @@ class CrashReporterTest : public testing::Test {
 };
 
 TEST_F(CrashReporterTest, EveryDeathHasTheExitCodeThatItHasWithoutAndLeavesAReportIfItCan) {
-  // With regular expressions for what the text of the report holds; none: there is none.
+  // With regular expressions for what the text of the report holds; without, no report is whole.
   const std::tuple<std::string, std::string, std::vector<const char*>> deaths[] = {
       {"access",
        "",
