@@ -74,7 +74,7 @@ void MDesyncEventScheduler::SetQueueGrowthStep(std::int32_t growthStep) {
 void MDesyncEventScheduler::Flush() {
   static MSourceContext context(kClassName, L"Flush");
   const MFlowScope scope(context, this);
-  const Orvel::Libraries::GenericGuard asking([this] { ++flushers_; }, [this] { --flushers_; });
+  const Orvel::Libraries::GenericGuard requesting([this] { ++flushers_; }, [this] { --flushers_; });
   const std::uint64_t before = flushesBegun_.load(std::memory_order_acquire);
   thread_.Flush();
   // Without a thread nothing was flushed; a flush that began before may have left out the last

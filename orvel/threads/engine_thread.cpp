@@ -124,7 +124,7 @@ void MEngineThread::Start() {
   }
   startIsSignalled_ = false;
   stopIsServed_ = false;
-  stopIsAsked_.store(false, std::memory_order_release);
+  stopIsRequested_.store(false, std::memory_order_release);
 
   auto thread = Orvel::Detail::StartThreadOrRaise(context.At(__LINE__, this), &ThreadEntry, this);
   thread_ = std::move(thread.handle);
@@ -144,15 +144,15 @@ void MEngineThread::Flush() {
   const MScopedLock lock(mutex_, lockDepth_);
   if (GetState() == MEngineState::kInactive) return;
 
-  const std::uint32_t asked = flushesAsked_.fetch_add(1, std::memory_order_acq_rel) + 1;
+  const std::uint32_t requested = flushesRequested_.fetch_add(1, std::memory_order_acq_rel) + 1;
   if (!Orvel::Detail::SetKernelEvent(flushRequest_.Get())) {
     const std::uint32_t code = Orvel::Detail::LastErrorCode();
-    flushesBegun_.store(asked, std::memory_order_relaxed);  // nobody waits for it
+    flushesBegun_.store(requested, std::memory_order_relaxed);  // nobody waits for it
     RaiseSystemError(context.At(__LINE__, this), L"ErrorAccessingEvent", code);
   }
   do {
     WaitForWorker(context.At(__LINE__, this), flushDone_.Get(), thread_.Get());
-  } while (flushesServed_.load(std::memory_order_acquire) != asked);
+  } while (flushesServed_.load(std::memory_order_acquire) != requested);
 }
 
 void MEngineThread::Stop() { StopWorker(false); }
@@ -236,7 +236,7 @@ void MEngineThread::StopBeforeDestruction() noexcept {
 bool MEngineThread::RequestStop() noexcept {
   stopIsComing_.store(true, std::memory_order_release);
   if (Orvel::Detail::SetKernelEvent(stopRequest_.Get())) {
-    stopIsAsked_.store(true, std::memory_order_release);
+    stopIsRequested_.store(true, std::memory_order_release);
     return true;
   }
   stopIsComing_.store(IsStopRequested(), std::memory_order_relaxed);
@@ -256,10 +256,10 @@ void MEngineThread::BecomeInactive() noexcept {
   ChangeState(MEngineState::kInactive);
   threadId_.store(0, std::memory_order_release);
   thread_.Close();
-  // Nothing is asked of a worker that is gone.
+  // Nothing is requested of a worker that is gone.
   stopIsComing_.store(false, std::memory_order_relaxed);
-  restartIsAsked_.store(false, std::memory_order_relaxed);
-  flushesBegun_.store(flushesAsked_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  restartIsRequested_.store(false, std::memory_order_relaxed);
+  flushesBegun_.store(flushesRequested_.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
 bool MEngineThread::IsWorker() const noexcept {
@@ -278,7 +278,7 @@ void MEngineThread::AppendEvent(void* handle, std::unique_ptr<MCallbackFunctor>&
     RaiseError(context.At(__LINE__, this), L"TooManyWaitableEvents");
   }
   SetEventOrRaise(context.At(__LINE__, this), restartLoop_.Get());
-  if (IsWorker()) restartIsAsked_.store(true, std::memory_order_relaxed);
+  if (IsWorker()) restartIsRequested_.store(true, std::memory_order_relaxed);
   waitables_.push_back(handle);
   handlers_.push_back(std::move(functor));
 }
@@ -353,10 +353,10 @@ void MEngineThread::ChangeState(MEngineState newState) noexcept {
 void MEngineThread::OnFlushWrapper() {
   static MSourceContext context(kClassName, L"OnFlushWrapper");
   const MFlowScope scope(context, this);
-  const std::uint32_t asked = flushesAsked_.load(std::memory_order_acquire);
-  flushesBegun_.store(asked, std::memory_order_relaxed);
+  const std::uint32_t requested = flushesRequested_.load(std::memory_order_acquire);
+  flushesBegun_.store(requested, std::memory_order_relaxed);
   OnFlush();
-  flushesServed_.store(asked, std::memory_order_release);
+  flushesServed_.store(requested, std::memory_order_release);
   SetEventOrRaise(context.At(__LINE__, this), flushDone_.Get());
 }
 
@@ -366,13 +366,13 @@ void MEngineThread::OnStopWrapper() {
   if (stopIsServed_) return;
   stopIsServed_ = true;
   // The thread that set the event may not have marked it yet.
-  stopIsAsked_.store(true, std::memory_order_release);
+  stopIsRequested_.store(true, std::memory_order_release);
   OnStop();
 }
 
 void MEngineThread::OnRestartEventLoop() {
   static const MFlowPoint point(kClassName, L"OnRestartEventLoop");
   const MFlowScope scope(point, this);
-  restartIsAsked_.store(false, std::memory_order_relaxed);
+  restartIsRequested_.store(false, std::memory_order_relaxed);
   point.Trace(this);
 }

@@ -19,7 +19,7 @@ enum class MEngineState : std::uint32_t {
   kInactive = 0,  ///< there is no worker
   kStarting = 1,  ///< the worker exists but is not ready yet
   kRunning = 2,   ///< the worker runs its loop, or has failed and was not stopped yet
-  kStopping = 3   ///< the worker was asked to leave its loop
+  kStopping = 3   ///< a stop was requested, and the worker has not ended yet
 };
 
 /// A worker thread that its owner starts, flushes and stops. It runs an event loop: it waits for a
@@ -65,9 +65,9 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// ends first, "Abandoned" ("status"), "Unexpected" ("status") and "WaitFailed".
   void Flush();
 
-  /// Asks the worker to run `OnStop` and to leave its loop, and waits, without limit, until it has
-  /// ended. Returns at once while "Inactive", and also when the worker was asked to stop before, by
-  /// whichever thread. Raises "CannotStopSelf" on the worker unless it was asked before,
+  /// Requests that the worker runs `OnStop` and leaves its loop, and waits, without limit, until it
+  /// has ended. Returns at once while "Inactive", and also when a stop was requested before, by
+  /// whichever thread. Raises "CannotStopSelf" on the worker unless a stop was requested before,
   /// "Abandoned" (without parameter), "Unexpected" ("status") and "WaitFailed". After the last
   /// three the worker ends nevertheless, but only the destructor waits for its end.
   void Stop();
@@ -98,11 +98,11 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
     return state_.load(std::memory_order_acquire);
   }
 
-  /// Returns true from the moment the worker is asked to stop until the next `Start`. For work that
+  /// Returns true from the moment a stop is requested until the next `Start`. For work that
   /// would not end by itself, such as a command that queues itself again: a stop waits for it. Any
   /// thread, the worker included.
   [[nodiscard]] bool IsStopRequested() const noexcept {
-    return stopIsAsked_.load(std::memory_order_acquire);
+    return stopIsRequested_.load(std::memory_order_acquire);
   }
 
   /// Returns true while the worker has a request (flush, stop or restart of the loop) that it has
@@ -112,8 +112,8 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   /// handler may then be called once more and has to check again. Any thread.
   [[nodiscard]] bool HasPendingRequest() const noexcept {
     return stopIsComing_.load(std::memory_order_acquire) ||
-           restartIsAsked_.load(std::memory_order_relaxed) ||
-           flushesAsked_.load(std::memory_order_acquire) !=
+           restartIsRequested_.load(std::memory_order_relaxed) ||
+           flushesRequested_.load(std::memory_order_acquire) !=
                flushesBegun_.load(std::memory_order_relaxed);
   }
 
@@ -208,11 +208,12 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   // Written with release by one side, read with acquire by the other. A request is marked before
   // its event is set, so a worker that finds no mark need not look at the events.
   std::atomic<bool> stopIsComing_{false};  // the event is set or is about to be
-  std::atomic<bool> stopIsAsked_{false};   // the event is set: the stop cannot be refused any more
-  std::atomic<bool> restartIsAsked_{false};  // relaxed: the worker writes and reads it
+  // The event is set: the stop cannot be refused any more.
+  std::atomic<bool> stopIsRequested_{false};
+  std::atomic<bool> restartIsRequested_{false};  // relaxed: the worker writes and reads it
   // Flushes are numbered: one whose wait failed leaves a request and a signal behind, which the
   // next flush must not take for its own.
-  std::atomic<std::uint32_t> flushesAsked_{0};
+  std::atomic<std::uint32_t> flushesRequested_{0};
   std::atomic<std::uint32_t> flushesBegun_{0};  // relaxed: the worker writes and compares it
   std::atomic<std::uint32_t> flushesServed_{0};
 };

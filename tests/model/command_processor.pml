@@ -22,9 +22,9 @@ bool threadStarted_;
 bool flushDone_;
 bool stopIsServed_;
 bool stopIsComing_;
-bool stopIsAsked_;
+bool stopIsRequested_;
 bool stopIsUnderWay_;
-byte flushesAsked_;
+byte flushesRequested_;
 byte flushesBegun_;
 byte flushesServed_;
 byte lives;
@@ -40,7 +40,7 @@ bool aborted_;
 typedef Command {
   bool executed;
   bool deleted;
-  bool mustRun;      // was queued for a worker that was neither asked to stop nor failed since
+  bool mustRun;      // was queued, and since then neither was a stop requested nor did the worker fail
   bool isPromised;   // must run, and a stop was requested since
   bool synchronous;
   byte completion;
@@ -92,7 +92,7 @@ inline BecomeInactive() {
   thread_ = 0;
   atomic {
     stopIsComing_ = false;
-    flushesBegun_ = flushesAsked_
+    flushesBegun_ = flushesRequested_
   }
 }
 
@@ -115,9 +115,9 @@ inline RequestStop() {
   if
   :: stopRequest_ = true;
     stopIsComing_ = true;
-    atomic { stopIsAsked_ = true; Promise() };
+    atomic { stopIsRequested_ = true; Promise() };
     failed = false
-  :: CALL_FAILS -> stopIsComing_ = stopIsAsked_; failed = true
+  :: CALL_FAILS -> stopIsComing_ = stopIsRequested_; failed = true
   fi
 }
 
@@ -142,7 +142,7 @@ inline Start() {
     atomic {
       stopRequest_ = false; flushRequest_ = false; threadStarted_ = false; flushDone_ = false;
       stopIsServed_ = false;
-      stopIsAsked_ = false
+      stopIsRequested_ = false
     }
     atomic { lives++; thread_ = lives; run Worker(lives) }
     threadId_ = thread_;
@@ -162,20 +162,20 @@ inline Flush() {
   :: state_ == kInactive
   :: else ->
 #ifndef MARK_AFTER_THE_EVENT
-    flushesAsked_++;
+    flushesRequested_++;
 #endif
     if
 #ifndef MARK_AFTER_THE_EVENT
-    :: atomic { flushRequest_ = true; flushSet = flushesAsked_ };
+    :: atomic { flushRequest_ = true; flushSet = flushesRequested_ };
 #else
-    :: atomic { flushRequest_ = true; flushSet = flushesAsked_ + 1 };
-      flushesAsked_++;
+    :: atomic { flushRequest_ = true; flushSet = flushesRequested_ + 1 };
+      flushesRequested_++;
 #endif
       do
       :: atomic { flushDone_ -> flushDone_ = false };
         if
 #ifndef TAKE_ANY_ANSWER_TO_A_FLUSH
-        :: flushesServed_ != flushesAsked_
+        :: flushesServed_ != flushesRequested_
 #endif
         :: else -> assert(!queued || commands[mine].deleted); break
         fi
@@ -184,7 +184,7 @@ inline Flush() {
 #endif
       :: CALL_FAILS -> break
       od
-    :: CALL_FAILS -> flushesBegun_ = flushesAsked_
+    :: CALL_FAILS -> flushesBegun_ = flushesRequested_
     fi
   fi;
   Unlock()
@@ -193,7 +193,7 @@ inline Flush() {
 inline StopWorker(endsAlways) {
   Lock();
   if
-  :: state_ == kInactive || stopIsAsked_ -> Unlock()
+  :: state_ == kInactive || stopIsRequested_ -> Unlock()
   :: else ->
     before = state_;
     state_ = kStopping;
@@ -437,7 +437,7 @@ inline LookAtTheMark() {
 #ifdef DRAIN_WITHOUT_THE_MARK
     pending = false;
 #else
-    pending = stopIsComing_ || flushesAsked_ != flushesBegun_;
+    pending = stopIsComing_ || flushesRequested_ != flushesBegun_;
 #endif
     assert(pending || !(stopRequest_ || flushSet > flushesBegun_))
   }
@@ -464,7 +464,7 @@ inline Abort() {
 }
 
 inline OnFlushWrapper() {
-  atomic { asked = flushesAsked_; flushesBegun_ = asked };
+  atomic { requested = flushesRequested_; flushesBegun_ = requested };
   do
   :: ExecuteNextCommand();
     if
@@ -475,7 +475,7 @@ inline OnFlushWrapper() {
   if
   :: raised
   :: else ->
-    flushesServed_ = asked;
+    flushesServed_ = requested;
     if
     :: flushDone_ = true
     :: CALL_FAILS -> raised = true
@@ -490,7 +490,7 @@ inline OnStopWrapper() {
     stopIsServed_ = true;
     atomic {
       if
-      :: !stopIsAsked_ -> stopIsAsked_ = true; Promise()
+      :: !stopIsRequested_ -> stopIsRequested_ = true; Promise()
       :: else
       fi
     };
@@ -534,7 +534,7 @@ inline Fail() {
 }
 
 proctype Worker(byte life) {
-  byte command, unserved, index, asked;
+  byte command, unserved, index, requested;
   bool more, raised, taken, wasClosed, pending;
 #ifndef WORKER_WITHOUT_ITS_ID
   threadId_ = life;
@@ -576,8 +576,8 @@ proctype Worker(byte life) {
       if
       :: !raised
 #ifndef FAIL_DURING_A_STOP
-      :: raised && stopIsAsked_ && !stopIsServed_ -> raised = false  // IsStopPending
-      :: raised && !(stopIsAsked_ && !stopIsServed_) -> Fail(); break
+      :: raised && stopIsRequested_ && !stopIsServed_ -> raised = false  // IsStopPending
+      :: raised && !(stopIsRequested_ && !stopIsServed_) -> Fail(); break
 #else
       :: raised -> Fail(); break
 #endif
@@ -585,8 +585,8 @@ proctype Worker(byte life) {
     };
     // ServeStopRequest
     if
-    :: !stopIsServed_ && !stopIsAsked_
-    :: stopIsServed_ || stopIsAsked_ ->
+    :: !stopIsServed_ && !stopIsRequested_
+    :: stopIsServed_ || stopIsRequested_ ->
 #ifndef LEAVE_WITHOUT_ON_STOP
       if
       :: stopIsServed_
