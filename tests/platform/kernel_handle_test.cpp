@@ -5,7 +5,6 @@
 
 #include <utility>
 
-#include "orvel/platform/kernel_wait.h"
 #include "orvel/platform/system_message.h"
 #include "orvel/platform/windows_api.h"
 #include "tests/support/handle_count.h"
@@ -91,17 +90,6 @@ TEST(UniqueHandleTest, ClosesEachKindAndKnowsWhichValueIsNone) {
   EXPECT_NE(::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                nullptr, nullptr, nullptr, nullptr),
             ERROR_SUCCESS);
-}
-
-TEST(KernelWaitTest, WakesForInputThatWasThereBefore) {
-  MSG message;
-  ::PostThreadMessageW(::GetCurrentThreadId(), WM_APP, 0, 0);
-  ASSERT_TRUE(::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) << "seen, and left there";
-  const KernelHandle event = OpenEvent();
-  void* const handles[] = {event.Get()};
-  EXPECT_EQ(Orvel::Detail::WaitForAnyOrInput(handles, 0).status, 1u);
-  ASSERT_TRUE(::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-  EXPECT_EQ(Orvel::Detail::WaitForAnyOrInput(handles, 0).status, DWORD{WAIT_TIMEOUT});
 }
 
 }  // namespace

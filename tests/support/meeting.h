@@ -33,25 +33,18 @@ class Latch {
   const Detail::KernelHandle open_ = Detail::CreateKernelEvent(Detail::EventReset::kManual);
 };
 
-/// Lets a number of threads off at the same moment, as often as they meet; they spin until the last
-/// one is there.
+/// Lets a number of threads off at the same moment; they spin until the last one is there.
 class StartLine {
  public:
-  explicit StartLine(std::size_t threads) : threads_(threads), missing_(threads) {}
+  explicit StartLine(std::size_t threads) : missing_(threads) {}
 
   void Await() {
-    const std::size_t start = starts_;
-    if (--missing_ == 0) {
-      missing_ = threads_;
-      ++starts_;
-    }
-    while (starts_ == start) std::this_thread::yield();
+    --missing_;
+    while (missing_ != 0) std::this_thread::yield();
   }
 
  private:
-  const std::size_t threads_;
   std::atomic<std::size_t> missing_;
-  std::atomic<std::size_t> starts_{0};
 };
 
 }  // namespace Orvel::Testing

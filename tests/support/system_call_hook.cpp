@@ -13,22 +13,25 @@
 #if defined(_WIN32)
 #include "tests/support/import_slot.h"
 
-// The slots of this program's import table, by the names that linkers give them. In programs of
-// Linux the stand-in for the system asks for the answers by itself.
-extern "C" {
-extern void* __imp_CreateEventW;
-extern void* __imp_SetEvent;
-extern void* __imp_ResetEvent;
-extern void* __imp_WaitForSingleObject;
-extern void* __imp_WaitForMultipleObjects;
-extern void* __imp__beginthreadex;
-extern void* __imp_CreateWaitableTimerW;
-extern void* __imp_SetWaitableTimer;
-extern void* __imp_QueryPerformanceCounter;
-extern void* __imp_Sleep;
-extern void* __imp_FlushFileBuffers;
-extern void* __imp_SetFileInformationByHandle;
-}
+// What can be caught, and the function that does it. In programs of Linux the stand-in for the
+// system asks for the answers by itself.
+#define ORVEL_FOR_EACH_CALL(DO)                       \
+  DO(kCreateEvent, CreateEventW)                      \
+  DO(kSetEvent, SetEvent)                             \
+  DO(kResetEvent, ResetEvent)                         \
+  DO(kWaitForSingleObject, WaitForSingleObject)       \
+  DO(kWaitForMultipleObjects, WaitForMultipleObjects) \
+  DO(kBeginThread, _beginthreadex)                    \
+  DO(kCreateTimer, CreateWaitableTimerW)              \
+  DO(kSetTimer, SetWaitableTimer)                     \
+  DO(kQueryCounter, QueryPerformanceCounter)          \
+  DO(kSleep, Sleep)                                   \
+  DO(kFlushFile, FlushFileBuffers)                    \
+  DO(kSetFileInformation, SetFileInformationByHandle)
+
+// The slots of this program's import table, by the names that linkers give them.
+#define ORVEL_DECLARE_SLOT(call, function) extern "C" void* __imp_##function;
+ORVEL_FOR_EACH_CALL(ORVEL_DECLARE_SLOT)
 #endif
 
 namespace Orvel::Testing {
@@ -53,7 +56,15 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
 
   static Result Call(Arguments... arguments) {
     const std::optional<SystemAnswer> answer = SystemCallHook::OnCall(kCall);
-    if (!answer) return original(arguments...);
+    if (!answer) {
+      if constexpr (kCall == SystemCall::kBeginThread) {
+        const Result handle = original(arguments...);
+        static_cast<void>(SystemCallHook::OnCall(SystemCall::kThreadBegun));
+        return handle;
+      } else {
+        return original(arguments...);
+      }
+    }
     ::SetLastError(answer->errorCode);
     errno = static_cast<int>(answer->errorCode);
     if constexpr (std::is_pointer_v<Result>) {
@@ -71,20 +82,8 @@ void Install(void*& imported, Function*) {
 }
 
 bool InstallAll() {
-  Install<SystemCall::kCreateEvent>(__imp_CreateEventW, &::CreateEventW);
-  Install<SystemCall::kSetEvent>(__imp_SetEvent, &::SetEvent);
-  Install<SystemCall::kResetEvent>(__imp_ResetEvent, &::ResetEvent);
-  Install<SystemCall::kWaitForSingleObject>(__imp_WaitForSingleObject, &::WaitForSingleObject);
-  Install<SystemCall::kWaitForMultipleObjects>(__imp_WaitForMultipleObjects,
-                                               &::WaitForMultipleObjects);
-  Install<SystemCall::kBeginThread>(__imp__beginthreadex, &::_beginthreadex);
-  Install<SystemCall::kCreateTimer>(__imp_CreateWaitableTimerW, &::CreateWaitableTimerW);
-  Install<SystemCall::kSetTimer>(__imp_SetWaitableTimer, &::SetWaitableTimer);
-  Install<SystemCall::kQueryCounter>(__imp_QueryPerformanceCounter, &::QueryPerformanceCounter);
-  Install<SystemCall::kSleep>(__imp_Sleep, &::Sleep);
-  Install<SystemCall::kFlushFile>(__imp_FlushFileBuffers, &::FlushFileBuffers);
-  Install<SystemCall::kSetFileInformation>(__imp_SetFileInformationByHandle,
-                                           &::SetFileInformationByHandle);
+#define ORVEL_INSTALL(call, function) Install<SystemCall::call>(__imp_##function, &::function);
+  ORVEL_FOR_EACH_CALL(ORVEL_INSTALL)
   return true;
 }
 #else

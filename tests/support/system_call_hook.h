@@ -18,6 +18,7 @@ enum class SystemCall {
   kWaitForSingleObject,
   kWaitForMultipleObjects,
   kBeginThread,
+  kThreadBegun,  ///< no call: its thread is there, and whoever made it does not know its id yet
   kCreateTimer,
   kSetTimer,
   kQueryCounter,

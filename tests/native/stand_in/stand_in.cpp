@@ -4,19 +4,13 @@
 #include <process.h>
 #include <windows.h>
 
-#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
 #include <ctime>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "tests/support/system_call_hook.h"
 
@@ -24,75 +18,32 @@ using Orvel::Testing::SystemCall;
 using Orvel::Testing::SystemCallHook;
 
 #if defined(__SANITIZE_THREAD__)
-extern "C" {
-void AnnotateIgnoreSyncBegin(const char* file, int line);
-void AnnotateIgnoreSyncEnd(const char* file, int line);
-void AnnotateIgnoreReadsBegin(const char* file, int line);
-void AnnotateIgnoreReadsEnd(const char* file, int line);
-void AnnotateIgnoreWritesBegin(const char* file, int line);
-void AnnotateIgnoreWritesEnd(const char* file, int line);
-void __tsan_acquire(void* address);
-void __tsan_release(void* address);
 // The C++ runtime is not instrumented: how it counts an exception's owners is not seen.
-const char* __tsan_default_suppressions() {
+extern "C" const char* __tsan_default_suppressions() {
   return "race:std::__exception_ptr::exception_ptr::_M_release\n";
-}
 }
 #endif
 
 namespace {
 
-#if defined(__SANITIZE_THREAD__)
-struct Unwatched {
-  Unwatched() {
-    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
-    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
-    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
-  }
-  ~Unwatched() {
-    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
-    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
-    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
-  }
-};
-void Publish(void* object) { __tsan_release(object); }
-void Observe(void* object) { __tsan_acquire(object); }
-#else
-struct Unwatched {};
-void Publish(void*) {}
-void Observe(void*) {}
-#endif
+constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
 
-std::mutex kernelLock;
-
-/// A stretch of the stand-in's own code. Its one lock would order threads that the real system
-/// leaves unordered, and so hide races: the thread sanitizer is told not to look, and is shown the
-/// order that waiting for an object gives by Publish and Observe.
-struct KernelScope {
-  Unwatched unwatched;
-  std::unique_lock<std::mutex> lock{kernelLock};
-};
-
+/// An event or a thread. Threads are ordered by its signal alone, released where it is set and
+/// acquired where a wait takes it. A lock around it all would order threads that the real system
+/// leaves unordered, and so hide races from the thread sanitizer.
 struct KernelObject {
-  bool signalled = false;
-  bool resetsItself = false;
-  char order = 0;  // its address stands for the object in Publish and Observe
+  std::atomic<int> holders{0};  // the open handle, and a thread that runs
+  std::atomic<bool> isOpen{false};
+  std::atomic<bool> isSignalled{false};
+  std::atomic<bool> resetsItself{false};
 };
 
-struct Kernel {
-  std::condition_variable changed;
-  // By handle: small multiples of four that are used again, as the system's are. Null when closed.
-  std::vector<std::shared_ptr<KernelObject>> objects;
-  std::uint64_t calls = 0;
-  std::uint64_t failingCall = 0;
-};
-
-Kernel& TheKernel() {
-  static Kernel* const kernel = new Kernel;  // outlives every static that still calls it
-  return *kernel;
-}
-
+// By handle: small multiples of four that are used again, as the system's are.
+std::array<KernelObject, 0x2000> objects;
+std::atomic<std::uint64_t> calls{0};
+std::atomic<std::uint64_t> failingCall{0};
 thread_local DWORD lastError = 0;
+thread_local DWORD currentThreadId = 0;
 
 /// What a call that can fail is to return instead of being made, if that was asked for.
 std::optional<std::uint64_t> AnswerInstead(SystemCall call, std::uint64_t failure) {
@@ -101,27 +52,28 @@ std::optional<std::uint64_t> AnswerInstead(SystemCall call, std::uint64_t failur
     errno = static_cast<int>(answer->errorCode);
     return answer->result;
   }
-  const KernelScope scope;
-  if (++TheKernel().calls != TheKernel().failingCall) return std::nullopt;
+  if (calls.fetch_add(1, kRelaxed) + 1 != failingCall.load(kRelaxed)) return std::nullopt;
   lastError = ERROR_NO_SYSTEM_RESOURCES;
   errno = EAGAIN;
   return failure;
 }
 
-HANDLE AddHandle(std::shared_ptr<KernelObject> object) {
-  const KernelScope scope;
-  auto& objects = TheKernel().objects;
-  auto free = std::find(objects.begin(), objects.end(), nullptr);
-  if (free == objects.end()) free = objects.emplace(free);
-  *free = std::move(object);
-  return reinterpret_cast<HANDLE>((free - objects.begin() + 1) * 4);
+HANDLE Open(int holders, bool isSignalled, bool resetsItself) {
+  for (std::uintptr_t index = 0;; ++index) {
+    KernelObject& object = objects.at(index);
+    int none = 0;
+    if (!object.holders.compare_exchange_strong(none, holders, kRelaxed)) continue;
+    object.isSignalled.store(isSignalled, kRelaxed);
+    object.resetsItself.store(resetsItself, kRelaxed);
+    object.isOpen.store(true, kRelaxed);
+    return reinterpret_cast<HANDLE>((index + 1) * 4);
+  }
 }
 
-/// The place of an open handle's object, else null.
-std::shared_ptr<KernelObject>* Find(HANDLE handle) {
-  auto& objects = TheKernel().objects;
+/// The object of an open handle, else null.
+KernelObject* Find(HANDLE handle) {
   const std::size_t index = reinterpret_cast<std::uintptr_t>(handle) / 4 - 1;
-  if (index < objects.size() && objects[index] != nullptr) return &objects[index];
+  if (index < objects.size() && objects[index].isOpen.load(kRelaxed)) return &objects[index];
   lastError = ERROR_INVALID_HANDLE;
   return nullptr;
 }
@@ -130,72 +82,52 @@ DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD millisecon
   if (const auto answer = AnswerInstead(call, WAIT_FAILED)) return static_cast<DWORD>(*answer);
   // INFINITE comes out as seven weeks, which no test sees the end of.
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  std::vector<std::shared_ptr<KernelObject>> objects;
-  std::shared_ptr<KernelObject> reached;
-  DWORD result = WAIT_TIMEOUT;
-  {
-    KernelScope scope;
-    if (count > MAXIMUM_WAIT_OBJECTS) {
-      lastError = ERROR_INVALID_PARAMETER;
-      return WAIT_FAILED;
-    }
+  for (int looks = 0;; ++looks) {
+    const bool isLast = std::chrono::steady_clock::now() >= end;
     for (DWORD index = 0; index < count; ++index) {
-      const auto* const object = Find(handles[index]);
+      KernelObject* const object = Find(handles[index]);
       if (object == nullptr) return WAIT_FAILED;
-      objects.push_back(*object);
-    }
-    const auto takeSignal = [&] {
-      for (DWORD index = 0; index < count; ++index) {
-        if (!objects[index]->signalled) continue;
-        reached = objects[index];
-        if (reached->resetsItself) reached->signalled = false;
-        result = WAIT_OBJECT_0 + index;
-        return true;
+      bool isSignalled = true;
+      const bool staysSignalled = !object->resetsItself.load(kRelaxed);
+      if (object->isSignalled.compare_exchange_strong(isSignalled, staysSignalled,
+                                                      std::memory_order_acquire, kRelaxed)) {
+        return WAIT_OBJECT_0 + index;
       }
-      return false;
-    };
-    TheKernel().changed.wait_until(scope.lock, end, takeSignal);
+    }
+    if (isLast) return WAIT_TIMEOUT;
+    std::this_thread::yield();
+    if (looks > 100) std::this_thread::sleep_for(std::chrono::microseconds(50));
   }
-  if (reached != nullptr) Observe(&reached->order);
-  return result;
 }
 
-BOOL ChangeEvent(SystemCall call, HANDLE event, bool signalled) {
+void Signal(KernelObject& object) { object.isSignalled.exchange(true, std::memory_order_release); }
+
+BOOL ChangeEvent(SystemCall call, HANDLE event, bool isSignalled) {
   if (const auto answer = AnswerInstead(call, FALSE)) return static_cast<BOOL>(*answer);
-  std::shared_ptr<KernelObject> object;
-  {
-    const KernelScope scope;
-    const auto* const found = Find(event);
-    if (found == nullptr) return FALSE;
-    object = *found;
+  KernelObject* const object = Find(event);
+  if (object == nullptr) return FALSE;
+  if (isSignalled) {
+    Signal(*object);
+    std::this_thread::yield();  // on the system, too, who waits may go on first
+  } else {
+    object->isSignalled.store(false, kRelaxed);
   }
-  if (signalled) Publish(&object->order);  // before it can be observed
-  const KernelScope scope;
-  object->signalled = signalled;
-  TheKernel().changed.notify_all();
   return TRUE;
 }
-
-DWORD NewThreadId() {
-  static std::atomic<DWORD> last{0};
-  return last.fetch_add(4, std::memory_order_relaxed) + 4;
-}
-
-thread_local DWORD currentThreadId = 0;
 
 }  // namespace
 
 std::uint64_t StandIn::FailCall(std::uint64_t n) {
-  const KernelScope scope;
-  TheKernel().failingCall = n;
-  return std::exchange(TheKernel().calls, 0);
+  failingCall.store(n, kRelaxed);
+  return calls.exchange(0, kRelaxed);
 }
 
 DWORD GetLastError() { return lastError; }
 void SetLastError(DWORD code) { lastError = code; }
 
 DWORD GetCurrentThreadId() {
-  if (currentThreadId == 0) currentThreadId = NewThreadId();
+  static std::atomic<DWORD> last{0x10000};
+  if (currentThreadId == 0) currentThreadId = last.fetch_add(4, kRelaxed);
   return currentThreadId;
 }
 
@@ -235,25 +167,21 @@ HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, const wchar_t*) 
   if (const auto answer = AnswerInstead(SystemCall::kCreateEvent, 0)) {
     return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(*answer));
   }
-  const auto object = std::make_shared<KernelObject>();
-  object->signalled = initialState != FALSE;
-  object->resetsItself = manualReset == FALSE;
-  return AddHandle(object);
+  return Open(1, initialState != FALSE, manualReset == FALSE);
 }
 
 BOOL SetEvent(HANDLE event) { return ChangeEvent(SystemCall::kSetEvent, event, true); }
 BOOL ResetEvent(HANDLE event) { return ChangeEvent(SystemCall::kResetEvent, event, false); }
 
 BOOL CloseHandle(HANDLE handle) {
-  const KernelScope scope;
-  auto* const object = Find(handle);
+  KernelObject* const object = Find(handle);
   if (object == nullptr) return FALSE;
-  object->reset();
+  object->isOpen.store(false, kRelaxed);
+  object->holders.fetch_sub(1, kRelaxed);
   return TRUE;
 }
 
 BOOL GetHandleInformation(HANDLE handle, DWORD* flags) {
-  const KernelScope scope;
   *flags = 0;
   return Find(handle) != nullptr;
 }
@@ -266,28 +194,26 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD mil
   return Wait(SystemCall::kWaitForMultipleObjects, count, handles, milliseconds);
 }
 
-// No thread has messages; they take one of the places all the same.
+// No thread has messages.
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD,
                                   DWORD) {
-  const DWORD places = count == MAXIMUM_WAIT_OBJECTS ? count + 1 : count;
-  return WaitForMultipleObjects(places, handles, FALSE, milliseconds);
+  return WaitForMultipleObjects(count, handles, FALSE, milliseconds);
 }
 
 std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*entry)(void*), void* argument, unsigned,
                               unsigned* threadId) {
   if (const auto answer = AnswerInstead(SystemCall::kBeginThread, 0)) return *answer;
-  const auto object = std::make_shared<KernelObject>();
-  const HANDLE handle = AddHandle(object);
-  const DWORD id = *threadId = NewThreadId();
-  std::thread([=] {
+  const auto handle = reinterpret_cast<std::uintptr_t>(Open(2, false, false));
+  // As the handle, the id is used again once the thread has ended and its handle is closed.
+  *threadId = static_cast<DWORD>(handle);
+  std::thread([id = *threadId, entry, argument, &thread = objects[handle / 4 - 1]] {
     currentThreadId = id;
     entry(argument);
-    Publish(&object->order);
-    const KernelScope scope;
-    object->signalled = true;
-    TheKernel().changed.notify_all();
+    Signal(thread);
+    thread.holders.fetch_sub(1, kRelaxed);
   }).detach();
-  return reinterpret_cast<std::uintptr_t>(handle);
+  static_cast<void>(SystemCallHook::OnCall(SystemCall::kThreadBegun));
+  return handle;
 }
 
 int _ctime64_s(char* buffer, std::size_t, const __time64_t* time) {
