@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
-#include <functional>
-#include <memory>
-#include <utility>
-
 #include "orvel/commands/command_processor.h"
 #include "orvel/commands/function_command.h"
 #include "tests/threads/staging.h"
@@ -30,15 +25,5 @@ struct Tally {
     if (work) work();
   };
 }
-
-/// Keeps a started processor's worker busy until it is released, so that a test can queue behind
-/// it.
-class BusyWorker : public Gate {
- public:
-  explicit BusyWorker(MCommandProcessor& processor) {
-    processor.QueueCommand(MakeCommand([this] { Hold(); }));
-    AwaitWorker();
-  }
-};
 
 }  // namespace Orvel::Testing
