@@ -4,6 +4,15 @@
 // orvel/commands/abort_protocol.cpp; README.md beside this file says what is covered and how it is
 // run.
 
+// Planted, one at a time, by -DDEFECT=.
+mtype:defect = { NONE, MARK_AFTER_THE_EVENT, TAKE_ANY_ANSWER_TO_A_FLUSH, DESTRUCTION_DURING_A_STOP,
+  FLUSH_WITHOUT_LOOKING_AT_THE_THREAD, LEND_BEFORE_IT_IS_RESET, LEND_WHILE_THE_COMMAND_HOLDS,
+  WAIT_WITHOUT_ABORT, LEAVE_WHILE_IT_RUNS, DRAIN_WITHOUT_THE_MARK, ABORT_WITHOUT_A_SECOND_TRY,
+  ABORT_WITHOUT_CLOSING_THE_QUEUE, REOPEN_AMONG_DELETERS, WORKER_WITHOUT_ITS_ID,
+  FAIL_DURING_A_STOP, LEAVE_WITHOUT_ON_STOP };
+
+#define WHEN(condition, steps) if :: condition -> steps :: else fi
+
 // Two callers make FIRST_CALLS and SECOND_CALLS calls, chosen in every way there is.
 #define COMMANDS (FIRST_CALLS + SECOND_CALLS)
 #define LIVES (FIRST_CALLS + SECOND_CALLS + 1)
@@ -14,33 +23,22 @@ mtype:completion = { kQueued, kExecuting, kSettled };
 // The engine. A life of the worker has a number, which is its thread's id and its handle at once.
 mtype state_ = kInactive;
 bool mutex_;
-byte threadId_;
-byte thread_;
-bool flushRequest_;
-bool stopRequest_;
-bool threadStarted_;
-bool flushDone_;
-bool stopIsServed_;
-bool stopIsComing_;
-bool stopIsRequested_;
-bool stopIsUnderWay_;
-byte flushesRequested_;
-byte flushesBegun_;
-byte flushesServed_;
-byte lives;
+byte threadId_, thread_, lives;
+bool flushRequest_, stopRequest_, threadStarted_, flushDone_;  // the events
+bool stopIsServed_, stopIsComing_, stopIsRequested_, stopIsUnderWay_;
+byte flushesRequested_, flushesBegun_, flushesServed_;
 bool ended[LIVES + 1];
 
 // The processor. The not-empty event is set and reset under the queue's lock: it is the queue.
 chan queue_ = [COMMANDS] of { byte };
 bool kClosed;
 byte deleters;  // the rest of gate_
-bool isAborted_;
-bool aborted_;
+bool isAborted_, aborted_;
 
 typedef Command {
   bool executed;
   bool deleted;
-  bool mustRun;      // was queued, and since then neither was a stop requested nor did the worker fail
+  bool mustRun;      // was queued before a stop was requested, for a worker that has not failed since
   bool isPromised;   // must run, and a stop was requested since
   bool synchronous;
   byte completion;
@@ -65,6 +63,7 @@ byte created;
 byte failingCalls = FAILING_CALLS;
 byte raisingCommands = RAISING_COMMANDS;
 #define CALL_FAILS atomic { failingCalls > 0 -> failingCalls-- }
+#define SIGNAL(event) if :: event = true :: CALL_FAILS -> raised = true fi
 
 bool workerFails;  // what is queued now need not be run
 byte flushSet;     // the number of the flush that the request's event was last set for
@@ -98,20 +97,14 @@ inline BecomeInactive() {
 
 // What must run now must do so whatever happens to the worker: a stop is requested.
 inline Promise() {
-  index = 0;
-  do
-  :: index < made ->
-    commands[index].isPromised = commands[index].isPromised || commands[index].mustRun;
-    index++
-  :: else -> break
-  od;
+  for (index : 0 .. made - 1) {
+    commands[index].isPromised = commands[index].isPromised || commands[index].mustRun
+  }
   index = 0
 }
 
 inline RequestStop() {
-#ifndef MARK_AFTER_THE_EVENT
-  stopIsComing_ = true;
-#endif
+  stopIsComing_ = stopIsComing_ || DEFECT != MARK_AFTER_THE_EVENT;
   if
   :: stopRequest_ = true;
     stopIsComing_ = true;
@@ -122,27 +115,16 @@ inline RequestStop() {
 }
 
 inline EndWorker() {
-  if
-  :: thread_ != 0 ->
-    RequestStop();
-    if
-    :: !failed -> WaitForThread(thread_)
-    :: failed
-    fi
-  :: else
-  fi;
+  WHEN(thread_ != 0, RequestStop(); WHEN(!failed, WaitForThread(thread_)));
   BecomeInactive()
 }
 
 inline Start() {
   Lock();
-  if
-  :: state_ != kInactive
-  :: else ->
+  WHEN(state_ == kInactive,
     atomic {
       stopRequest_ = false; flushRequest_ = false; threadStarted_ = false; flushDone_ = false;
-      stopIsServed_ = false;
-      stopIsRequested_ = false
+      stopIsServed_ = false; stopIsRequested_ = false
     }
     atomic { lives++; thread_ = lives; run Worker(lives) }
     threadId_ = thread_;
@@ -151,42 +133,31 @@ inline Start() {
     :: atomic { threadStarted_ -> threadStarted_ = false }; state_ = kRunning
     :: !threadStarted_ && ended[thread_] -> EndWorker()
     :: CALL_FAILS -> EndWorker()
-    fi
-  fi;
+    fi);
   Unlock()
 }
 
 inline Flush() {
   Lock();
-  if
-  :: state_ == kInactive
-  :: else ->
-#ifndef MARK_AFTER_THE_EVENT
-    flushesRequested_++;
-#endif
+  WHEN(state_ != kInactive,
+    flushesRequested_ = flushesRequested_ + (DEFECT != MARK_AFTER_THE_EVENT);
     if
-#ifndef MARK_AFTER_THE_EVENT
-    :: atomic { flushRequest_ = true; flushSet = flushesRequested_ };
-#else
-    :: atomic { flushRequest_ = true; flushSet = flushesRequested_ + 1 };
-      flushesRequested_++;
-#endif
+    :: atomic {
+        flushRequest_ = true;
+        flushSet = flushesRequested_ + (DEFECT == MARK_AFTER_THE_EVENT)
+      };
+      flushesRequested_ = flushSet;
       do
       :: atomic { flushDone_ -> flushDone_ = false };
         if
-#ifndef TAKE_ANY_ANSWER_TO_A_FLUSH
-        :: flushesServed_ != flushesRequested_
-#endif
+        :: flushesServed_ != flushesRequested_ && DEFECT != TAKE_ANY_ANSWER_TO_A_FLUSH
         :: else -> assert(!queued || commands[mine].deleted); break
         fi
-#ifndef FLUSH_WITHOUT_LOOKING_AT_THE_THREAD
-      :: !flushDone_ && ended[thread_] -> break
-#endif
+      :: !flushDone_ && ended[thread_] && DEFECT != FLUSH_WITHOUT_LOOKING_AT_THE_THREAD -> break
       :: CALL_FAILS -> break
       od
     :: CALL_FAILS -> flushesBegun_ = flushesRequested_
-    fi
-  fi;
+    fi);
   Unlock()
 }
 
@@ -202,22 +173,16 @@ inline StopWorker(endsAlways) {
     :: !failed ->
       handle = thread_;
       stopIsUnderWay_ = true;
-      atomic {
-        Unlock();
-        if
-        :: last -> settled++; last = false
-        :: else
-        fi
-      };
+      atomic { Unlock(); WHEN(last, settled++; last = false) };
       WaitForThread(handle);
       Lock();
       stopIsUnderWay_ = false;
       if
       :: !failed -> BecomeInactive()
       :: failed && endsAlways -> EndWorker()
-      :: failed && !endsAlways
+      :: else
       fi
-    :: failed ->
+    :: else ->
       if
       :: endsAlways -> EndWorker()
       :: else -> state_ = before
@@ -229,34 +194,27 @@ inline StopWorker(endsAlways) {
 
 inline StopBeforeDestruction() {
   StopWorker(true);
-#ifndef DESTRUCTION_DURING_A_STOP
-  Lock();
-  if
-  :: thread_ != 0 -> WaitForThread(thread_)
-  :: else
-  fi;
-  Unlock();
-  atomic { !mutex_ && !stopIsUnderWay_ }
-#endif
+  WHEN(DEFECT != DESTRUCTION_DURING_A_STOP,
+    Lock();
+    WHEN(thread_ != 0, WaitForThread(thread_));
+    Unlock();
+    atomic { !mutex_ && !stopIsUnderWay_ })
 }
 
-// Caller and command, each once, the latter with the command.
-inline LetGo(completion_) {
+// Command and caller each let go once.
+#define HELD completions[commands[number].completion]
+inline LetGo(number) {
   atomic {
-    completions[completion_].holders--;
-    if
-#ifdef LEND_BEFORE_IT_IS_RESET
-    :: completions[completion_].holders == 0 -> completions[completion_].rests = true
-#else
-    :: completions[completion_].holders == 0 && completions[completion_].isReset ->
-      completions[completion_].rests = true
-#endif
-#ifdef LEND_WHILE_THE_COMMAND_HOLDS
-    :: completions[completion_].holders == 1 -> completions[completion_].rests = true
-#endif
-    :: else
-    fi
+    HELD.holders--;
+    HELD.rests = HELD.holders == 0 && (HELD.isReset || DEFECT == LEND_BEFORE_IT_IS_RESET) ||
+      HELD.holders == 1 && DEFECT == LEND_WHILE_THE_COMMAND_HOLDS
   }
+}
+
+inline Delete(number) {
+  assert(!commands[number].deleted);
+  commands[number].deleted = true;
+  WHEN(commands[number].synchronous, LetGo(number))
 }
 
 inline DeleteUnservedCommands() {
@@ -271,13 +229,8 @@ inline DeleteUnservedCommands() {
     atomic {
       if
       :: taken ->
-        assert(!commands[unserved].mustRun && !commands[unserved].deleted);
-        assert(!commands[unserved].isPromised);
-        commands[unserved].deleted = true;
-        if
-        :: commands[unserved].synchronous -> LetGo(commands[unserved].completion)
-        :: else
-        fi
+        assert(!commands[unserved].mustRun && !commands[unserved].isPromised);
+        Delete(unserved)
       :: else -> break
       fi
     }
@@ -292,10 +245,7 @@ inline Push(isSynchronous) {
   };
   if
   :: atomic {
-      if
-      :: isSynchronous -> Lend()
-      :: else
-      fi;
+      WHEN(isSynchronous, Lend());
       queue_!mine;
       commands[mine].mustRun = !kClosed && !stopRequest_ && !workerFails;
       queued = true
@@ -306,15 +256,11 @@ inline Push(isSynchronous) {
 }
 
 inline Lend() {
-  index = 0;
   do
   :: index < created && !completions[index].rests -> index++
   :: else -> break
   od;
-  if
-  :: index == created -> created++
-  :: else
-  fi;
+  WHEN(index == created, created++);
   commands[mine].completion = index;
   COMPLETION.state = kQueued;
   COMPLETION.isReset = false;
@@ -324,31 +270,25 @@ inline Lend() {
 }
 
 inline ExecuteSynchronously() {
-  if
-  :: isAborted_
-  :: else ->
+  WHEN(!isAborted_,
     Push(true);
-    if
-    :: !queued
-    :: else ->
+    WHEN(queued,
       if
       :: atomic { COMPLETION.done -> COMPLETION.done = false; COMPLETION.isReset = true };
         assert(commands[mine].executed)
-#ifndef WAIT_WITHOUT_ABORT
-      :: atomic { !COMPLETION.done && aborted_ }; Leave()
-#endif
+      :: atomic { !COMPLETION.done && aborted_ && DEFECT != WAIT_WITHOUT_ABORT }; Leave()
       :: CALL_FAILS -> Leave()
       fi;
-      LetGo(commands[mine].completion)
-    fi
-  fi
+      LetGo(mine)))
 }
 
 inline Leave() {
-#ifndef LEAVE_WHILE_IT_RUNS
-  atomic { COMPLETION.state != kExecuting -> COMPLETION.state = kSettled };
-#endif
-  atomic { assert(COMPLETION.state != kExecuting); commands[mine].callerLeft = true }
+  atomic {
+    COMPLETION.state != kExecuting || DEFECT == LEAVE_WHILE_IT_RUNS ->
+    assert(COMPLETION.state != kExecuting);
+    COMPLETION.state = kSettled;
+    commands[mine].callerLeft = true
+  }
 }
 
 proctype Caller(byte left) {
@@ -368,18 +308,12 @@ proctype Caller(byte left) {
     :: true -> ExecuteSynchronously()
     fi
   od;
-  if
-  :: last -> settled++
-  :: else
-  fi
+  WHEN(last, settled++)
 }
 
 // What a handler may do wrong. Without knowing that it is the worker it would wait for the lock.
 inline CallItself() {
-  if
-  :: threadId_ == life
-  :: else -> Lock(); Unlock()
-  fi
+  WHEN(threadId_ != life, Lock(); Unlock())
 }
 
 inline ExecuteNextCommand() {
@@ -389,29 +323,23 @@ inline ExecuteNextCommand() {
     :: empty(queue_) -> more = false
     fi
   };
-  if
-  :: !more
-  :: else ->
+  WHEN(more,
     assert(!destroyed);
     if
     :: atomic { commands[command].synchronous && COMPLETION_OF_COMMAND.state == kSettled }
     :: atomic {
         !commands[command].synchronous || COMPLETION_OF_COMMAND.state == kQueued ->
-        if
-        :: commands[command].synchronous -> COMPLETION_OF_COMMAND.state = kExecuting
-        :: else
-        fi
+        WHEN(commands[command].synchronous, COMPLETION_OF_COMMAND.state = kExecuting)
       };
       CallItself();
-      atomic { assert(!commands[command].executed && !commands[command].callerLeft);
-        commands[command].executed = true };
+      atomic {
+        assert(!commands[command].executed && !commands[command].callerLeft);
+        commands[command].executed = true
+      };
       if
       :: commands[command].synchronous ->
         COMPLETION_OF_COMMAND.state = kSettled;
-        if
-        :: COMPLETION_OF_COMMAND.done = true
-        :: CALL_FAILS -> raised = true
-        fi
+        SIGNAL(COMPLETION_OF_COMMAND.done)
       :: !commands[command].synchronous
       :: atomic {
           !commands[command].synchronous && raisingCommands > 0 ->
@@ -420,45 +348,29 @@ inline ExecuteNextCommand() {
         }
       fi
     fi;
-    atomic {
-      assert(!commands[command].deleted);
-      commands[command].deleted = true;
-      if
-      :: commands[command].synchronous -> LetGo(commands[command].completion)
-      :: else
-      fi
-    }
-  fi
+    atomic { Delete(command) })
 }
 
 // Between two commands, which must not be when a request's event was set before.
 inline LookAtTheMark() {
   atomic {
-#ifdef DRAIN_WITHOUT_THE_MARK
-    pending = false;
-#else
-    pending = stopIsComing_ || flushesRequested_ != flushesBegun_;
-#endif
+    pending = DEFECT != DRAIN_WITHOUT_THE_MARK &&
+      (stopIsComing_ || flushesRequested_ != flushesBegun_);
     assert(pending || !(stopRequest_ || flushSet > flushesBegun_))
   }
 }
 
 inline Abort() {
-#ifndef ABORT_WITHOUT_CLOSING_THE_QUEUE
-  kClosed = true;
-#endif
+  kClosed = kClosed || DEFECT != ABORT_WITHOUT_CLOSING_THE_QUEUE;
   isAborted_ = true;
   if
   :: aborted_ = true
   :: CALL_FAILS ->
-#ifdef ABORT_WITHOUT_A_SECOND_TRY
-    raised = true
-#else
     if
-    :: aborted_ = true
+    :: atomic { DEFECT != ABORT_WITHOUT_A_SECOND_TRY -> aborted_ = true }
+    :: DEFECT == ABORT_WITHOUT_A_SECOND_TRY -> raised = true
     :: CALL_FAILS -> raised = true
     fi
-#endif
   fi;
   DeleteUnservedCommands()
 }
@@ -467,43 +379,23 @@ inline OnFlushWrapper() {
   atomic { requested = flushesRequested_; flushesBegun_ = requested };
   do
   :: ExecuteNextCommand();
-    if
-    :: raised || !more -> break
-    :: else
-    fi
+    WHEN(raised || !more, break)
   od;
-  if
-  :: raised
-  :: else ->
+  WHEN(!raised,
     flushesServed_ = requested;
-    if
-    :: flushDone_ = true
-    :: CALL_FAILS -> raised = true
-    fi
-  fi
+    SIGNAL(flushDone_))
 }
 
 inline OnStopWrapper() {
-  if
-  :: stopIsServed_
-  :: else ->
+  WHEN(!stopIsServed_,
     stopIsServed_ = true;
-    atomic {
-      if
-      :: !stopIsRequested_ -> stopIsRequested_ = true; Promise()
-      :: else
-      fi
-    };
+    atomic { WHEN(!stopIsRequested_, stopIsRequested_ = true; Promise()) };
     do
     :: ExecuteNextCommand();
       raised = false;
-      if
-      :: !more -> break
-      :: else
-      fi
+      WHEN(!more, break)
     od;
-    Abort()
-  fi
+    Abort())
 }
 
 inline ReopenQueue() {
@@ -513,22 +405,14 @@ inline ReopenQueue() {
   :: else ->
     wasClosed = true;
     DeleteUnservedCommands();
-#ifdef REOPEN_AMONG_DELETERS
-    kClosed = false
-#else
-    atomic { deleters == 0 -> kClosed = false }
-#endif
+    atomic { deleters == 0 || DEFECT == REOPEN_AMONG_DELETERS -> kClosed = false }
   od
 }
 
 inline Fail() {
   atomic {
     workerFails = true;
-    index = 0;
-    do
-    :: index < COMMANDS -> commands[index].mustRun = false; index++
-    :: else -> break
-    od;
+    for (index : 0 .. COMMANDS - 1) { commands[index].mustRun = false }
     index = 0
   }
 }
@@ -536,9 +420,7 @@ inline Fail() {
 proctype Worker(byte life) {
   byte command, unserved, index, requested;
   bool more, raised, taken, wasClosed, pending;
-#ifndef WORKER_WITHOUT_ITS_ID
-  threadId_ = life;
-#endif
+  threadId_ = (DEFECT == WORKER_WITHOUT_ITS_ID -> threadId_ : life);
   workerFails = false;
   CallItself();  // the thread-start callback
   ReopenQueue();
@@ -546,10 +428,7 @@ proctype Worker(byte life) {
   :: threadStarted_ = true
   :: atomic { life > 1 && failingCalls > 0 -> failingCalls-- };
     // Not in a first start, which would leave callers waiting for another one.
-    if
-    :: wasClosed -> Fail(); Abort()
-    :: else
-    fi;
+    WHEN(wasClosed, Fail(); Abort());
     goto end
   fi;
   do
@@ -560,55 +439,32 @@ proctype Worker(byte life) {
     :: !flushRequest_ && !stopRequest_ && nempty(queue_) ->
       do
       :: ExecuteNextCommand();
-        if
-        :: raised || !more -> break
-        :: else
-        fi;
+        WHEN(raised || !more, break);
         LookAtTheMark();
-        if
-        :: pending -> break
-        :: else
-        fi
+        WHEN(pending, break)
       od
     :: CALL_FAILS -> raised = true
     fi;
     atomic {
       if
       :: !raised
-#ifndef FAIL_DURING_A_STOP
-      :: raised && stopIsRequested_ && !stopIsServed_ -> raised = false  // IsStopPending
-      :: raised && !(stopIsRequested_ && !stopIsServed_) -> Fail(); break
-#else
-      :: raised -> Fail(); break
-#endif
+      :: raised && stopIsRequested_ && !stopIsServed_ && DEFECT != FAIL_DURING_A_STOP ->
+        raised = false  // IsStopPending
+      :: else -> Fail(); break
       fi
     };
     // ServeStopRequest
-    if
-    :: !stopIsServed_ && !stopIsRequested_
-    :: stopIsServed_ || stopIsRequested_ ->
-#ifndef LEAVE_WITHOUT_ON_STOP
-      if
-      :: stopIsServed_
-      :: else ->
+    WHEN(stopIsServed_ || stopIsRequested_,
+      WHEN(!stopIsServed_ && DEFECT != LEAVE_WITHOUT_ON_STOP,
         if
         :: atomic { flushRequest_ -> flushRequest_ = false }; OnFlushWrapper(); raised = false
         :: !flushRequest_
         :: CALL_FAILS
         fi;
-        OnStopWrapper()
-      fi;
-#endif
-      break
-    fi
+        OnStopWrapper());
+      break)
   od;
-  if
-  :: raised ->
-    raised = false;
-    Fail();
-    Abort()
-  :: else
-  fi;
+  WHEN(raised, raised = false; Fail(); Abort());
 end:
   atomic { assert(!destroyed); ended[life] = true }
 }
@@ -626,9 +482,6 @@ init {
     destroyed = true;
     assert(thread_ == 0 || ended[thread_]);
     assert(empty(queue_));
-    do
-    :: index < made -> assert(commands[index].deleted); index++
-    :: else -> break
-    od
+    for (index : 0 .. made - 1) { assert(commands[index].deleted) }
   }
 }
