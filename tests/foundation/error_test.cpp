@@ -17,23 +17,19 @@
 #include "orvel/filers/out_filer_tagged_xml.h"
 #include "orvel/foundation/exception.h"
 #include "orvel/foundation/system_error.h"
-#include "tests/support/flow_dump_reader.h"
 #include "tests/support/flow_log.h"
 #include "tests/support/raised_error.h"
 
 namespace {
 
-using Orvel::Testing::DumpedRecord;
 using Orvel::Testing::ErrorOf;
 using Orvel::Testing::ErrorText;
 using Orvel::Testing::FlowEventsWith;
 using Orvel::Testing::ForObject;
 using Orvel::Testing::TakeFlowLog;
-using Orvel::Testing::TakeFlowRecords;
-using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::Field;
 using testing::IsEmpty;
 using testing::IsNull;
 using testing::NotNull;
@@ -123,17 +119,18 @@ TEST(SystemErrorTest, SaysTheSystemsWordsWithoutWhatEndsThem) {
 TEST(MErrorTest, EventTellsNameLineAndObjectOfItsOwnRaise) {
   static MSourceContext context(L"Importer", L"Open");
   const int objects[2] = {};
-  (void)TakeFlowRecords();
-  const MRaiseSite first = context.At(1, &objects[0]);
-  (void)context.At(2, &objects[1]);  // as another thread may at any moment
+  (void)TakeFlowLog();
+  const MRaiseSite first = context.At(17, &objects[0]);
+  (void)context.At(18, &objects[1]);  // as another thread may at any moment
   const MError bySite(first, L"NoSuchFile");
   const MError byContext(context, L"Locked");
-  const auto raised = [&](const char* name, std::int32_t line) {
-    return AllOf(Field(&DumpedRecord::className, "Importer"), Field(&DumpedRecord::point, "Open"),
-                 Field(&DumpedRecord::detail, name), Field(&DumpedRecord::arg2, line),
-                 Field(&DumpedRecord::object, FlowObject(&objects[line - 1])));
+  const std::string log = TakeFlowLog();
+  const auto eventsOf = [&](const int& object) {
+    return FlowEventsWith(log, {" in_class Importer at Open ", ForObject(&object)});
   };
-  EXPECT_THAT(TakeFlowRecords(), ElementsAre(raised("NoSuchFile", 1), raised("Locked", 2)));
+  EXPECT_THAT(eventsOf(objects[0]), ElementsAre("Root_error NoSuchFile"));
+  EXPECT_THAT(eventsOf(objects[1]), ElementsAre("Root_error Locked"));
+  EXPECT_THAT(log, ContainsRegex("NoSuchFile .*\n.*, 17, .*\n.*Locked .*\n.*, 18, "));
 }
 
 TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
@@ -148,7 +145,7 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
   };
   const std::runtime_error standard("standard");
   const MException own;
-  (void)TakeFlowRecords();
+  (void)TakeFlowLog();
   build();
   inHandlerOf(standard, build);
   inHandlerOf(own, build);
@@ -156,9 +153,10 @@ TEST(MErrorTest, CascadeErrorIsOneBuiltWhileAStandardExceptionIsHandled) {
   // The innermost handler decides.
   inHandlerOf(own, [&] { inHandlerOf(standard, build); });
   inHandlerOf(standard, [&] { inHandlerOf(own, build); });
-  std::string kinds;
-  for (const DumpedRecord& record : TakeFlowRecords()) kinds += record.event.substr(0, 1);
-  EXPECT_EQ(kinds, "RCRRCR");
+  const char* const root = "Root_error Failed";
+  const char* const cascade = "Cascade_error Failed";
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"Importer"}),
+              ElementsAre(root, cascade, root, root, cascade, root));
 }
 
 class ErrorWithoutMessage : public MError {
@@ -174,7 +172,7 @@ TEST(RecordDismissedTest, IsLabelledWithTheNewestErrorsMessage) {
   const int object = 0;
   MException exception(MError(L"Oldest"));
   exception.Append(MError());
-  (void)TakeFlowRecords();
+  (void)TakeFlowLog();
   RecordDismissed(point, &object, exception);
   RecordDismissed(point, &object, MException());
   RecordDismissed(point, &object, MException(ErrorWithoutMessage()));
