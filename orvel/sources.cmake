@@ -56,7 +56,6 @@ set(orvelLoggingSources
 # foundation: class records, errors, exceptions, the number locale, time parsing, UTF-8; needs
 # logging
 set(orvelFoundationSources
-  foundation/chain_text.h
   foundation/decimal_text.h
   foundation/dismissed_error.h
   foundation/dyn_object.cpp

@@ -42,10 +42,25 @@ bool IsHandlingForeignException() noexcept {
 }  // namespace
 
 MError::MError(const MRaiseSite& site, const wchar_t* errorName)
-    : code_(ComposeCode(site.GetContext(), errorName)) {
+    : ChainTextLink{nullptr}, code_(ComposeCode(site.GetContext(), errorName)) {
   const MFlowEvent kind =
       IsHandlingForeignException() ? MFlowEvent::kCascadeError : MFlowEvent::kRootError;
   site.GetContext().RecordNamed(kind, site.GetObjectAddress(), errorName, site.GetLine());
+}
+
+// Not the link to the chain text's reader, which depends on the class of the object assigned to.
+MError& MError::operator=(const MError& other) {
+  MDynObject::operator=(other);
+  code_ = other.code_;
+  parameters_ = other.parameters_;
+  return *this;
+}
+
+MError& MError::operator=(MError&& other) noexcept {
+  MDynObject::operator=(other);
+  code_ = std::move(other.code_);
+  parameters_ = std::move(other.parameters_);
+  return *this;
 }
 
 const MDynClassRecord& MError::GetClass() const noexcept { return MClassRecords::kError; }

@@ -16,7 +16,20 @@
 #include "orvel/foundation/source_context.h"
 #include "orvel/foundation/whole_number.h"
 
+class MException;
+
 namespace Orvel::Detail {
+
+/// Appends the errors of a chain's XML text to `chain`; does nothing when the text is not a chain.
+void ReadChainText(MException& chain, std::wstring text);
+
+/// How the text of `MError::GetChainText` is read. It is a virtual base, so the class of the whole
+/// object initialises it: `MError` with null, since its text is empty, and each class derived from
+/// it by default, without knowing. So the XML document, which reading needs, becomes part of the
+/// programs that have such a class, and not of all that raise errors.
+struct ChainTextLink {
+  void (*readChainText)(MException& chain, std::wstring text) = &ReadChainText;
+};
 
 /// A type that is no number but converts to one by itself: an enumeration without `class`, an
 /// atomic.
@@ -36,15 +49,15 @@ concept BecomesNumber = !std::is_arithmetic_v<Type> && std::convertible_to<Type,
 /// their names. A value: copying copies everything.
 ///
 /// Thread-compatible. Only the constructor that takes a raise site records in the flow log.
-class MError : public MDynObject {
+class MError : private virtual Orvel::Detail::ChainTextLink, public MDynObject {
  public:
   /// Parameters by name, in ordinal order of the names.
   using ParameterMap = std::map<std::wstring, std::wstring, std::less<>>;
 
   /// An error without code and parameters.
-  MError() = default;
+  MError() : ChainTextLink{nullptr} {}
   /// An error with the code as it is passed.
-  explicit MError(std::wstring code) : code_(std::move(code)) {}
+  explicit MError(std::wstring code) : ChainTextLink{nullptr}, code_(std::move(code)) {}
   /// An error with the code "Class.Function:errorName", where an empty part and its separator are
   /// left out, recorded in the flow log: as a root error, or as a cascade error while a
   /// `std::exception` other than an `MException` is being handled. A source context converts to the
@@ -56,9 +69,9 @@ class MError : public MDynObject {
   /// Copies or moves code and parameters. An error that was moved from is valid, with unspecified
   /// content.
   MError(const MError&) = default;
-  MError& operator=(const MError&) = default;
+  MError& operator=(const MError& other);
   MError(MError&&) = default;
-  MError& operator=(MError&&) = default;
+  MError& operator=(MError&& other) noexcept;
   ///@}
 
   [[nodiscard]] const MDynClassRecord& GetClass() const noexcept override;
@@ -78,10 +91,7 @@ class MError : public MDynObject {
   /// Returns the code; "Unspecified error" when it is empty.
   [[nodiscard]] virtual std::wstring GetMessage() const;
   /// XML text of an earlier chain of errors that this one follows, from which `MException` rebuilds
-  /// that chain. Empty here; for subclasses that carry one. Such texts are read in every program
-  /// that calls `MException::GetChainXml` or `AppendChainXml` somewhere, or builds an exception
-  /// from an object of the subclass itself; only then does the XML parser become part of the
-  /// program.
+  /// that chain. Empty here; for subclasses that carry one.
   [[nodiscard]] virtual std::wstring GetChainText() const;
 
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.
@@ -133,6 +143,8 @@ class MError : public MDynObject {
   [[nodiscard]] std::wstring GetMessageA() const { return GetMessage(); }
 
  private:
+  friend class MException;  // reads the chain text
+
   void AddSigned(const wchar_t* name, std::int64_t value);
   void AddUnsigned(const wchar_t* name, std::uint64_t value);
   void AddHex(const wchar_t* name, std::uint64_t value, std::size_t digits);

@@ -1,28 +1,22 @@
 // SPDX-License-Identifier: MIT
 // Chains as XML text. A file of its own, because it needs the XML document: that becomes part of
-// the programs that use such texts, not of all that raise errors.
+// the programs that use such texts or derive from MError, not of all that raise errors.
 #include <iterator>
 #include <utility>
 
 #include "orvel/filers/in_filer_tagged_xml.h"
 #include "orvel/filers/out_filer_tagged_xml.h"
-#include "orvel/foundation/chain_text.h"
 #include "orvel/foundation/exception.h"
 
 namespace {
 
 constexpr const wchar_t* kChainElement = L"Exception";
 
-void AppendChainText(MException& chain, std::wstring text) {
-  chain.AppendChainXml(std::move(text));
-}
-
-// In a program that this file is part of, the chain texts of errors are read.
-[[maybe_unused]] const bool isInUse = (Orvel::Detail::UseChainTexts(), true);
-
 }  // namespace
 
-void Orvel::Detail::UseChainTexts() noexcept { SetChainTextReader(&AppendChainText); }
+void Orvel::Detail::ReadChainText(MException& chain, std::wstring text) {
+  chain.AppendChainXml(std::move(text));
+}
 
 std::wstring MException::GetChainXml() const {
   MOutFilerTaggedXml filer;

@@ -7,7 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "orvel/foundation/chain_text.h"
 #include "orvel/foundation/dismissed_error.h"
 #include "orvel/foundation/foreign_error.h"
 #include "orvel/foundation/utf8.h"
@@ -16,9 +15,6 @@ namespace {
 
 // Release in SetDismissedErrorHook, acquire where it is called.
 constinit std::atomic<Orvel::Detail::DismissedErrorHook> dismissedErrorHook{nullptr};
-// The same with SetChainTextReader. Null in a program without chain texts: calling the reader by
-// its name would link the XML document into every program that raises errors.
-constinit std::atomic<Orvel::Detail::ChainTextReader> chainTextReader{nullptr};
 
 void RecordAsDismissed(const MFlowPoint& point, const void* object,
                        const MException& exception) noexcept {
@@ -39,14 +35,10 @@ void Orvel::Detail::SetDismissedErrorHook(DismissedErrorHook hook) noexcept {
   dismissedErrorHook.store(hook, std::memory_order_release);
 }
 
-void Orvel::Detail::SetChainTextReader(ChainTextReader reader) noexcept {
-  chainTextReader.store(reader, std::memory_order_release);
-}
-
 MException::MException(const MError& error) {
-  if (const auto read = chainTextReader.load(std::memory_order_acquire)) {
+  if (error.readChainText != nullptr) {
     std::wstring chainText = error.GetChainText();
-    if (!chainText.empty()) read(*this, std::move(chainText));
+    if (!chainText.empty()) error.readChainText(*this, std::move(chainText));
   }
   Append(error);
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -11,27 +10,6 @@
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/source_context.h"
 #include "orvel/foundation/whole_number.h"
-
-namespace Orvel::Detail {
-
-/// Has the chain texts of errors read from now on; links what reads them into the program. Any
-/// thread.
-void UseChainTexts() noexcept;
-
-/// A class of errors without chain texts, because it does not override `MError::GetChainText`.
-template <class Error>
-concept HasNoChainText = requires {
-  { &Error::GetChainText } -> std::same_as<std::wstring (MError::*)() const>;
-};
-
-/// Returns the error, after UseChainTexts() if it may have such a text.
-template <class Error>
-const MError& WithChainTextInUse(const Error& error) noexcept {
-  if constexpr (!HasNoChainText<Error>) UseChainTexts();
-  return error;
-}
-
-}  // namespace Orvel::Detail
 
 /// The framework's only exception: a chain of errors, oldest cause first, the error raised last at
 /// the end. Thrown by value and caught by reference. Owns its errors; copies hold clones.
@@ -47,9 +25,6 @@ class MException : public std::exception {
   /// The chain that the error carries as XML text (`MError::GetChainText`), then the error itself.
   /// A text that is not such a chain is left out silently.
   explicit MException(const MError& error);
-  /// The same for an error of a class of the program's own.
-  template <std::derived_from<MError> Error>
-  explicit MException(const Error& error) : MException(Orvel::Detail::WithChainTextInUse(error)) {}
   /// Clones every error; leaves out null entries.
   MException(const MException& other);
   /// Takes the errors over; the other chain is empty afterwards.

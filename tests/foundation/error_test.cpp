@@ -287,7 +287,9 @@ TEST(MExceptionTest, IsBuiltWithTheInnerChainOfItsError) {
   MException inner;
   inner.Append(MakeError(L"Oldest", 1));
   inner.Append(MakeError(L"Middle", 0));
-  const MException whole(ChainedError(L"Newest", inner.GetChainXml()));
+  ChainedError newest(L"", inner.GetChainXml());
+  static_cast<MError&>(newest) = MError(L"Newest");  // which carries no chain
+  const MException whole(newest);
   EXPECT_EQ(whole.GetChainDescription(), L"Oldest (name0 = <value & 0)\nMiddle\nNewest\n");
   for (const wchar_t* text : {L"no XML", L"<Other><Exception/></Other>", L"<ExceptionChain/>",
                               L"<ExceptionChain><Exception></ExceptionChain></Exception>"}) {
