@@ -31,11 +31,16 @@ struct ChainTextLink {
   void (*readChainText)(MException& chain, std::wstring text) = &ReadChainText;
 };
 
-/// A type that is no number but converts to one by itself: an enumeration without `class`, an
-/// atomic.
+/// Values that errors take as numbers: whole numbers, characters, enumerations without `class`.
 template <class Type>
-concept BecomesNumber = !std::is_arithmetic_v<Type> && std::convertible_to<Type, std::uint32_t> &&
-                        !std::convertible_to<Type, std::wstring>;
+concept ErrorNumber = WholeNumber<Type> || Character<Type> ||
+    (std::is_enum_v<Type>&& std::convertible_to<Type, std::uint32_t>);
+
+/// Objects that convert to a number by themselves, such as atomics.
+template <class Type>
+concept ErrorNumberObject =
+    !std::is_arithmetic_v<Type> && !std::is_enum_v<Type> &&
+    std::convertible_to<Type, std::uint32_t> && !std::convertible_to<Type, std::wstring>;
 
 }  // namespace Orvel::Detail
 
@@ -97,25 +102,23 @@ class MError : private virtual Orvel::Detail::ChainTextLink, public MDynObject {
   /// Adds a parameter. A name that is there already keeps its first value. Null names are empty.
   void AddParameter(const wchar_t* name, std::wstring value);
   /// Adds a number of any width as decimal text, with a minus sign when it is negative, and without
-  /// grouping in every locale. Anything but a whole number (`double`, `bool`, a character, a
-  /// scoped enumeration) does not compile: cast it, or pass a text, to choose what is written.
-  template <Orvel::Detail::WholeNumber Number>
+  /// grouping in every locale. An enumeration without `class` adds the number that it stands for, a
+  /// character its code. `double`, `bool` and scoped enumerations do not compile: cast them, or
+  /// pass a text, to choose what is written.
+  template <Orvel::Detail::ErrorNumber Number>
   void AddParameter(const wchar_t* name, Number value) {
-    if constexpr (std::is_signed_v<Number>) {
+    if constexpr (std::is_enum_v<Number>) {
+      AddParameter(name, +static_cast<std::underlying_type_t<Number>>(value));
+    } else if constexpr (Orvel::Detail::WholeNumber<Number> && std::is_signed_v<Number>) {
       AddSigned(name, value);
     } else {
-      AddUnsigned(name, value);
+      AddUnsigned(name, static_cast<std::make_unsigned_t<Number>>(value));
     }
   }
-  /// Adds the number that an enumeration without `class` stands for, or that an object converts to
-  /// as an unsigned number of 32 bits.
-  template <Orvel::Detail::BecomesNumber Value>
-  void AddParameter(const wchar_t* name, const Value& value) {
-    if constexpr (std::is_enum_v<Value>) {
-      AddParameter(name, +static_cast<std::underlying_type_t<Value>>(value));
-    } else {
-      AddParameter(name, static_cast<std::uint32_t>(value));
-    }
+  /// Adds the number that an object converts to as an unsigned number of 32 bits.
+  template <Orvel::Detail::ErrorNumberObject Object>
+  void AddParameter(const wchar_t* name, const Object& object) {
+    AddParameter(name, static_cast<std::uint32_t>(object));
   }
   /// Adds the bits of a number as hexadecimal text, two digits for each byte of its type: an
   /// `HRESULT` of E_ACCESSDENIED becomes "0x80070005".

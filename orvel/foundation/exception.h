@@ -9,7 +9,6 @@
 
 #include "orvel/foundation/error.h"
 #include "orvel/foundation/source_context.h"
-#include "orvel/foundation/whole_number.h"
 
 /// The framework's only exception: a chain of errors, oldest cause first, the error raised last at
 /// the end. Thrown by value and caught by reference. Owns its errors; copies hold clones.
@@ -82,13 +81,18 @@ class MException : public std::exception {
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
                              const wchar_t* parameterName, std::wstring value);
 /// The same for an error with one number of any width, written as `MError::AddParameter` writes it.
-template <class Number>
-requires Orvel::Detail::WholeNumber<Number> || Orvel::Detail::BecomesNumber<Number>
+template <Orvel::Detail::ErrorNumber Number>
 [[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
-                             const wchar_t* parameterName, const Number& value) {
+                             const wchar_t* parameterName, Number value) {
   MError error(site, errorName);
   error.AddParameter(parameterName, value);
   throw MException(error);
+}
+/// The same for the number that an object converts to as an unsigned number of 32 bits.
+template <Orvel::Detail::ErrorNumberObject Object>
+[[noreturn]] void RaiseError(const MRaiseSite& site, const wchar_t* errorName,
+                             const wchar_t* parameterName, const Object& object) {
+  RaiseError(site, errorName, parameterName, static_cast<std::uint32_t>(object));
 }
 
 /// Records in the flow log that `exception` was caught and dismissed at `point`: labelled with the

@@ -20,6 +20,11 @@
 #include "tests/support/flow_log.h"
 #include "tests/support/raised_error.h"
 
+/// A constant without a definition: errors have to take numbers by value.
+struct ErrorCodes {
+  static const std::int64_t kShort = -3;
+};
+
 namespace {
 
 using Orvel::Testing::ErrorOf;
@@ -72,6 +77,7 @@ TEST(MErrorTest, ParametersComeInOrderOfTheirCodeUnitsWithTheirFirstValuesInEver
   error.AddParameter(L"bytes", 1ull << 40);
   error.AddParameter(L"least", (std::numeric_limits<std::int64_t>::min)());
   error.AddParameter(L"octet", std::uint8_t{65});
+  error.AddParameter(L"character", '\xE4');
   error.AddParameter(L"unscoped", kUnscoped);
   error.AddParameter(L"atomic", std::atomic<std::uint32_t>(5));
   error.AddHexParameter(L"hresult", static_cast<std::int32_t>(0x80070005));
@@ -80,7 +86,8 @@ TEST(MErrorTest, ParametersComeInOrderOfTheirCodeUnitsWithTheirFirstValuesInEver
   std::locale::global(before);
   EXPECT_EQ(ErrorText(MException(error)),
             "Unspecified error [=first, Value=first, atomic=5, bytes=1099511627776, "
-            "errno=-2147483648, hresult=0x80070005, least=-9223372036854775808, most=4294967295, "
+            "character=228, errno=-2147483648, hresult=0x80070005, least=-9223372036854775808, "
+            "most=4294967295, "
             "octet=65, octets=0xFF, unscoped=7, value=first, wide=0x00000000000ABCDE, zero=0, "
             "\xE9=first, \xFD=first]");
   EXPECT_EQ(error.FindParameter(L"VALUE"), nullptr);
@@ -91,8 +98,8 @@ constexpr bool kIsParameter = requires(MError& error, const MRaiseSite& site, Va
   error.AddParameter(L"", value);
   RaiseError(site, L"", L"", value);
 };
-static_assert(kIsParameter<long> && !kIsParameter<double> && !kIsParameter<bool> &&
-                  !kIsParameter<char> && !kIsParameter<wchar_t> && !kIsParameter<Scoped>,
+static_assert(kIsParameter<long> && kIsParameter<wchar_t> && !kIsParameter<double> &&
+                  !kIsParameter<bool> && !kIsParameter<Scoped>,
               "what is passed is what is written");
 
 #if defined(_WIN32)
@@ -111,7 +118,7 @@ TEST(SystemErrorTest, SaysTheSystemsWordsWithoutWhatEndsThem) {
   static MSourceContext context(L"Importer", L"Open");
   EXPECT_EQ(ErrorOf([] { RaiseSystemError(context, L"Locked", 32ul); }),
             "Importer.Open:Locked [winErrorCode=32]");
-  EXPECT_EQ(ErrorOf([] { RaiseError(context, L"Short", L"missing", -3LL); }),
+  EXPECT_EQ(ErrorOf([] { RaiseError(context, L"Short", L"missing", ErrorCodes::kShort); }),
             "Importer.Open:Short [missing=-3]");
 }
 #endif
