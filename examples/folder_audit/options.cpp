@@ -26,12 +26,6 @@ std::size_t ParseJobs(std::wstring_view text) noexcept {
   return jobs <= kMaxJobs ? jobs : 0;
 }
 
-/// True when `options` asks for something that only an audit could do.
-bool AsksForAnAudit(const Options& options) noexcept {
-  return !options.folder.empty() || options.listsHashes || !options.skippedNames.empty() ||
-         !options.saveFile.empty() || !options.compareFile.empty() || !options.flowLogFile.empty();
-}
-
 }  // namespace
 
 std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
@@ -100,7 +94,9 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       return std::nullopt;
     }
   }
-  if (options.showsSettings && AsksForAnAudit(options)) {
+  const auto keys = static_cast<std::size_t>(
+      std::count(arguments.begin(), arguments.end(), std::wstring_view(L"--settings-key")));
+  if (options.showsSettings && arguments.size() != 1 + 2 * keys) {
     problem = L"--settings audits nothing: only --settings-key goes with it";
     return std::nullopt;
   }

@@ -87,9 +87,8 @@ TEST(MErrorTest, ParametersComeInOrderOfTheirCodeUnitsWithTheirFirstValuesInEver
   EXPECT_EQ(ErrorText(MException(error)),
             "Unspecified error [=first, Value=first, atomic=5, bytes=1099511627776, "
             "character=228, errno=-2147483648, hresult=0x80070005, least=-9223372036854775808, "
-            "most=4294967295, "
-            "octet=65, octets=0xFF, unscoped=7, value=first, wide=0x00000000000ABCDE, zero=0, "
-            "\xE9=first, \xFD=first]");
+            "most=4294967295, octet=65, octets=0xFF, unscoped=7, value=first, "
+            "wide=0x00000000000ABCDE, zero=0, \xE9=first, \xFD=first]");
   EXPECT_EQ(error.FindParameter(L"VALUE"), nullptr);
 }
 
