@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Parses, writes, reads and edits documents of shapes that make a careless implementation slow,
 // each at one and at two units of size, and ends with 1 when the second takes 2.5 times as long as
-// the first or more. Depends on nothing but the document, so it runs on any machine. An argument
+// the first or more. Depends on nothing that needs Windows, so it runs on any machine. An argument
 // picks the shapes whose names hold it.
 #include <algorithm>
 #include <cstddef>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "orvel/filers/xml/document/xml_document.h"
+#include "orvel/foundation/utf8.h"
 
 namespace {
 
@@ -53,6 +54,10 @@ void OnlyParse(MXmlDocument&, std::size_t) {}
 void ReadRoot(MXmlDocument& document, std::size_t) {
   (void)document.GetData(1);
   (void)document.GetAttributes(1);
+}
+
+void EncodeUnpaired(MXmlDocument&, std::size_t units) {
+  (void)Orvel::Detail::EncodeUtf8Replacing(std::wstring(100000 * units, L'\xD83D'));
 }
 
 void WriteFlat(MXmlDocument& document, std::size_t units) {
@@ -263,6 +268,7 @@ const Shape kShapes[] = {
        return InRoot(Repeat(L"</" + std::wstring(1100, L'a') + L">", 8000 * n));
      },
      ReadRoot},
+    {"unpaired surrogates as UTF-8", [](std::size_t) { return std::wstring(); }, EncodeUnpaired},
     {"writing a flat level", [](std::size_t) { return std::wstring(); }, WriteFlat},
     {"writing with the text looked at", [](std::size_t) { return std::wstring(); },
      WriteFlatInTwoSteps},

@@ -16,6 +16,10 @@
 #pragma clang deprecated(min, "write (std::min)(a, b): <windows.h> has a macro of this name")
 #pragma clang deprecated(max, "write (std::max)(a, b): <windows.h> has a macro of this name")
 
+// A keyword where a statement begins.
+#define import import
+#pragma clang deprecated(import)
+
 // Microsoft's C library marks them as deprecated.
 #define fopen fopen
 #define freopen freopen

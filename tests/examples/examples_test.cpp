@@ -48,7 +48,7 @@ using testing::StartsWith;
 class TemporaryFolder : public Orvel::Libraries::NonCopyable {
  public:
   TemporaryFolder() {
-    const std::wstring name = L"orvel-" + std::to_wstring(std::random_device()());
+    const std::wstring name = L"orvel-\u03B1-" + std::to_wstring(std::random_device()());
     path_ = (std::filesystem::temp_directory_path() / name).wstring();
     EXPECT_TRUE(::CreateDirectoryW(path_.c_str(), nullptr));
   }
