@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +13,7 @@
 #include <optional>
 #include <random>
 #include <regex>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -21,6 +24,7 @@
 #include "folder_audit/audit_file.h"
 #include "folder_audit/error_text.h"
 #include "folder_audit/file_hasher.h"
+#include "folder_audit/folder_audit.h"
 #include "folder_audit/paths.h"
 #include "folder_audit/report.h"
 #include "folder_audit/terminal_writer.h"
@@ -139,6 +143,41 @@ TEST(FileHasherTest, RefusesAFileThatChangedMeanwhileAndWorksAgain) {
   ASSERT_TRUE(digest.has_value());
   EXPECT_EQ(digest->sizeInBytes, 300'000u);
   EXPECT_TRUE(folder.LockAway(L"log")) << "left open";
+}
+
+/// Requests a stop when so many files have been begun.
+struct StoppingObserver final : IAuditObserver {
+  void OnFileStarted(const std::wstring&) override {
+    if (++begun == last) stop.request_stop();
+  }
+  void OnBytesRead(std::uint64_t) noexcept override {}
+  void OnEntry(const AuditEntry&) override {}
+
+  std::atomic<std::size_t> begun{0};
+  std::size_t last = 0;
+  std::stop_source stop{};
+};
+
+TEST(AuditTest, AStopAtAnyMomentLeavesOnlyWholeEntriesInTheOrderOfTheWalk) {
+  TemporaryFolder folder;
+  constexpr std::size_t kFiles = 12;
+  for (std::size_t i = 0; i < kFiles; ++i) {
+    folder.WriteFile(std::to_wstring(i), std::string(10'000 * i, 'x'));
+  }
+  Options options;
+  options.folder = folder.GetPath();
+  for (std::size_t round = 0; round < 3 * (kFiles + 2); ++round) {
+    options.jobs = round % 3 + 1;
+    StoppingObserver observer;
+    observer.last = round / 3;
+    const AuditResult result = Audit(options, observer, observer.stop.get_token()).Run();
+    EXPECT_TRUE(result.interrupted || result.entries.size() == kFiles) << result.entries.size();
+    EXPECT_TRUE(std::ranges::is_sorted(result.entries, {}, &AuditEntry::relativePath));
+    for (const AuditEntry& entry : result.entries) {
+      EXPECT_FALSE(entry.error.has_value());
+      EXPECT_EQ(entry.sha256.size(), 64u);
+    }
+  }
 }
 
 AuditEntry Readable(const wchar_t* path, std::uint64_t size, char hashDigit) {
