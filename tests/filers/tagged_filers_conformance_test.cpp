@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -37,6 +36,8 @@ namespace {
 
 using In = IInFilerTagged;
 using Out = IOutFilerTagged;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 struct XmlStore {
   static constexpr bool kIsRegistry = false;
@@ -196,7 +197,6 @@ enum Flag : bool { kOff, kOn };
 TYPED_TEST(TaggedFilersTest, ValuesComeBackExactly) {
   using namespace std::chrono;
   using Frames = duration<int, std::ratio<2, 60>>;
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   const std::wstring tag(300, L't');
   int count = 0;
   const auto comeBack = [&](const auto&... values) {
@@ -416,15 +416,15 @@ TEST(MInFilerTaggedXmlTest, ReadsBothSpellingsOfSpecialFloats) {
     const wchar_t* text;
     double value;
   } cases[] = {
-      {L"0.5", 0.5},          {L" \t\n-1.5e+003xyz", -1500.0},
-      {L"+.25", 0.25},        {L"1.", 1.0},
-      {L"1.#INF", INFINITY},  {L"-1.#INF00", -INFINITY},
-      {L"1.#QNAN", NAN},      {L"-1.#IND0", NAN},
-      {L"1.#other", 1.0},     {L"2.#INF", 2.0},
-      {L"inf", INFINITY},     {L"  -INFINITY", -INFINITY},
-      {L"-nan", NAN},         {L"1e999", INFINITY},
-      {L"-1e999", -INFINITY}, {L"1e-999", 0.0},
-      {L"1e+", 1.0},          {L"1,5", 1.0},
+      {L"0.5", 0.5},           {L" \t\n-1.5e+003xyz", -1500.0},
+      {L"+.25", 0.25},         {L"1.", 1.0},
+      {L"1.#INF", kInfinity},  {L"-1.#INF00", -kInfinity},
+      {L"1.#QNAN", kNan},      {L"-1.#IND0", kNan},
+      {L"1.#other", 1.0},      {L"2.#INF", 2.0},
+      {L"inf", kInfinity},     {L"  -INFINITY", -kInfinity},
+      {L"-nan", kNan},         {L"1e999", kInfinity},
+      {L"-1e999", -kInfinity}, {L"1e-999", 0.0},
+      {L"1e+", 1.0},           {L"1,5", 1.0},
       {L"0x10", 0.0},
   };
   for (const auto& [text, value] : cases) {
