@@ -4,7 +4,6 @@
 #include <array>
 #include <list>
 
-#include "orvel/foundation/exception.h"
 #include "tests/commands/tallied_work.h"
 
 namespace Orvel::Testing {

@@ -3,7 +3,6 @@
 
 #include <array>
 
-#include "orvel/foundation/exception.h"
 #include "tests/commands/tallied_work.h"
 
 namespace Orvel::Testing {

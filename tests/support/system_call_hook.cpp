@@ -54,6 +54,7 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
   using Pointer = Result (*)(Arguments...);
   static inline Pointer original = nullptr;
 
+  static void Install(void*& slot) { original = ReplaceImport(slot, &Call); }
   static Result Call(Arguments... arguments) {
     const std::optional<SystemAnswer> answer = SystemCallHook::OnCall(kCall);
     if (!answer) {
@@ -75,14 +76,9 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
   }
 };
 
-template <SystemCall kCall, class Function>
-void Install(void*& imported, Function*) {
-  using Patch = Replacement<kCall, Function*>;
-  Patch::original = ReplaceImport(imported, &Patch::Call);
-}
-
 bool InstallAll() {
-#define ORVEL_INSTALL(call, function) Install<SystemCall::call>(__imp_##function, &::function);
+#define ORVEL_INSTALL(call, function) \
+  Replacement<SystemCall::call, decltype(&::function)>::Install(__imp_##function);
   ORVEL_FOR_EACH_CALL(ORVEL_INSTALL)
   return true;
 }
