@@ -14,6 +14,7 @@
 #include <random>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -202,16 +203,16 @@ TEST_F(CrashReporterTest, KeepsTheNewestReportsOfItsProgramAndNothingElsesFiles)
 }
 
 TEST_F(CrashReporterTest, RefusesNamesThatMakeNoFiles) {
-  const auto errorOf = [](const std::wstring& folder, const std::wstring& name) {
+  const auto errorOf = [](std::wstring_view folder, std::wstring_view name) {
     MCrashReporterOptions options;
     options.folder = folder;
     options.programName = name;
     return ErrorOf([&] { const MCrashReporter reporter(options); });
   };
   EXPECT_THAT(errorOf(L"", L"a"), HasSubstr(":BadFolder"));
-  EXPECT_THAT(errorOf(folder_, L"a\\b"), HasSubstr(":BadName"));
-  EXPECT_THAT(errorOf(folder_, std::wstring(200, L'n')), HasSubstr(":NameTooLong"));
-  EXPECT_THAT(errorOf(std::filesystem::absolute(CRASHING_PROGRAM_EXE), L""),
+  EXPECT_THAT(errorOf(folder_.wstring(), L"a\\b"), HasSubstr(":BadName"));
+  EXPECT_THAT(errorOf(folder_.wstring(), std::wstring(200, L'n')), HasSubstr(":NameTooLong"));
+  EXPECT_THAT(errorOf(std::filesystem::absolute(CRASHING_PROGRAM_EXE).wstring(), L""),
               HasSubstr(":CannotCreateFolder"));
 }
 

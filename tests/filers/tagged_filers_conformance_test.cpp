@@ -507,7 +507,7 @@ TEST(MOutFilerTaggedXmlTest, ASubDocumentOfTooManyLevelsOrWithoutMemoryLeavesNot
   for (std::size_t skipped = 0; !isWritten; ++skipped) {
     MOutFilerTaggedXml failing;
     std::size_t left = skipped;
-    const auto write = [&] { isWritten = failing.WriteSubDocument(L"", document); };
+    const auto write = [&] { isWritten = failing.WriteSubDocument({}, document); };
     if (!Orvel::Testing::RunsOutOfMemory(left, write)) continue;
     EXPECT_TRUE(failing.WriteInt(L"last", 1));
     EXPECT_TRUE(failing.GetText().ends_with(L"</last>\n</ExceptionChain>\n")) << skipped;
