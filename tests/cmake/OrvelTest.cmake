@@ -27,5 +27,6 @@ function(orvel_add_test name)
   endif()
 
   add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+    ENVIRONMENT "TEST_PREMATURE_EXIT_FILE=${name}.unfinished")
 endfunction()
