@@ -33,9 +33,11 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
   Options options;
   options.jobs = DefaultJobs();
   bool optionsEnded = false;
+  bool hasOthers = false;  // than those that go with --settings
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::wstring_view argument = arguments[i];
     const bool isOption = !optionsEnded && argument.size() > 1 && argument.front() == L'-';
+    if (!isOption || (argument != L"--settings" && argument != L"--settings-key")) hasOthers = true;
 
     if (!isOption) {
       if (argument.empty()) {
@@ -94,9 +96,7 @@ std::optional<Options> ParseOptions(std::span<const wchar_t* const> arguments,
       return std::nullopt;
     }
   }
-  const auto keys = static_cast<std::size_t>(
-      std::count(arguments.begin(), arguments.end(), std::wstring_view(L"--settings-key")));
-  if (options.showsSettings && arguments.size() != 1 + 2 * keys) {
+  if (options.showsSettings && hasOthers) {
     problem = L"--settings audits nothing: only --settings-key goes with it";
     return std::nullopt;
   }

@@ -54,7 +54,7 @@ concept ErrorNumberObject =
 /// their names. A value: copying copies everything.
 ///
 /// Thread-compatible. Only the constructor that takes a raise site records in the flow log.
-class MError : private virtual Orvel::Detail::ChainTextLink, public MDynObject {
+class MError : protected virtual Orvel::Detail::ChainTextLink, public MDynObject {
  public:
   /// Parameters by name, in ordinal order of the names.
   using ParameterMap = std::map<std::wstring, std::wstring, std::less<>>;

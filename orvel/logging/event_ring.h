@@ -105,7 +105,7 @@ inline void EventRing::Record(std::int32_t kind, std::int32_t arg1, std::int32_t
                               std::uint64_t object) noexcept {
   // Acquire pairs with the release of RestartRecording: a slot taken from a restarted ring is
   // stored into after it was emptied.
-  const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acq_rel);
+  const std::uint32_t old = control_.fetch_add(kOneRecord, std::memory_order_acquire);
   if ((old & kRecordingEnabled) == 0) return;
   Slot& slot = slots_[PositionOf(old)];
   std::int64_t counter;  // NOLINT(cppcoreguidelines-init-variables): the next call fills it

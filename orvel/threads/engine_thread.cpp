@@ -126,6 +126,10 @@ void MEngineThread::Start() {
   stopIsServed_ = false;
   stopIsRequested_.store(false, std::memory_order_release);
 
+  // The worker may run before this thread has changed the state.
+  const Orvel::Libraries::GenericGuard mark(
+      [this] { startIsUnderWay_.store(true, std::memory_order_release); },
+      [this] { startIsUnderWay_.store(false, std::memory_order_release); });
   auto thread = Orvel::Detail::StartThreadOrRaise(context.At(__LINE__, this), &ThreadEntry, this);
   thread_ = std::move(thread.handle);
   threadId_.store(thread.id, std::memory_order_release);
@@ -293,7 +297,11 @@ bool MEngineThread::AddEventWhileInactive(void* handle, std::unique_ptr<MCallbac
 
 bool MEngineThread::SwapWhileInactive(std::unique_ptr<MCallbackFunctor>& kept,
                                       std::unique_ptr<MCallbackFunctor>& other) {
-  if (IsWorker() || GetState() != MEngineState::kInactive) return false;
+  // What can be refused is refused without waiting: a start callback may wait for the caller.
+  if (IsWorker() || startIsUnderWay_.load(std::memory_order_acquire) ||
+      GetState() != MEngineState::kInactive) {
+    return false;
+  }
   const MScopedLock lock(mutex_, lockDepth_);
   if (GetState() != MEngineState::kInactive) return false;
   kept.swap(other);

@@ -183,6 +183,7 @@ class MEngineThread : public Orvel::Libraries::NonCopyable {
   void EndWorker() noexcept ORVEL_REQUIRES(*mutex_);
   void BecomeInactive() noexcept ORVEL_REQUIRES(*mutex_);
 
+  std::atomic<bool> startIsUnderWay_{false};                  // release and acquire, as the state
   std::atomic<MEngineState> state_{MEngineState::kInactive};  // release, acquire in GetState
   const std::unique_ptr<MMutexImp> mutex_;                    // the worker never waits for it
   std::int32_t lockDepth_ = 0;                                // bookkeeping of MScopedLock

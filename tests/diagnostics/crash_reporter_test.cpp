@@ -157,6 +157,7 @@ TEST_F(CrashReporterTest, EveryDeathHasTheExitCodeThatItHasWithoutAndLeavesARepo
 
 TEST_F(CrashReporterTest, SaysWhatIsIncompleteAndEndsWhatWineWouldShowAsASuccess) {
   EXPECT_NE(Crash("all of the stack", "", folder_), 0) << "Wine shows other programs 0 without";
+  EXPECT_EQ(Crash("the main thread's end", "", folder_), 0);
   std::filesystem::remove_all(folder_);
   Crash("loader", "stuck", folder_);
   EXPECT_THAT(Read(".txt"), ElementsAre(HasSubstr("\nMinidump: incomplete, system error 33\n")));

@@ -171,6 +171,7 @@ const std::map<std::string, std::function<void()>> kCrashes = {
     {"heap", CrashWithTheHeapLocked},
     {"loader", CrashInTheLoader},
     {"nothing after the main thread", [] { EndBefore([] { ::ExitThread(76); }); }},
+    {"the main thread's end", [] { ::ExitThread(0); }},
     {"access after the main thread", [] { EndBefore(WriteNowhere); }},
     {"parameter, then access",
      [] {

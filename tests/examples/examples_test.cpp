@@ -514,7 +514,7 @@ TEST(FolderAuditTest, SaysWhatItCannotDoWithAnExitCodeOfItsOwn) {
       {{L".", L"--jobs", L"0"}, 2, "--jobs needs a number from 1 to 64"},
       {{L".", L"--jobs", L"65"}, 2, "--jobs needs"},
       {{L".", L"--crash", L"x"}, 2, "no such crash: x"},
-      {{L"--settings", L"--jobs", L"3"}, 2, "--settings audits nothing"},
+      {{L"--settings", L"--save", L"--settings-key"}, 2, "--settings audits nothing"},
       {{path + L"\\none"}, 4, "CannotListFolder (folder = "},
       {{path, L"--flow-log", path + L"\\none\\log"},
        4,

@@ -197,18 +197,29 @@ MError MakeError(const wchar_t* code, int parameters) {
 }
 
 /// An error that carries the chain that led to it.
-class ChainedError final : public MError {
+class ChainCarrier : public MError {
  public:
-  ChainedError(const wchar_t* code, std::wstring chainText)
-      : MError(std::wstring(code)), chainText_(std::move(chainText)) {}
+  using MError::MError;
+  std::wstring GetChainText() const override { return chainText; }
+
+  std::wstring chainText;
+};
+
+/// Leaves the bases of its bases to the language, as users do.
+class ChainedError final : public ChainCarrier {
+ public:
+  using ChainCarrier::ChainCarrier;
+  ChainedError(const ChainedError& other) : ChainCarrier(other) {}
   std::unique_ptr<MDynObject> Clone() const override {
     return std::make_unique<ChainedError>(*this);
   }
-  std::wstring GetChainText() const override { return chainText_; }
-
- private:
-  std::wstring chainText_;
 };
+
+ChainedError MakeChained(const wchar_t* code, std::wstring chainText) {
+  ChainedError error{std::wstring(code)};
+  error.chainText = std::move(chainText);
+  return error;
+}
 
 /// Copies into something that is no error, or not at all.
 template <bool kIsCopied>
@@ -255,7 +266,7 @@ TEST(MExceptionTest, CopiesAreDeepKeepTheirClassAndLeaveOutWhatIsNoError) {
   exception.Append(Stranger<true>());
   EXPECT_EQ(exception.GetNewestError(), nullptr);
   exception.Append(Stranger<false>());
-  exception.Append(ChainedError(L"newest", L"inner chain"));
+  exception.Append(MakeChained(L"newest", L"inner chain"));
   EXPECT_THAT(exception.GetErrors(), ElementsAre(NotNull(), IsNull(), IsNull(), NotNull()));
   EXPECT_EQ(exception.GetChainDescription(), L"oldest (name0 = <value & 0)\nnewest\n");
   MException copy;
@@ -293,13 +304,13 @@ TEST(MExceptionTest, IsBuiltWithTheInnerChainOfItsError) {
   MException inner;
   inner.Append(MakeError(L"Oldest", 1));
   inner.Append(MakeError(L"Middle", 0));
-  ChainedError newest(L"", inner.GetChainXml());
+  ChainedError newest = MakeChained(L"", inner.GetChainXml());
   static_cast<MError&>(newest) = MError(L"Newest");  // which carries no chain
   const MException whole(newest);
   EXPECT_EQ(whole.GetChainDescription(), L"Oldest (name0 = <value & 0)\nMiddle\nNewest\n");
   for (const wchar_t* text : {L"no XML", L"<Other><Exception/></Other>", L"<ExceptionChain/>",
                               L"<ExceptionChain><Exception></ExceptionChain></Exception>"}) {
-    const MException alone(ChainedError(L"Newest", text));
+    const MException alone(MakeChained(L"Newest", text));
     EXPECT_THAT(alone.GetErrors(), SizeIs(1)) << text;
   }
 }
