@@ -24,7 +24,8 @@ class ObservedThread {
   /// Returns the exit code of the thread, which has ended. A thread that the system ended may have
   /// none of its own and show 0, as under Wine one that used up its stack. That is no success, so 1
   /// is returned for it, with which Wine ends a process whose last thread it is. So it is for one
-  /// that another thread terminated with 0, and for one that ends in another fiber than it began in.
+  /// that another thread terminated with 0, and for one that ends in another fiber than it began
+  /// in.
   [[nodiscard]] std::uint32_t GetExitCode() const noexcept;
 
  private:
