@@ -195,11 +195,16 @@ TEST(MXmlDocumentTest, FirstElementOfATagIsFoundHoweverOften) {
   EXPECT_TRUE(document.FindFirstElement(L"T200"));
   EXPECT_TRUE(document.FindFirstElement(L"T7"));
   EXPECT_TRUE(document.FindElement(L"T8"));
-  // The table follows what is added, in front too, and what is removed.
+  // The table follows what is added, in front too, and what is removed; it has no room for so many.
   ASSERT_TRUE(document.FindFirstElement(L"t0") && document.AddElement(L"t299", L"first"));
   EXPECT_EQ(document.GetData(document.FindFirstChild(1, L"t299")), L"first");
   EXPECT_TRUE(document.RemoveElement(document.FindFirstChild(1, L"t5")));
   EXPECT_EQ(document.GetData(document.FindFirstChild(1, L"t5")), L"2");
+  EXPECT_TRUE(document.RemoveElement(document.FindFirstChild(1, L"t5")));
+  EXPECT_EQ(document.FindFirstChild(1, L"t5"), 0u);
+  for (int i = 0; i < 600; ++i) ASSERT_TRUE(document.AddElement(L"n" + std::to_wstring(i)));
+  EXPECT_TRUE(document.FindFirstElement(L"n599"));
+  EXPECT_TRUE(document.FindFirstElement(L"n0"));
 }
 
 TEST(MXmlDocumentTest, ADocumentThatWasParsedIsReadByThreadsTogether) {
