@@ -82,10 +82,10 @@ LSTATUS WINAPI SetValue(HKEY key, const wchar_t* name, DWORD reserved, DWORD typ
 }
 
 bool InstallAll() {
-  openKey = ReplaceImport(__imp_RegOpenKeyExW, &OpenKey);
-  createKey = ReplaceImport(__imp_RegCreateKeyExW, &CreateKey);
-  queryValue = ReplaceImport(__imp_RegQueryValueExW, &QueryValue);
-  setValue = ReplaceImport(__imp_RegSetValueExW, &SetValue);
+  ReplaceImport(__imp_RegOpenKeyExW, &OpenKey, openKey);
+  ReplaceImport(__imp_RegCreateKeyExW, &CreateKey, createKey);
+  ReplaceImport(__imp_RegQueryValueExW, &QueryValue, queryValue);
+  ReplaceImport(__imp_RegSetValueExW, &SetValue, setValue);
   return true;
 }
 

@@ -54,7 +54,7 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
   using Pointer = Result (*)(Arguments...);
   static inline Pointer original = nullptr;
 
-  static void Install(void*& slot) { original = ReplaceImport(slot, &Call); }
+  static void Install(void*& slot) { ReplaceImport(slot, &Call, original); }
   static Result Call(Arguments... arguments) {
     const std::optional<SystemAnswer> answer = SystemCallHook::OnCall(kCall);
     if (!answer) {
@@ -76,14 +76,13 @@ struct Replacement<kCall, Result (*)(Arguments...)> {
   }
 };
 
-bool InstallAll() {
+// Before there are other threads, which might call through a slot as it changes.
+[[maybe_unused]] const bool isInstalled = [] {
 #define ORVEL_INSTALL(call, function) \
   Replacement<SystemCall::call, decltype(&::function)>::Install(__imp_##function);
   ORVEL_FOR_EACH_CALL(ORVEL_INSTALL)
   return true;
-}
-#else
-bool InstallAll() { return true; }
+}();
 #endif
 
 }  // namespace
@@ -91,9 +90,9 @@ bool InstallAll() { return true; }
 SystemCallHook::SystemCallHook(SystemCall call, int skipped, std::function<void()> before,
                                std::optional<SystemAnswer> answer)
     : call_(call), skipped_(skipped), before_(std::move(before)), answer_(answer), slot_(0) {
-  [[maybe_unused]] static const bool isInstalled = InstallAll();
-  for (DWORD unused = 0;
-       !slots[slot_].threadId.compare_exchange_strong(unused, ::GetCurrentThreadId()); unused = 0) {
+  for (DWORD unused = 0; !slots[slot_].threadId.compare_exchange_strong(
+           unused, ::GetCurrentThreadId(), std::memory_order_acquire);
+       unused = 0) {
     if (++slot_ == slots.size()) throw std::runtime_error("too many hooks at a time");
   }
   slots[slot_].hook = this;
@@ -101,13 +100,16 @@ SystemCallHook::SystemCallHook(SystemCall call, int skipped, std::function<void(
 
 SystemCallHook::~SystemCallHook() {
   slots[slot_].hook = nullptr;
-  slots[slot_].threadId.store(0);
+  slots[slot_].threadId.store(0, std::memory_order_release);
 }
 
 std::optional<SystemAnswer> SystemCallHook::OnCall(SystemCall call) {
   const DWORD threadId = ::GetCurrentThreadId();
   for (Slot& slot : slots) {
-    SystemCallHook* const hook = slot.threadId.load() == threadId ? slot.hook : nullptr;
+    // The id is this thread's only if it put it there itself. To acquire what others put there
+    // would order threads that nothing orders, and so hide races from the thread sanitizer.
+    const bool isOwn = slot.threadId.load(std::memory_order_relaxed) == threadId;
+    SystemCallHook* const hook = isOwn ? slot.hook : nullptr;
     if (hook == nullptr || hook->call_ != call || hook->reached_ || hook->skipped_-- > 0) continue;
     hook->reached_ = true;
     if (hook->before_) hook->before_();
