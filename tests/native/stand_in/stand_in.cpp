@@ -31,12 +31,13 @@ constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
 /// An event or a thread. Threads are ordered by its signal alone, released where it is set and
 /// acquired where a wait takes it. A lock around it all would order threads that the real system
 /// leaves unordered, and so hide races from the thread sanitizer.
-struct KernelObject {
-  std::atomic<int> holders{0};  // the open handle, and a thread that runs
-  std::atomic<bool> isOpen{false};
-  std::atomic<bool> isSignalled{false};
-  std::atomic<bool> resetsItself{false};
-};
+///
+/// All in one atomic, so that nothing that was done to it is seen after it was opened anew.
+using KernelObject = std::atomic<unsigned>;
+constexpr unsigned kIsOpen = 1;
+constexpr unsigned kRuns = 2;  // a thread, which keeps it from being used again
+constexpr unsigned kIsSignalled = 4;
+constexpr unsigned kResetsItself = 8;
 
 // By handle: small multiples of four that are used again, as the system's are.
 std::array<KernelObject, 0x2000> objects;
@@ -58,22 +59,23 @@ std::optional<std::uint64_t> AnswerInstead(SystemCall call, std::uint64_t failur
   return failure;
 }
 
-HANDLE Open(int holders, bool isSignalled, bool resetsItself) {
+HANDLE Open(unsigned kind) {
   for (std::uintptr_t index = 0;; ++index) {
     KernelObject& object = objects.at(index);
-    int none = 0;
-    if (!object.holders.compare_exchange_strong(none, holders, kRelaxed)) continue;
-    object.isSignalled.store(isSignalled, kRelaxed);
-    object.resetsItself.store(resetsItself, kRelaxed);
-    object.isOpen.store(true, kRelaxed);
-    return reinterpret_cast<HANDLE>((index + 1) * 4);
+    unsigned last = object.load(kRelaxed);
+    if ((last & (kIsOpen | kRuns)) == 0 &&
+        object.compare_exchange_strong(last, kIsOpen | kind, kRelaxed)) {
+      return reinterpret_cast<HANDLE>((index + 1) * 4);
+    }
   }
 }
 
 /// The object of an open handle, else null.
 KernelObject* Find(HANDLE handle) {
   const std::size_t index = reinterpret_cast<std::uintptr_t>(handle) / 4 - 1;
-  if (index < objects.size() && objects[index].isOpen.load(kRelaxed)) return &objects[index];
+  if (index < objects.size() && (objects[index].load(kRelaxed) & kIsOpen) != 0) {
+    return &objects[index];
+  }
   lastError = ERROR_INVALID_HANDLE;
   return nullptr;
 }
@@ -87,11 +89,12 @@ DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD millisecon
     for (DWORD index = 0; index < count; ++index) {
       KernelObject* const object = Find(handles[index]);
       if (object == nullptr) return WAIT_FAILED;
-      bool isSignalled = true;
-      const bool staysSignalled = !object->resetsItself.load(kRelaxed);
-      if (object->isSignalled.compare_exchange_strong(isSignalled, staysSignalled,
-                                                      std::memory_order_acquire, kRelaxed)) {
-        return WAIT_OBJECT_0 + index;
+      unsigned state = object->load(kRelaxed);
+      while ((state & kIsSignalled) != 0) {
+        const unsigned next = (state & kResetsItself) != 0 ? state & ~kIsSignalled : state;
+        if (object->compare_exchange_weak(state, next, std::memory_order_acquire, kRelaxed)) {
+          return WAIT_OBJECT_0 + index;
+        }
       }
     }
     if (isLast) return WAIT_TIMEOUT;
@@ -100,17 +103,15 @@ DWORD Wait(SystemCall call, DWORD count, const HANDLE* handles, DWORD millisecon
   }
 }
 
-void Signal(KernelObject& object) { object.isSignalled.exchange(true, std::memory_order_release); }
-
 BOOL ChangeEvent(SystemCall call, HANDLE event, bool isSignalled) {
   if (const auto answer = AnswerInstead(call, FALSE)) return static_cast<BOOL>(*answer);
   KernelObject* const object = Find(event);
   if (object == nullptr) return FALSE;
   if (isSignalled) {
-    Signal(*object);
+    object->fetch_or(kIsSignalled, std::memory_order_release);
     std::this_thread::yield();  // on the system, too, who waits may go on first
   } else {
-    object->isSignalled.store(false, kRelaxed);
+    object->fetch_and(~kIsSignalled, kRelaxed);
   }
   return TRUE;
 }
@@ -167,7 +168,8 @@ HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, const wchar_t*) 
   if (const auto answer = AnswerInstead(SystemCall::kCreateEvent, 0)) {
     return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(*answer));
   }
-  return Open(1, initialState != FALSE, manualReset == FALSE);
+  return Open((initialState != FALSE ? kIsSignalled : 0) |
+              (manualReset == FALSE ? kResetsItself : 0));
 }
 
 BOOL SetEvent(HANDLE event) { return ChangeEvent(SystemCall::kSetEvent, event, true); }
@@ -176,8 +178,7 @@ BOOL ResetEvent(HANDLE event) { return ChangeEvent(SystemCall::kResetEvent, even
 BOOL CloseHandle(HANDLE handle) {
   KernelObject* const object = Find(handle);
   if (object == nullptr) return FALSE;
-  object->isOpen.store(false, kRelaxed);
-  object->holders.fetch_sub(1, kRelaxed);
+  object->fetch_and(~kIsOpen, kRelaxed);
   return TRUE;
 }
 
@@ -203,14 +204,14 @@ DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD mill
 std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*entry)(void*), void* argument, unsigned,
                               unsigned* threadId) {
   if (const auto answer = AnswerInstead(SystemCall::kBeginThread, 0)) return *answer;
-  const auto handle = reinterpret_cast<std::uintptr_t>(Open(2, false, false));
+  const auto handle = reinterpret_cast<std::uintptr_t>(Open(kRuns));
   // As the handle, the id is used again once the thread has ended and its handle is closed.
   *threadId = static_cast<DWORD>(handle);
   std::thread([id = *threadId, entry, argument, &thread = objects[handle / 4 - 1]] {
     currentThreadId = id;
     entry(argument);
-    Signal(thread);
-    thread.holders.fetch_sub(1, kRelaxed);
+    // In one step, so that whoever saw the thread end and closes its handle gets both again.
+    thread.fetch_xor(kRuns | kIsSignalled, std::memory_order_release);
   }).detach();
   static_cast<void>(SystemCallHook::OnCall(SystemCall::kThreadBegun));
   return handle;
