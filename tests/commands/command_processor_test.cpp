@@ -103,9 +103,9 @@ TEST_F(MCommandProcessorTest, CallsBackAsItsWorkerStartsAndEndsAndKeepsItsQueueW
   static_cast<void>(TakeFlowLog());
   {
     // Keeps this thread from marking in time that there is a worker.
-    const SystemCallHook hook(
-        SystemCall::kQueryCounter, [&] { started.Wait(); }, 1);
+    const SystemCallHook begun(SystemCall::kThreadBegun, [&] { started.Wait(); });
     processor_->Start();
+    EXPECT_TRUE(begun.WasReached());
   }
   refused();
   processor_->Stop();
@@ -207,6 +207,7 @@ TEST_F(MCommandProcessorTest, AFailingWorkerReleasesItsCallersAndDeletesItsQueue
   Queue(tallies[2]);
   processor_->Stop();
   for (const Tally& tally : tallies) EXPECT_TRUE(tally.DeletedUnexecuted());
+  EXPECT_THAT(hooks, IsEmpty()) << "it calls back as it ends";
 
   processor_->Start();
   static_cast<void>(TakeFlowLog());

@@ -9,6 +9,8 @@ namespace Orvel::Testing {
 namespace {
 
 using testing::Each;
+using testing::Le;
+using testing::SizeIs;
 
 class MDesyncEventSchedulerTest : public testing::Test {
  protected:
@@ -53,6 +55,9 @@ TEST_F(MDesyncEventSchedulerTest, FlushWaitsForWhatWasScheduledBeforeItAndForNot
   Schedule([&] { isOver = true; });
   scheduler_->Flush();
   scheduler_->Flush();  // the last of the succession, which nobody else would delete
+  static_cast<void>(TakeFlowLog());
+  std::this_thread::sleep_for(kMustNotHappenFor);
+  EXPECT_THAT(FlowEventsWith(TakeFlowLog(), {"at WaitForEvents"}), SizeIs(Le(2U))) << "it sleeps";
   EXPECT_EQ(ErrorUnder({SystemCall::kWaitForMultipleObjects, 0, {0xFFFFFFFF, 6}},
                        [&] { scheduler_.reset(); }),
             "");
