@@ -16,6 +16,7 @@
 #include "orvel/logging/label_id.h"
 #include "orvel/platform/debugger_thread_name.h"
 #include "orvel/platform/windows_api.h"
+#include "orvel/threads/generic_guard.h"
 #include "tests/support/flow_dump_reader.h"
 #include "tests/support/time_limits.h"
 #include "tests/threads/staging.h"
@@ -542,14 +543,17 @@ TEST(MKLoggerAdapterTest, DumpToFileNeedsTheFolderAndTruncates) {
   EXPECT_FALSE(logger.adapter.dumpToFile(L"ignored"));
   EXPECT_FALSE(std::filesystem::exists(folder)) << "nor is it created";
   std::filesystem::create_directory(folder);
+  const Libraries::GenericGuard guard({}, [&] {
+    std::filesystem::remove(folder / "DebugDump.log");
+    std::filesystem::remove(folder);
+  });
   EXPECT_TRUE(logger.adapter.dumpToFile(nullptr));
   logger.Log(2);
-  EXPECT_TRUE(logger.adapter.dumpToFile(nullptr));
+  std::ifstream reader(folder / "DebugDump.log");
+  EXPECT_TRUE(logger.adapter.dumpToFile(nullptr)) << "while another has it open";
   std::ostringstream text;
-  text << std::ifstream(folder / "DebugDump.log").rdbuf();
+  text << reader.rdbuf();
   EXPECT_THAT(ReadFlowDump(text.str()), ElementsAre(Logged(2))) << "truncated first";
-  std::filesystem::remove(folder / "DebugDump.log");
-  std::filesystem::remove(folder);
 }
 
 #endif
