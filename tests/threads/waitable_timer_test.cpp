@@ -87,7 +87,7 @@ TEST_F(MWaitableTimerTest, RefusesPeriodsThatTheSystemHasNotAndSaysWhatTheSystem
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(0ms, -1s); }), badPeriod + "0]");
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(2'147'483'648ms); }), badPeriod + "2147483648]");
   EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(2'147'483'647ms); }), "");
-  EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(1us); }), "") << "rounded up";
+  EXPECT_EQ(ErrorOf([&] { timer_->SetPeriodic(1h, 1us); }), "") << "rounded up";
   timer_->SetOnce(1h);
 
   const SystemAnswer refusal = {0, 1450};
