@@ -44,10 +44,11 @@ enum class MTimerReset {
 ///     thread.Start();
 ///     timer.SetPeriodic(std::chrono::seconds(5));
 ///
-/// Setting a timer replaces its earlier setting and clears a signal that no wait has taken. It is
-/// as accurate as the system's clock, usually about 16 ms early or late; the handler runs when its
-/// thread gets to it. A periodic timer does not wait for its handler and has only one signal: a
-/// handler that takes longer than a period is not called again for the periods that it missed.
+/// Setting a timer replaces its earlier setting and clears a signal that no wait has taken; Wine 8
+/// clears only that of a manual timer. It is as accurate as the system's clock, usually about 16 ms
+/// early or late; the handler runs when its thread gets to it. A periodic timer does not wait for
+/// its handler and has only one signal: a handler that takes longer than a period is not called
+/// again for the periods that it missed.
 ///
 /// Durations may be of any unit. Delays are rounded up to 100 ns, periods to milliseconds. Delays
 /// below zero count as zero, those beyond 1,000 years as 1,000 years. A timer that was set to a
